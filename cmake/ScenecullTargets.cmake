@@ -98,7 +98,8 @@ function(scenecull_add_library area)
         set_target_properties(${arg_TARGET} PROPERTIES INSTALL_RPATH "$ORIGIN")
     endif()
     if(SCENECULL_CHECKED)
-        target_compile_definitions(${arg_TARGET} PUBLIC TQU_CHECKED)
+        # Layouts do not depend on it, so that an unchecked program may use a checked library.
+        target_compile_definitions(${arg_TARGET} PUBLIC $<BUILD_INTERFACE:TQU_CHECKED>)
     endif()
 
     if(SCENECULL_INSTALL)

@@ -1,6 +1,8 @@
 # Fills PREFIX anew with what BUILD_DIR installs. Where LINKAGE (shared or static) is given,
 # BUILD_DIR is first made from SOURCE_DIR, the libraries alone.
 
+cmake_minimum_required(VERSION 3.21)
+
 function(run)
     execute_process(COMMAND ${ARGV} COMMAND_ECHO STDOUT RESULT_VARIABLE result)
     if(NOT result EQUAL 0)
