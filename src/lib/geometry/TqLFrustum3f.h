@@ -117,7 +117,12 @@ public:
     TQL_API TqLFrustum3f NarrowedBy(double x0, double x1, double y0, double y1) const;
 
 private:
-    void MakeDefault();
+    struct Camera;
+
+    // Makes this the camera's frustum; false, and this is of no use, where the matrix would leave
+    // the range of a double.
+    bool Build(Type type, Camera const& camera, double width, double height, double nearDistance,
+               double farDistance);
 
     TqLMatrix4f m_matrix;
     TqLPlane3f m_nearPlane;

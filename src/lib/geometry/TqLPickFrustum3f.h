@@ -2,7 +2,7 @@
 //
 // Made from a view frustum, or from a pixel rectangle of one: the thin frustum through the cursor,
 // or a rubber band. A pick traversal asks CanCull and MinDistance of every box on its way; the
-// host's geometry picks take the planes and the origin from here. An immutable value of 216 bytes.
+// host's geometry picks take the planes and the origin from here. A value of some 230 bytes.
 #pragma once
 
 #include "geometry/TqLApi.h"
@@ -90,8 +90,12 @@ public:
     TQL_API TqLPickFrustum3f TransformedByInverse(TqLAffine3f const& toWorld) const;
 
 private:
+    void Set(TqLFrustum3f const& frustum);
+
     TqLPlane3f m_planes[eNUM_PLANES];
     TqLPos3f m_origin;
+    double m_rounding; // that part of a plane distance's rounding bound that no box has a say in
+    bool m_isEmpty;
 };
 
 static_assert(std::is_trivially_copyable<TqLPickFrustum3f>::value, "plain value");

@@ -91,8 +91,8 @@ public:
     /// Non-zero when the moving body touches the box nowhere on its way.
     ///
     /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the test
-    /// itself, and kept only when it is touched or as near as that. An empty box is culled, one with
-    /// a NaN never, unless there is no body.
+    /// itself, and kept only when it is touched or as near as that. An empty box is
+    /// culled; a NaN corner counts as no bound on its axis.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
     ///        are left alone.
@@ -113,7 +113,6 @@ public:
 private:
     void Set(Body body, TqLPos3f const& center, TqLVec3f const& halfSize, TqLVec3f const& sweep);
     void UpdateSweptBox();
-    double GetRounding(TqLBox3f const& box) const;
     bool IsBoxBeside(TqLBox3f const& box, double rounding) const;
     bool IsSphereBeside(TqLBox3f const& box, double rounding) const;
 
