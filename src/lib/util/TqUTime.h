@@ -45,7 +45,7 @@ public:
     /// from a fresh reading, because finding out a reading's age costs as much as a new reading.
     void SetTimeOut(unsigned int microseconds, unsigned int staleMicroseconds);
 
-    /// True once the time-out has passed (elapsed >= time-out) and from then on until the next
+    /// True once the time-out has passed (clock >= start + time-out) and from then on until the next
     /// SetTimeOut; no clock is read any more once it is true. One clock reading before that.
     bool HasExpired() const
     {
@@ -55,14 +55,11 @@ public:
     /// Seconds since the last SetTimeOut (or construction), also past the time-out. Never negative
     /// and never less than before: where the clock steps backwards, elapsed time stands still for
     /// that step and goes on from there. One clock reading.
-    double GetTimeElapsedInSeconds() const
-    {
-        return ReadElapsed();
-    }
+    double GetTimeElapsedInSeconds() const;
 
 private:
     bool ReadExpired() const;
-    double ReadElapsed() const;
+    void TakeReading() const;
 
     mutable double m_start;           // seconds; moved back with a clock that steps backwards
     mutable double m_latest;          // seconds, latest reading
