@@ -1,0 +1,188 @@
+// Critical section, its holder, and the condition.
+
+#include "util/TqULock.h"
+
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Waits until `reached` says so; false after ten seconds, so that no failure hangs the tests.
+template <class Reached>
+bool Eventually(Reached reached)
+{
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!reached()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(TqUCriticalSection, LetsOneThreadInAtATime)
+{
+    TqUCriticalSection section;
+    int counter = 0; // not atomic: only the section protects it
+    int inside = 0;
+    int mostInside = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 5000; ++i) {
+                TqUAutoCriticalSection const hold(section);
+                ++inside;
+                mostInside = inside > mostInside ? inside : mostInside;
+                ++counter;
+                --inside;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(20000, counter);
+    EXPECT_EQ(1, mostInside);
+}
+
+TEST(TqUCriticalSection, KeepsOthersOutUntilItIsLeft)
+{
+    TqUCriticalSection section;
+    std::atomic<bool> entered{false};
+    section.Enter();
+    std::thread other([&] {
+        section.Enter();
+        entered = true;
+        section.Leave();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(entered);
+    section.Leave();
+    EXPECT_TRUE(Eventually([&] { return entered.load(); }));
+    other.join();
+}
+
+TEST(TqUAutoCriticalSection, LeavesTheSectionAtTheEndOfItsScopeAlsoByException)
+{
+    TqUCriticalSection section;
+    try {
+        TqUAutoCriticalSection const hold(section);
+        throw 1;
+    } catch (int) {
+    }
+    std::atomic<bool> entered{false};
+    std::thread other([&] {
+        TqUAutoCriticalSection const hold(section);
+        entered = true;
+    });
+    EXPECT_TRUE(Eventually([&] { return entered.load(); }));
+    other.join();
+}
+
+TEST(TqUCondition, LeavesTheSectionWhileWaitingAndHoldsItAfterwards)
+{
+    TqUCriticalSection section;
+    TqUCondition condition;
+    bool waiting = false;
+    bool go = false;
+    std::atomic<bool> woken{false};
+    std::thread waiter([&] {
+        TqUAutoCriticalSection const hold(section);
+        waiting = true;
+        while (!go) {
+            condition.Wait(section);
+        }
+        woken = true;
+    });
+    // Entering the section and seeing `waiting` means that Wait has left it.
+    EXPECT_TRUE(Eventually([&] {
+        TqUAutoCriticalSection const hold(section);
+        return waiting;
+    }));
+    {
+        TqUAutoCriticalSection const hold(section);
+        go = true;
+        condition.Signal();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_FALSE(woken); // it needs the section, which is held here
+    }
+    EXPECT_TRUE(Eventually([&] { return woken.load(); }));
+    waiter.join();
+}
+
+TEST(TqUCondition, WakesAllWaitersWithOneSignal)
+{
+    constexpr int waiters = 5;
+    TqUCriticalSection section;
+    TqUCondition condition;
+    int waiting = 0;
+    bool go = false;
+    std::atomic<int> woken{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < waiters; ++t) {
+        threads.emplace_back([&] {
+            TqUAutoCriticalSection const hold(section);
+            ++waiting;
+            while (!go) {
+                condition.Wait(section);
+            }
+            ++woken;
+        });
+    }
+    EXPECT_TRUE(Eventually([&] {
+        TqUAutoCriticalSection const hold(section);
+        return waiting == waiters;
+    }));
+    {
+        TqUAutoCriticalSection const hold(section);
+        go = true;
+    }
+    condition.Signal();
+    bool const allWoken = Eventually([&] { return woken == waiters; });
+    EXPECT_TRUE(allWoken);
+    while (woken != waiters) { // a failed expectation must not hang the test
+        condition.Signal();
+        std::this_thread::yield();
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(TqUCondition, DoesNotRememberASignalWithoutWaiters)
+{
+    TqUCriticalSection section;
+    TqUCondition condition;
+    condition.Signal();
+    bool go = false;
+    bool waiting = false;
+    std::atomic<bool> done{false};
+    std::thread waiter([&] {
+        TqUAutoCriticalSection const hold(section);
+        waiting = true;
+        while (!go) {
+            condition.Wait(section);
+        }
+        done = true;
+    });
+    EXPECT_TRUE(Eventually([&] {
+        TqUAutoCriticalSection const hold(section);
+        return waiting;
+    }));
+    EXPECT_FALSE(done);
+    {
+        TqUAutoCriticalSection const hold(section);
+        go = true;
+    }
+    EXPECT_TRUE(Eventually([&] {
+        condition.Signal();
+        return done.load();
+    }));
+    waiter.join();
+}
