@@ -47,7 +47,8 @@ public:
     void PushBack(T const& value)
     {
         T const copy = value;
-        m_data[Extend(1)] = copy;
+        int const last = Extend(1);
+        m_data[last] = copy;
     }
 
     /// Removes the last entry and returns it; the buffer must not be empty.

@@ -51,7 +51,9 @@ public:
     /// Hands all nodes to the caller.
     void Release()
     {
-        std::fill(m_nodes.Data(), m_nodes.Data() + m_nodes.Size(), nullptr);
+        for (int i = 0; i < m_nodes.Size(); ++i) {
+            m_nodes[i] = nullptr;
+        }
     }
 
 private:
