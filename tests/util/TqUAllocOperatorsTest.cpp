@@ -32,7 +32,6 @@ public:
     Base(Base const&) = delete;
     Base& operator=(Base const&) = delete;
 
-private:
     double m_scale = 1.0;
 };
 

@@ -242,7 +242,8 @@ TEST(TqUVoidPtrVector, RemovesTheLastElementOnPopBack)
 TEST(TqUVoidPtrVector, InsertsAnElementAnywhereAndReturnsItsPlace)
 {
     TqUVoidPtrVector vector;
-    EXPECT_EQ(vector.Begin(), vector.Insert(vector.Begin(), P(2)));
+    void** const only = vector.Insert(vector.Begin(), P(2));
+    EXPECT_EQ(vector.Begin(), only);
     vector.Insert(vector.Begin(), P(0));
     vector.Insert(vector.End(), P(3));
     void** const place = vector.Insert(vector.Begin() + 1, P(1));
