@@ -4,30 +4,26 @@
 
 #include "support/AllocationCounter.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <iterator>
 #include <new>
 #include <stdexcept>
 
-namespace {
+namespace
+{
 
 int s_alive = 0;
 
 class Base : public TqUAllocOperators<Base>
 {
 public:
-    Base()
-    {
-        ++s_alive;
-    }
+    Base() { ++s_alive; }
 
-    virtual ~Base()
-    {
-        --s_alive;
-    }
+    virtual ~Base() { --s_alive; }
 
     Base(Base const&) = delete;
     Base& operator=(Base const&) = delete;
@@ -44,19 +40,14 @@ public:
 class Throwing : public Base
 {
 public:
-    Throwing()
-    {
-        throw std::runtime_error("constructor");
-    }
+    Throwing() { throw std::runtime_error("constructor"); }
 };
 
 class alignas(64) Aligned : public Base
-{
-};
+{};
 
 class alignas(128) TooAligned : public Base
-{
-};
+{};
 
 class Plain
 {

@@ -3,18 +3,21 @@
 #include "util/TqUArena.h"
 
 #include "support/AllocationCounter.h"
+
 #include "util/TqUMemory.h"
 #include "util/TqUPoison.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <limits>
 #include <set>
 #include <vector>
 
-namespace {
+namespace
+{
 
 template <class Arena>
 std::vector<void*> TakeBlocks(Arena& arena, int count)
@@ -49,10 +52,7 @@ bool HoldTheirOwnBytes(std::vector<void*> const& blocks, std::size_t size)
 
 struct ForgetRefusals
 {
-    ~ForgetRefusals()
-    {
-        TqUMemory::ClearRefused();
-    }
+    ~ForgetRefusals() { TqUMemory::ClearRefused(); }
 };
 
 } // namespace
@@ -61,8 +61,7 @@ struct ForgetRefusals
 
 template <class Arena>
 class AnyArena : public testing::Test
-{
-};
+{};
 
 using Arenas = testing::Types<TqURawArena, TqUArena, TqUFastArena>;
 TYPED_TEST_SUITE(AnyArena, Arenas);

@@ -6,9 +6,11 @@
 #include "util/TqUAssert.h"
 
 #include <gtest/gtest.h>
+
 #include <string>
 
-namespace {
+namespace
+{
 
 struct Failure
 {
@@ -29,15 +31,9 @@ struct Failure
 
 struct HandlerGuard
 {
-    explicit HandlerGuard(Failure* failure)
-    {
-        TqUAssert::SetHandler(Failure::Record, failure);
-    }
+    explicit HandlerGuard(Failure* failure) { TqUAssert::SetHandler(Failure::Record, failure); }
 
-    ~HandlerGuard()
-    {
-        TqUAssert::SetHandler(nullptr, nullptr);
-    }
+    ~HandlerGuard() { TqUAssert::SetHandler(nullptr, nullptr); }
 };
 
 } // namespace

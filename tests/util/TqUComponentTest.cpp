@@ -3,6 +3,7 @@
 #include "util/TqUComponent.h"
 
 #include "support/PostedErrors.h"
+
 #include "util/TqUError.h"
 #include "util/TqULock.h"
 #include "util/TqUPage.h"
@@ -10,6 +11,7 @@
 #include "util/TqUVector.h"
 
 #include <gtest/gtest.h>
+
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -97,7 +99,8 @@ TEST(TqUComponent, PostsATerminateWithoutInitialiseAndChangesNothing)
 
 // ---- The components of this library -------------------------------------------------------------
 
-namespace {
+namespace
+{
 
 struct Family
 {
@@ -114,8 +117,7 @@ Family FamilyOf(char const* name)
 }
 
 class UtilComponents : public testing::TestWithParam<Family>
-{
-};
+{};
 
 } // namespace
 
@@ -132,18 +134,14 @@ TEST_P(UtilComponents, AreCountedAndNamed)
 
     PostedErrors const posts;
     family.m_terminate();
-    EXPECT_EQ((std::vector<std::string>{std::string("1 ") + family.m_name
-                                        + ": Terminate without Initialise"}),
+    EXPECT_EQ((std::vector<std::string>{std::string("1 ") + family.m_name +
+                                        ": Terminate without Initialise"}),
               posts.AsLines());
 }
 
-INSTANTIATE_TEST_SUITE_P(Util, UtilComponents,
-                         testing::Values(FamilyOf<TqUError>("TqUError"),
-                                         FamilyOf<TqUPage>("TqUPage"),
-                                         FamilyOf<TqUVector>("TqUVector"),
-                                         FamilyOf<TqUTime>("TqUTime"),
-                                         FamilyOf<TqULock>("TqULock"),
-                                         FamilyOf<TqUThread>("TqUThread")),
-                         [](testing::TestParamInfo<Family> const& family) {
-                             return std::string(family.param.m_name);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Util, UtilComponents,
+    testing::Values(FamilyOf<TqUError>("TqUError"), FamilyOf<TqUPage>("TqUPage"),
+                    FamilyOf<TqUVector>("TqUVector"), FamilyOf<TqUTime>("TqUTime"),
+                    FamilyOf<TqULock>("TqULock"), FamilyOf<TqUThread>("TqUThread")),
+    [](testing::TestParamInfo<Family> const& family) { return std::string(family.param.m_name); });

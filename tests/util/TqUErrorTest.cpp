@@ -4,14 +4,17 @@
 
 #include "support/AllocationCounter.h"
 #include "support/PostedErrors.h"
+
 #include "util/TqUComponent.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+
+#include <cstring>
 #include <string>
 #include <vector>
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqOcSample");
 
@@ -24,10 +27,7 @@ struct HandlerGuard
         TqUError::SetHandler(handler, userData);
     }
 
-    ~HandlerGuard()
-    {
-        TqUError::SetHandler(nullptr, nullptr);
-    }
+    ~HandlerGuard() { TqUError::SetHandler(nullptr, nullptr); }
 };
 
 // Counts posts without allocating, and posts once more from within the first.
@@ -64,9 +64,9 @@ TEST(TqUError, HandsSeverityComponentAndFormattedTextToTheHandler)
     TqUError::Post(TqUSysError::eWARNING, &s_component, "factor %g out of %d%s", 1.5, 3, "!");
     TqUError::Post(TqUSysError::eERROR, &s_component, "second");
     TqUError::Post(TqUSysError::eFATAL, &s_component, "100%%");
-    EXPECT_EQ((Lines{"0 TqOcSample: factor 1.5 out of 3!", "1 TqOcSample: second",
-                     "2 TqOcSample: 100%"}),
-              posts.AsLines());
+    EXPECT_EQ(
+        (Lines{"0 TqOcSample: factor 1.5 out of 3!", "1 TqOcSample: second", "2 TqOcSample: 100%"}),
+        posts.AsLines());
 }
 
 TEST(TqUError, NamesAComponentThatIsNotInitialisedAndSaysUnknownWithoutOne)

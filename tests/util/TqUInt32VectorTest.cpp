@@ -3,11 +3,13 @@
 #include "util/TqUInt32Vector.h"
 
 #include "support/AllocationCounter.h"
+
 #include "util/TqUMemory.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <limits>
 #include <new>
 

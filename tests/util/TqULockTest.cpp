@@ -2,13 +2,15 @@
 
 #include "util/TqULock.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
-#include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
-namespace {
+namespace
+{
 
 // Waits until `reached` says so; false after ten seconds, so that no failure hangs the tests.
 template <class Reached>
@@ -74,8 +76,7 @@ TEST(TqUAutoCriticalSection, LeavesTheSectionAtTheEndOfItsScopeAlsoByException)
     try {
         TqUAutoCriticalSection const hold(section);
         throw 1;
-    } catch (int) {
-    }
+    } catch (int) {}
     std::atomic<bool> entered{false};
     std::thread other([&] {
         TqUAutoCriticalSection const hold(section);

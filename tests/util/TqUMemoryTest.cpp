@@ -2,14 +2,16 @@
 
 #include "util/TqUMemory.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <limits>
 #include <thread>
 #include <vector>
 
-namespace {
+namespace
+{
 
 // Live counts at construction, to compare with later ones.
 struct Before
@@ -17,23 +19,14 @@ struct Before
     std::size_t m_blocks = TqUMemory::GetLiveBlocks();
     std::size_t m_bytes = TqUMemory::GetLiveBytes();
 
-    std::size_t NewBlocks() const
-    {
-        return TqUMemory::GetLiveBlocks() - m_blocks;
-    }
+    std::size_t NewBlocks() const { return TqUMemory::GetLiveBlocks() - m_blocks; }
 
-    std::size_t NewBytes() const
-    {
-        return TqUMemory::GetLiveBytes() - m_bytes;
-    }
+    std::size_t NewBytes() const { return TqUMemory::GetLiveBytes() - m_bytes; }
 };
 
 struct HookGuard
 {
-    HookGuard(TqUMemory::AllocHook hook, void* data)
-    {
-        TqUMemory::SetAllocHook(hook, data);
-    }
+    HookGuard(TqUMemory::AllocHook hook, void* data) { TqUMemory::SetAllocHook(hook, data); }
 
     ~HookGuard()
     {

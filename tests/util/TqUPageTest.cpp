@@ -3,26 +3,23 @@
 #include "util/TqUPage.h"
 
 #include "support/AllocationCounter.h"
+
 #include "util/TqUMemory.h"
 
 #include <gtest/gtest.h>
+
 #include <stdexcept>
 
-namespace {
+namespace
+{
 
 // A block of live memory.
 class Held
 {
 public:
-    explicit Held(std::size_t size)
-        : m_block(TqUMemory::Alloc(size, TqUMemory::eALIGN_DEFAULT))
-    {
-    }
+    explicit Held(std::size_t size) : m_block(TqUMemory::Alloc(size, TqUMemory::eALIGN_DEFAULT)) {}
 
-    ~Held()
-    {
-        Free();
-    }
+    ~Held() { Free(); }
 
     Held(Held const&) = delete;
     Held& operator=(Held const&) = delete;

@@ -3,16 +3,19 @@
 #include "util/TqUPtrVector.h"
 
 #include "support/AllocationCounter.h"
+
 #include "util/TqUMemory.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+
+#include <cstring>
 #include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-namespace {
+namespace
+{
 
 struct Item
 {

@@ -5,6 +5,7 @@
 #include "support/PostedErrors.h"
 
 #include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -32,9 +33,15 @@ TEST(TqUSysString, NeverWritesPastTheDestinationAndPosts)
 
 TEST(TqUSysString, CopiesBetweenOverlappingPlaces)
 {
-    char text[] = "abcdef";
-    TqUSysString::Memcpy(text + 1, 5, text, 5);
-    EXPECT_STREQ("aabcde", text);
+    for (std::size_t size : {6u, 100u, 5000u, 1000000u}) {
+        std::string text(size + 1, ' ');
+        for (std::size_t i = 0; i < size; ++i) {
+            text[i] = static_cast<char>('a' + i % 26);
+        }
+        std::string const before = text;
+        EXPECT_EQ(size, TqUSysString::Memcpy(&text[1], size, &text[0], size));
+        EXPECT_EQ(before.substr(0, size), text.substr(1)) << size;
+    }
 }
 
 TEST(TqUSysString, CopiesNothingFromOrToNull)

@@ -4,13 +4,15 @@
 
 #include "support/FakeClock.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
+
+#include <cmath>
 #include <limits>
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace
+{
 
 double s_reading = 0.0;
 
@@ -33,10 +35,7 @@ struct HandClock
         TqUTime::SetClock(ReadReading, nullptr);
     }
 
-    ~HandClock()
-    {
-        TqUTime::SetClock(nullptr, nullptr);
-    }
+    ~HandClock() { TqUTime::SetClock(nullptr, nullptr); }
 };
 
 } // namespace
@@ -71,8 +70,9 @@ TEST(TqUTime, ReadsAReplacedClockWithItsUserData)
 TEST(TqUTimeOut, HasExpiredIsABool)
 {
     static_assert(std::is_same_v<bool, decltype(std::declval<TqUTimeOut const&>().HasExpired())>);
-    static_assert(std::is_same_v<
-                  double, decltype(std::declval<TqUTimeOut const&>().GetTimeElapsedInSeconds())>);
+    static_assert(
+        std::is_same_v<double,
+                       decltype(std::declval<TqUTimeOut const&>().GetTimeElapsedInSeconds())>);
 }
 
 TEST(TqUTimeOut, HasExpiredAndCountsFromConstruction)
@@ -231,8 +231,7 @@ TEST(TqUTimeOut, MeasuresRealTimeWithoutAReplacedClock)
     TqUTimeOut timeOut;
     timeOut.SetTimeOut(1, 0);
     double const start = TqUTime::Now();
-    while (TqUTime::Now() - start < 1e-5) {
-    }
+    while (TqUTime::Now() - start < 1e-5) {}
     EXPECT_TRUE(timeOut.HasExpired());
     EXPECT_GE(timeOut.GetTimeElapsedInSeconds(), 1e-5);
 }

@@ -3,17 +3,20 @@
 #include "util/TqUVoidPtrVector.h"
 
 #include "support/AllocationCounter.h"
+
 #include "util/TqUMemory.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+
+#include <cstring>
 #include <new>
 #include <random>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-namespace {
+namespace
+{
 
 int s_targets[100];
 
@@ -373,8 +376,8 @@ TEST(TqUVoidPtrVector, ThrowsAndStaysAsItWasWhenMemoryIsRefused)
     TqUVoidPtrVector const other = VectorOf({5, 6, 7, 8, 9});
     ExpectUnchangedWhenRefused(vector, [&] { vector.PushBack(P(5)); });
     ExpectUnchangedWhenRefused(vector, [&] { vector.Insert(vector.Begin() + 1, P(5)); });
-    ExpectUnchangedWhenRefused(
-        vector, [&] { vector.Insert(vector.Begin(), other.Begin(), other.End()); });
+    ExpectUnchangedWhenRefused(vector,
+                               [&] { vector.Insert(vector.Begin(), other.Begin(), other.End()); });
     ExpectUnchangedWhenRefused(
         vector, [&] { vector.Insert(vector.Begin(), vector.Begin(), vector.End()); });
     ExpectUnchangedWhenRefused(vector, [&] { vector.Reserve(5); });

@@ -61,10 +61,7 @@ public:
     }
 
     /// Back to `arena`. Runs when a constructor throws; may be called after a destructor.
-    static void operator delete(void* p, TqUFastArena* arena) noexcept
-    {
-        arena->Dealloc(p);
-    }
+    static void operator delete(void* p, TqUFastArena* arena) noexcept { arena->Dealloc(p); }
 
     /// A block of `arena`, which must not be null; null when memory is refused.
     static void* operator new(std::size_t size, TqUArena* arena) noexcept
@@ -85,21 +82,13 @@ public:
     }
 
     /// Back to `arena`.
-    static void operator delete(void* p, TqURawArena* arena) noexcept
-    {
-        arena->Dealloc(p);
-    }
+    static void operator delete(void* p, TqURawArena* arena) noexcept { arena->Dealloc(p); }
 
     /// At `address`, which must have room for the object and its alignment.
-    static void* operator new(std::size_t, void* address) noexcept
-    {
-        return address;
-    }
+    static void* operator new(std::size_t, void* address) noexcept { return address; }
 
     /// Does nothing: the address belongs to the caller.
-    static void operator delete(void*, void*) noexcept
-    {
-    }
+    static void operator delete(void*, void*) noexcept {}
 
 protected:
     // Only ever a base, and never deleted through it.

@@ -12,15 +12,13 @@ struct TqUArenaBase::Chunk
     Chunk* m_next;
     char* m_end; // past the last pool block
 
-    char* Begin()
-    {
-        return reinterpret_cast<char*>(this) + s_chunkHeader;
-    }
+    char* Begin() { return reinterpret_cast<char*>(this) + s_chunkHeader; }
 
     static constexpr std::size_t s_chunkHeader = 64;
 };
 
-namespace {
+namespace
+{
 
 constexpr std::size_t s_firstChunkBytes = 4096;
 constexpr std::size_t s_largestChunkBytes = 256 * 1024;
@@ -61,8 +59,8 @@ bool TqUArenaBase::Owns(void const* block) const
 {
     auto const address = reinterpret_cast<std::uintptr_t>(block);
     for (Chunk* chunk = m_firstChunk; chunk != nullptr; chunk = chunk->m_next) {
-        if (address >= reinterpret_cast<std::uintptr_t>(chunk->Begin())
-            && address < reinterpret_cast<std::uintptr_t>(chunk->m_end)) {
+        if (address >= reinterpret_cast<std::uintptr_t>(chunk->Begin()) &&
+            address < reinterpret_cast<std::uintptr_t>(chunk->m_end)) {
             return true;
         }
     }

@@ -25,22 +25,13 @@ public:
     TqUArenaBase& operator=(TqUArenaBase const&) = delete;
 
     /// Bytes of a block that may be used: the size given to the constructor, at least one pointer.
-    std::size_t GetBlockSize() const
-    {
-        return m_blockSize;
-    }
+    std::size_t GetBlockSize() const { return m_blockSize; }
 
     /// Alignment of every block in bytes.
-    std::size_t GetAlignment() const
-    {
-        return m_alignment;
-    }
+    std::size_t GetAlignment() const { return m_alignment; }
 
     /// Number of blocks handed out and not given back.
-    std::size_t GetLiveCount() const
-    {
-        return m_liveCount;
-    }
+    std::size_t GetLiveCount() const { return m_liveCount; }
 
     /// Whether `block` lies in this arena's memory. Linear in the number of chunks.
     bool Owns(void const* block) const;
@@ -99,8 +90,7 @@ public:
     /// rounded up to one, and down to 64). Larger than the block's type needs only wastes memory.
     explicit TqURawArena(std::size_t blockSize, std::size_t alignment = 16)
         : TqUArenaBase(blockSize, alignment)
-    {
-    }
+    {}
 
     /// Frees every block, without running destructors.
     ~TqURawArena();
@@ -140,8 +130,7 @@ public:
     /// Parameters as TqURawArena's.
     explicit TqUArena(std::size_t blockSize, std::size_t alignment = 16)
         : TqURawArena(blockSize, alignment)
-    {
-    }
+    {}
 
     ~TqUArena();
 };
@@ -155,8 +144,7 @@ public:
     /// Parameters as TqURawArena's. Takes no memory yet.
     explicit TqUFastArena(std::size_t elementSize, std::size_t alignment = 16)
         : TqUArenaBase(elementSize, alignment)
-    {
-    }
+    {}
 
     /// Frees every element, without running destructors.
     ~TqUFastArena();

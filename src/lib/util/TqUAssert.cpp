@@ -3,7 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
+namespace
+{
 
 void AbortWithLine(char const* condition, char const* file, int line, void*)
 {

@@ -18,10 +18,7 @@ public:
 
     /// Uninitialised. The name lets posts made before Initialise say where they come from.
     /// @param name  must live as long as the component; normally a literal
-    explicit constexpr TqUComponent(char const* name) noexcept
-        : m_name(name)
-    {
-    }
+    explicit constexpr TqUComponent(char const* name) noexcept : m_name(name) {}
 
     TqUComponent(TqUComponent const&) = delete;
     TqUComponent& operator=(TqUComponent const&) = delete;
@@ -39,10 +36,7 @@ public:
     int Terminate();
 
     /// Non-zero while the component has users.
-    int IsInitialised() const
-    {
-        return m_users != 0;
-    }
+    int IsInitialised() const { return m_users != 0; }
 
     /// The name; "unknown" for a component that never had one. Never null.
     char const* GetName() const;

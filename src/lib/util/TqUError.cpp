@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-namespace {
+namespace
+{
 
 char const* SeverityName(TqUSysError::Severity severity)
 {

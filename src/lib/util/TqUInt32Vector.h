@@ -21,58 +21,31 @@ public:
     ~TqUInt32Vector();
 
     /// Number of elements.
-    int Size() const
-    {
-        return static_cast<int>(m_end - m_begin);
-    }
+    int Size() const { return static_cast<int>(m_end - m_begin); }
 
     /// Number of elements that fit without growing.
-    int Capacity() const
-    {
-        return static_cast<int>(m_storageEnd - m_begin);
-    }
+    int Capacity() const { return static_cast<int>(m_storageEnd - m_begin); }
 
     /// Non-zero when there are no elements.
-    int Empty() const
-    {
-        return m_begin == m_end;
-    }
+    int Empty() const { return m_begin == m_end; }
 
     /// Pointer to the first element; possibly null when empty.
-    std::int32_t* Begin()
-    {
-        return m_begin;
-    }
+    std::int32_t* Begin() { return m_begin; }
 
     /// @copydoc Begin
-    std::int32_t const* Begin() const
-    {
-        return m_begin;
-    }
+    std::int32_t const* Begin() const { return m_begin; }
 
     /// Pointer past the last element.
-    std::int32_t* End()
-    {
-        return m_end;
-    }
+    std::int32_t* End() { return m_end; }
 
     /// @copydoc End
-    std::int32_t const* End() const
-    {
-        return m_end;
-    }
+    std::int32_t const* End() const { return m_end; }
 
     /// The element at `i`, 0 <= i < Size().
-    std::int32_t& operator[](int i)
-    {
-        return m_begin[i];
-    }
+    std::int32_t& operator[](int i) { return m_begin[i]; }
 
     /// @copydoc operator[]
-    std::int32_t operator[](int i) const
-    {
-        return m_begin[i];
-    }
+    std::int32_t operator[](int i) const { return m_begin[i]; }
 
     /// Appends an element. Constant time on average.
     void PushBack(std::int32_t value)
@@ -87,10 +60,7 @@ public:
     void Reserve(int capacity);
 
     /// Removes all elements and keeps the memory.
-    void Clear()
-    {
-        m_end = m_begin;
-    }
+    void Clear() { m_end = m_begin; }
 
 private:
     void Grow();

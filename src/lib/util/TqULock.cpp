@@ -2,7 +2,8 @@
 
 #include "util/TqUComponent.h"
 
-namespace {
+namespace
+{
 
 TqUComponent s_lockComponent("TqULock");
 TqUComponent s_threadComponent("TqUThread");
@@ -25,8 +26,7 @@ void TqUCriticalSection::Leave()
     m_mutex.unlock();
 }
 
-TqUAutoCriticalSection::TqUAutoCriticalSection(TqUCriticalSection& section)
-    : m_section(section)
+TqUAutoCriticalSection::TqUAutoCriticalSection(TqUCriticalSection& section) : m_section(section)
 {
     m_section.Enter();
 }

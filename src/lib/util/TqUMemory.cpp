@@ -8,7 +8,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace {
+namespace
+{
 
 // Stands directly in front of every block. It is poisoned while the block lives, so that a write
 // below a block is reported by the address sanitizer.

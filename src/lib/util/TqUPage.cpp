@@ -3,7 +3,8 @@
 #include "util/TqUComponent.h"
 #include "util/TqUMemory.h"
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqUPage");
 std::size_t s_limit = 0; // bytes; 0 is none
@@ -17,15 +18,9 @@ constexpr std::size_t s_reserveShare = 10;
 // Notes that the callback runs, also when it is left by an exception.
 struct PagingOut
 {
-    PagingOut()
-    {
-        s_pagingOut = true;
-    }
+    PagingOut() { s_pagingOut = true; }
 
-    ~PagingOut()
-    {
-        s_pagingOut = false;
-    }
+    ~PagingOut() { s_pagingOut = false; }
 
     PagingOut(PagingOut const&) = delete;
     PagingOut& operator=(PagingOut const&) = delete;

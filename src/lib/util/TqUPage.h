@@ -26,8 +26,8 @@ public:
     /// called each time.
     static void PageOutIfNeeded();
 
-    /// Sets the limit on live bytes; 0, the default, is no limit. Allocations beyond the limit still
-    /// succeed.
+    /// Sets the limit on live bytes; 0, the default, is no limit. Allocations beyond the limit
+    /// still succeed.
     static void SetMemoryLimit(std::size_t bytes);
 
     /// The limit on live bytes; 0 is none.

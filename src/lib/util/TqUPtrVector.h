@@ -18,10 +18,7 @@ public:
     TqUPtrVector() noexcept = default;
 
     /// A copy of the elements [first, last).
-    TqUPtrVector(T* const* first, T* const* last)
-        : m_vector(Untyped(first), Untyped(last))
-    {
-    }
+    TqUPtrVector(T* const* first, T* const* last) : m_vector(Untyped(first), Untyped(last)) {}
 
     /// Copying copies the pointers, not what they point to.
     TqUPtrVector(TqUPtrVector const& other) = default;
@@ -35,130 +32,67 @@ public:
     ~TqUPtrVector() = default;
 
     /// The same vector, untyped.
-    TqUVoidPtrVector& AsVoidPtrVector()
-    {
-        return m_vector;
-    }
+    TqUVoidPtrVector& AsVoidPtrVector() { return m_vector; }
 
     /// @copydoc AsVoidPtrVector
-    TqUVoidPtrVector const& AsVoidPtrVector() const
-    {
-        return m_vector;
-    }
+    TqUVoidPtrVector const& AsVoidPtrVector() const { return m_vector; }
 
     /// Exchanges the elements and the memory of two vectors. Constant time.
-    void Swap(TqUPtrVector& other) noexcept
-    {
-        m_vector.Swap(other.m_vector);
-    }
+    void Swap(TqUPtrVector& other) noexcept { m_vector.Swap(other.m_vector); }
 
     /// Number of elements.
-    int Size() const
-    {
-        return m_vector.Size();
-    }
+    int Size() const { return m_vector.Size(); }
 
     /// Number of elements that fit without growing.
-    int Capacity() const
-    {
-        return m_vector.Capacity();
-    }
+    int Capacity() const { return m_vector.Capacity(); }
 
     /// Non-zero when there are no elements.
-    int Empty() const
-    {
-        return m_vector.Empty();
-    }
+    int Empty() const { return m_vector.Empty(); }
 
     /// The element at `i`, 0 <= i < Size().
-    T*& ItemAt(int i)
-    {
-        return Begin()[i];
-    }
+    T*& ItemAt(int i) { return Begin()[i]; }
 
     /// @copydoc ItemAt
-    T* ItemAt(int i) const
-    {
-        return Begin()[i];
-    }
+    T* ItemAt(int i) const { return Begin()[i]; }
 
     /// The element at `i`, 0 <= i < Size().
-    T*& operator[](int i)
-    {
-        return Begin()[i];
-    }
+    T*& operator[](int i) { return Begin()[i]; }
 
     /// @copydoc operator[]
-    T* operator[](int i) const
-    {
-        return Begin()[i];
-    }
+    T* operator[](int i) const { return Begin()[i]; }
 
     /// The first element; the vector must not be empty.
-    T*& Front()
-    {
-        return *Begin();
-    }
+    T*& Front() { return *Begin(); }
 
     /// @copydoc Front
-    T* Front() const
-    {
-        return *Begin();
-    }
+    T* Front() const { return *Begin(); }
 
     /// The last element; the vector must not be empty.
-    T*& Back()
-    {
-        return End()[-1];
-    }
+    T*& Back() { return End()[-1]; }
 
     /// @copydoc Back
-    T* Back() const
-    {
-        return End()[-1];
-    }
+    T* Back() const { return End()[-1]; }
 
     /// Pointer to the first element; equal to End() when empty, and then possibly null.
-    T** Begin()
-    {
-        return Typed(m_vector.Begin());
-    }
+    T** Begin() { return Typed(m_vector.Begin()); }
 
     /// @copydoc Begin
-    T* const* Begin() const
-    {
-        return Typed(m_vector.Begin());
-    }
+    T* const* Begin() const { return Typed(m_vector.Begin()); }
 
     /// Pointer past the last element.
-    T** End()
-    {
-        return Typed(m_vector.End());
-    }
+    T** End() { return Typed(m_vector.End()); }
 
     /// @copydoc End
-    T* const* End() const
-    {
-        return Typed(m_vector.End());
-    }
+    T* const* End() const { return Typed(m_vector.End()); }
 
     /// Appends an element. Constant time on average.
-    void PushBack(T* p)
-    {
-        m_vector.PushBack(p);
-    }
+    void PushBack(T* p) { m_vector.PushBack(p); }
 
     /// Removes the last element; the vector must not be empty.
-    void PopBack()
-    {
-        m_vector.PopBack();
-    }
+    void PopBack() { m_vector.PopBack(); }
 
     /// Inserts an element in front of `at`, Begin() <= at <= End(), and returns where it stands.
-    T** Insert(T** at, T* p)
-    {
-        return Typed(m_vector.Insert(Untyped(at), p));
-    }
+    T** Insert(T** at, T* p) { return Typed(m_vector.Insert(Untyped(at), p)); }
 
     /// Inserts the elements [first, last) in front of `at`; the range may lie in this vector.
     void Insert(T** at, T* const* first, T* const* last)
@@ -167,57 +101,30 @@ public:
     }
 
     /// Removes the element at `at`, keeping the order of the rest.
-    void Erase(T** at)
-    {
-        m_vector.Erase(Untyped(at));
-    }
+    void Erase(T** at) { m_vector.Erase(Untyped(at)); }
 
     /// Removes the elements [first, last), keeping the order of the rest.
-    void Erase(T** first, T** last)
-    {
-        m_vector.Erase(Untyped(first), Untyped(last));
-    }
+    void Erase(T** first, T** last) { m_vector.Erase(Untyped(first), Untyped(last)); }
 
     /// Index of the first element equal to `p`, or -1. Linear.
-    int Find(T const* p) const
-    {
-        return m_vector.Find(p);
-    }
+    int Find(T const* p) const { return m_vector.Find(p); }
 
     /// Makes room for `capacity` elements in all; less than the present capacity does nothing.
-    void Reserve(int capacity)
-    {
-        m_vector.Reserve(capacity);
-    }
+    void Reserve(int capacity) { m_vector.Reserve(capacity); }
 
     /// Removes all elements and keeps the memory.
-    void Clear()
-    {
-        m_vector.Clear();
-    }
+    void Clear() { m_vector.Clear(); }
 
 private:
     // Pointers to objects share one representation on every platform the library is built for, and
     // compilers let void* alias all of them; so the untyped array is read as an array of T*.
-    static T** Typed(void** p)
-    {
-        return reinterpret_cast<T**>(p);
-    }
+    static T** Typed(void** p) { return reinterpret_cast<T**>(p); }
 
-    static T* const* Typed(void* const* p)
-    {
-        return reinterpret_cast<T* const*>(p);
-    }
+    static T* const* Typed(void* const* p) { return reinterpret_cast<T* const*>(p); }
 
-    static void** Untyped(T** p)
-    {
-        return reinterpret_cast<void**>(p);
-    }
+    static void** Untyped(T** p) { return reinterpret_cast<void**>(p); }
 
-    static void* const* Untyped(T* const* p)
-    {
-        return reinterpret_cast<void* const*>(p);
-    }
+    static void* const* Untyped(T* const* p) { return reinterpret_cast<void* const*>(p); }
 
     TqUVoidPtrVector m_vector;
 };

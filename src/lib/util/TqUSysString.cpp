@@ -5,14 +5,15 @@
 
 #include <cstring>
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqUSysString");
 
 } // namespace
 
-std::size_t TqUSysString::Memcpy(void* destination, std::size_t destinationSize,
-                                 void const* source, std::size_t count)
+std::size_t TqUSysString::Memcpy(void* destination, std::size_t destinationSize, void const* source,
+                                 std::size_t count)
 {
     if (count == 0) {
         return 0;

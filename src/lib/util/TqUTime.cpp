@@ -5,7 +5,8 @@
 #include <chrono>
 #include <cmath>
 
-namespace {
+namespace
+{
 
 constexpr double s_microsecondsPerSecond = 1e6;
 

@@ -45,12 +45,9 @@ public:
     /// from a fresh reading, because finding out a reading's age costs as much as a new reading.
     void SetTimeOut(unsigned int microseconds, unsigned int staleMicroseconds);
 
-    /// True once the time-out has passed (clock >= start + time-out) and from then on until the next
-    /// SetTimeOut; no clock is read any more once it is true. One clock reading before that.
-    bool HasExpired() const
-    {
-        return m_expired || ReadExpired();
-    }
+    /// True once the time-out has passed (clock >= start + time-out) and from then on until the
+    /// next SetTimeOut; no clock is read any more once it is true. One clock reading before that.
+    bool HasExpired() const { return m_expired || ReadExpired(); }
 
     /// Seconds since the last SetTimeOut (or construction), also past the time-out. Never negative
     /// and never less than before: where the clock steps backwards, elapsed time stands still for

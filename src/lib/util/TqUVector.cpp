@@ -2,7 +2,8 @@
 
 #include "util/TqUComponent.h"
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqUVector");
 

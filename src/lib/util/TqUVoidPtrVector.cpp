@@ -6,7 +6,8 @@
 #include <functional>
 #include <utility>
 
-namespace {
+namespace
+{
 
 // memmove that accepts null for an empty range.
 void Move(void** to, void* const* from, std::ptrdiff_t count)
@@ -30,8 +31,7 @@ int CheckedCount(std::ptrdiff_t count)
 
 TqUVoidPtrVector::TqUVoidPtrVector(TqUVoidPtrVector const& other)
     : TqUVoidPtrVector(other.m_begin, other.m_end)
-{
-}
+{}
 
 TqUVoidPtrVector::TqUVoidPtrVector(TqUVoidPtrVector&& other) noexcept
 {

@@ -37,82 +37,43 @@ public:
     TqUVoidPtrVector& operator=(TqUVoidPtrVector&& other) noexcept;
 
     /// Number of elements.
-    int Size() const
-    {
-        return static_cast<int>(m_end - m_begin);
-    }
+    int Size() const { return static_cast<int>(m_end - m_begin); }
 
     /// Number of elements that fit without growing.
-    int Capacity() const
-    {
-        return static_cast<int>(m_storageEnd - m_begin);
-    }
+    int Capacity() const { return static_cast<int>(m_storageEnd - m_begin); }
 
     /// Non-zero when there are no elements.
-    int Empty() const
-    {
-        return m_begin == m_end;
-    }
+    int Empty() const { return m_begin == m_end; }
 
     /// Pointer to the first element; equal to End() when empty, and then possibly null.
-    void** Begin()
-    {
-        return m_begin;
-    }
+    void** Begin() { return m_begin; }
 
     /// @copydoc Begin
-    void* const* Begin() const
-    {
-        return m_begin;
-    }
+    void* const* Begin() const { return m_begin; }
 
     /// Pointer past the last element.
-    void** End()
-    {
-        return m_end;
-    }
+    void** End() { return m_end; }
 
     /// @copydoc End
-    void* const* End() const
-    {
-        return m_end;
-    }
+    void* const* End() const { return m_end; }
 
     /// The element at `i`, 0 <= i < Size().
-    void*& operator[](int i)
-    {
-        return m_begin[i];
-    }
+    void*& operator[](int i) { return m_begin[i]; }
 
     /// @copydoc operator[]
-    void* operator[](int i) const
-    {
-        return m_begin[i];
-    }
+    void* operator[](int i) const { return m_begin[i]; }
 
     /// The first element; the vector must not be empty.
-    void*& Front()
-    {
-        return *m_begin;
-    }
+    void*& Front() { return *m_begin; }
 
     /// @copydoc Front
-    void* Front() const
-    {
-        return *m_begin;
-    }
+    void* Front() const { return *m_begin; }
 
     /// The last element; the vector must not be empty.
-    void*& Back()
-    {
-        return m_end[-1];
-    }
+    void*& Back() { return m_end[-1]; }
 
     /// @copydoc Back
-    void* Back() const
-    {
-        return m_end[-1];
-    }
+    void* Back() const { return m_end[-1]; }
 
     /// Appends an element. Constant time on average.
     void PushBack(void* p)
@@ -124,10 +85,7 @@ public:
     }
 
     /// Removes the last element; the vector must not be empty.
-    void PopBack()
-    {
-        --m_end;
-    }
+    void PopBack() { --m_end; }
 
     /// Inserts an element in front of `at`, Begin() <= at <= End().
     /// @return where the new element stands. Linear in the number of elements behind it.
@@ -147,10 +105,7 @@ public:
     void Reserve(int capacity);
 
     /// Removes all elements and keeps the memory.
-    void Clear()
-    {
-        m_end = m_begin;
-    }
+    void Clear() { m_end = m_begin; }
 
     /// Index of the first element equal to `p`, or -1. Linear.
     int Find(void const* p) const;
