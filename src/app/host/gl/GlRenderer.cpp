@@ -148,7 +148,10 @@ void GlRenderer::DrawQueryBox(TqLBox3f const& box)
         ComposeRow(toBox, m_worldToClip, row, toClip[row]);
     }
     m_gl.UniformMatrix4fv(m_boxUniform, 1, GL_FALSE, toClip[0]);
+    // Only the sides that face the eye, so that a pixel is counted once.
+    m_gl.Enable(GL_CULL_FACE);
     m_meshes.DrawCube();
+    m_gl.Disable(GL_CULL_FACE);
     m_gl.ColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     m_gl.DepthMask(GL_TRUE);
 }
@@ -182,7 +185,9 @@ void GlRenderer::DrawKept()
         return;
     }
     std::sort(m_kept.begin(), m_kept.end(), [](Kept const& a, Kept const& b) {
-        return a.m_distance > b.m_distance;
+        // The second comparison keeps the order, and so the picture, the same from run to run.
+        return a.m_distance != b.m_distance ? a.m_distance > b.m_distance
+                                            : a.m_toWorld < b.m_toWorld;
     });
     m_gl.Enable(GL_BLEND);
     m_gl.BlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);

@@ -47,8 +47,9 @@ public:
     /// Both references must stay valid until EndFrame.
     void DrawMesh(std::size_t mesh, TqLAffine3f const& toWorld, Material const& material);
 
-    /// Draws a world box into neither colour nor depth, for a query that is open. The box is
-    /// widened by a hair so that a flat box is never hidden by its own contents.
+    /// Draws the near sides of a world box into neither colour nor depth, for a query that is open:
+    /// each pixel that the box covers passes at most once. The eye must be outside. The box is
+    /// widened by a hair so that a flat box is not hidden by a surface that it touches.
     void DrawQueryBox(TqLBox3f const& box);
 
     /// True when every corner of the box lies in front of the near plane of the frame's camera.

@@ -1,0 +1,96 @@
+#include "demo/Flight.h"
+
+#include "demo/FrameTable.h"
+#include "demo/ProgressLine.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+namespace demo
+{
+
+namespace
+{
+
+constexpr std::size_t eROW_FRAMES = 10;
+constexpr std::size_t eMAX_CELLS = 96;
+constexpr int eCELL_WIDTH = 256;
+
+std::string LiveText(host::FrameRecord const& frame, std::size_t done, std::size_t frames)
+{
+    char text[96];
+    std::snprintf(text,
+                  sizeof text,
+                  "frame %zu/%zu  %.0f of %.0f ms  %s triangles",
+                  done,
+                  frames,
+                  frame.m_frameTime * 1e3,
+                  frame.m_targetTime * 1e3,
+                  host::FormatShort(frame.m_tris).c_str());
+    return text;
+}
+
+std::string CellText(host::FrameRecord const& frame, std::size_t number)
+{
+    char text[96];
+    std::snprintf(text,
+                  sizeof text,
+                  "%zu  %.0f ms  %s%s",
+                  number,
+                  frame.m_frameTime * 1e3,
+                  host::FormatShort(frame.m_tris).c_str(),
+                  frame.m_clipped ? "  clipped" : "");
+    return text;
+}
+
+/// The frame with the most shapes in it says most about an order of drawing.
+std::size_t ChooseStill(std::vector<host::FrameRecord> const& log)
+{
+    auto const most = std::max_element(
+        log.begin(), log.end(), [](host::FrameRecord const& a, host::FrameRecord const& b) {
+            return a.m_shapes < b.m_shapes;
+        });
+    return static_cast<std::size_t>(most - log.begin());
+}
+
+} // namespace
+
+host::CameraKey GetFlightKey(host::CameraPath const& path, std::size_t frame, std::size_t frames)
+{
+    double const last = frames > 1 ? static_cast<double>(frames - 1) : 1.0;
+    return path.Evaluate(static_cast<double>(frame) / last);
+}
+
+FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options)
+{
+    FlightResult result;
+    std::size_t const frames = static_cast<std::size_t>(options.m_frames);
+    std::size_t const cells = std::min(frames, eMAX_CELLS);
+    result.m_cellWidth = eCELL_WIDTH;
+    result.m_cellHeight = std::max(eCELL_WIDTH * options.m_height / options.m_width, 1);
+    SetUpForFlight(&world->GetTraversal(), options);
+    std::printf("\n%s\n", FrameTableHeading().c_str());
+    ProgressLine line;
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        host::FrameRecord record = world->DrawFrame(GetFlightKey(path, frame, frames));
+        record.m_frame = static_cast<unsigned>(frame + 1);
+        result.m_log.push_back(record);
+        result.m_seconds += record.m_frameTime;
+        if (result.m_cells.size() * frames <= frame * cells) {
+            result.m_cells.push_back(
+                {world->ReadPicture().ScaledTo(result.m_cellWidth, result.m_cellHeight),
+                 CellText(record, frame + 1),
+                 record.m_clipped});
+        }
+        line.Show(static_cast<double>(frame + 1) / static_cast<double>(frames),
+                  LiveText(record, frame + 1, frames));
+        if ((frame + 1) % eROW_FRAMES == 0 || frame + 1 == frames) {
+            line.Print(FrameTableRow(result.m_log, frame / eROW_FRAMES * eROW_FRAMES, frame + 1));
+        }
+    }
+    result.m_stillFrame = ChooseStill(result.m_log);
+    return result;
+}
+
+} // namespace demo

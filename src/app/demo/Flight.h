@@ -1,0 +1,32 @@
+// The demo's flight: frames along the camera path under a target frame time.
+#pragma once
+
+#include "demo/DemoOptions.h"
+#include "demo/DemoWorld.h"
+#include "host/gl/CameraPath.h"
+#include "host/report/ContactSheet.h"
+#include "host/report/FrameLog.h"
+
+#include <vector>
+
+namespace demo
+{
+
+/// What a flight leaves.
+struct FlightResult
+{
+    std::vector<host::FrameRecord> m_log;
+    std::vector<host::SheetCell> m_cells; ///< small pictures of the frames, evenly chosen
+    int m_cellWidth = 0;
+    int m_cellHeight = 0;
+    std::size_t m_stillFrame = 0; ///< position in the log of the frame to look at closely
+    double m_seconds = 0.0;       ///< of the frames themselves
+};
+
+/// Where the flight is at a frame of the log.
+host::CameraKey GetFlightKey(host::CameraPath const& path, std::size_t frame, std::size_t frames);
+
+/// Flies and prints a live line and the table.
+FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options);
+
+} // namespace demo

@@ -1,0 +1,43 @@
+// Single frames looked at closely: one drawn complete and at shares of its cost, and the same frame
+// with and without occlusion queries.
+#pragma once
+
+#include "demo/DemoWorld.h"
+#include "host/report/FrameLog.h"
+#include "host/report/Image.h"
+
+#include <vector>
+
+namespace demo
+{
+
+/// One frame with its picture.
+struct Still
+{
+    host::FrameRecord m_record;
+    host::OcclusionQueryCounts m_queries;
+    host::Image m_picture;
+    double m_share = 1.0;   ///< of the complete frame's triangles that the budget allowed
+    unsigned m_budget = 0;  ///< triangles; 0 for none
+};
+
+/// The same frame with and without occlusion queries, under one cull area.
+struct QueryComparison
+{
+    double m_cullArea = 0.0;
+    Still m_with;
+    Still m_without;
+    host::ImageDifference m_difference;
+};
+
+/// The complete frame first, then the same at the given shares of its triangles.
+/// @param queries  whether occlusion queries are used
+std::vector<Still> DrawShares(DemoWorld* world,
+                              host::CameraKey const& key,
+                              bool queries,
+                              std::vector<double> const& shares);
+
+/// Draws a frame twice, complete, with and without queries.
+QueryComparison CompareQueries(DemoWorld* world, host::CameraKey const& key, double cullArea);
+
+} // namespace demo

@@ -1,0 +1,172 @@
+// The demo: a real model, culled, walked best first inside a time budget, and drawn.
+//
+// Loads or assembles a model, flies through it under a target frame time, draws one frame at shares
+// of its cost and with and without occlusion queries, and writes a report.
+// Exit status: 0 done, 1 something could not be read, drawn or written, 2 wrong usage.
+
+#include "demo/DemoOptions.h"
+#include "demo/DemoReport.h"
+#include "demo/DemoWorld.h"
+#include "demo/Flight.h"
+#include "demo/ProgressLine.h"
+#include "demo/Stills.h"
+#include "host/model/ModelReader.h"
+#include "host/model/TowerScene.h"
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+#include <utility>
+
+namespace demo
+{
+
+namespace
+{
+
+constexpr int eDONE = 0;
+constexpr int eFAILED = 1;
+constexpr int eWRONG_USAGE = 2;
+
+double Now()
+{
+    using Clock = std::chrono::steady_clock;
+    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+}
+
+int Fail(std::string const& problem)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "demo: %s\n", problem.c_str());
+    return eFAILED;
+}
+
+bool LoadModel(DemoOptions const& options, host::SceneModel* model, std::string* problem)
+{
+    ProgressLine line;
+    host::ProgressFn const progress = [&line](double share, char const* what) {
+        line.Show(share, what);
+    };
+    if (options.m_model.empty()) {
+        host::TowerOptions tower;
+        tower.storeys = options.m_storeys;
+        *model = host::MakeTower(tower, progress);
+        return true;
+    }
+    std::string reason;
+    if (!host::ReadModelFile(options.m_model, *model, reason, progress)) {
+        *problem = options.m_model + ": " + reason;
+        return false;
+    }
+    return true;
+}
+
+void PrintModel(DemoWorld const& world, double loadSeconds)
+{
+    host::SceneModel const& model = world.GetModel();
+    std::printf("model: %s\n", model.title.c_str());
+    if (!model.note.empty()) {
+        std::printf("note: %s\n", model.note.c_str());
+    }
+    std::printf("%s shapes, %s triangles placed, %s stored; ready in %.1f s\n",
+                host::FormatCount(world.GetScene().GetNumShapes()).c_str(),
+                host::FormatCount(model.GetPlacedTriangles()).c_str(),
+                host::FormatCount(model.GetStoredTriangles()).c_str(),
+                loadSeconds);
+    std::printf("hierarchy: %zu groups, %zu leaves, depth %d, built in %.2f s; upload %.1f s\n",
+                world.GetScene().GetCounts().m_groups,
+                world.GetScene().GetCounts().m_leaves,
+                world.GetScene().GetCounts().m_depth,
+                world.GetBuildSeconds(),
+                world.GetUploadSeconds());
+    std::printf("renderer: %s\n", world.DescribeRenderer().c_str());
+    std::fflush(stdout);
+}
+
+int Run(DemoOptions const& options)
+{
+    double const start = Now();
+    std::string problem;
+    DemoWorld world;
+    // Whatever can fail at once fails before the model is read.
+    if (!PrepareFolder(options.m_out, &problem) || !world.OpenDrawing(options, &problem)) {
+        return Fail(problem);
+    }
+    host::SceneModel model;
+    if (!LoadModel(options, &model, &problem)) {
+        return Fail(problem);
+    }
+    double const loadSeconds = Now() - start;
+    world.TakeModel(std::move(model));
+    PrintModel(world, loadSeconds);
+
+    host::CameraPath const path(world.GetModel().path);
+    FlightResult const flight = Fly(&world, path, options);
+    host::CameraKey const still =
+        GetFlightKey(path, flight.m_stillFrame, flight.m_log.size());
+    ProgressLine line;
+    line.Show(0.0, "one frame, complete and at 5, 10 and 25 % of its cost");
+    std::vector<Still> const shares =
+        DrawShares(&world, still, options.m_queries, {0.05, 0.10, 0.25});
+    line.Show(0.5, "the same frame with and without occlusion queries");
+    std::vector<QueryComparison> queries;
+    queries.push_back(CompareQueries(&world, still, 0.0));
+    queries.push_back(CompareQueries(&world, still, GetDemoCullArea()));
+    for (QueryComparison const& comparison : queries) {
+        char text[256];
+        std::snprintf(text,
+                      sizeof text,
+                      "queries, cull area %g: %s triangles become %s, %u issued, %u ready, %u "
+                      "aborted, %u occluded, %zu pixels differ",
+                      comparison.m_cullArea,
+                      host::FormatShort(comparison.m_without.m_record.m_tris).c_str(),
+                      host::FormatShort(comparison.m_with.m_record.m_tris).c_str(),
+                      comparison.m_with.m_queries.m_issued,
+                      comparison.m_with.m_queries.m_ready,
+                      comparison.m_with.m_queries.m_aborted,
+                      comparison.m_with.m_queries.m_occluded,
+                      comparison.m_difference.m_pixels);
+        line.Print(text);
+    }
+    line.Show(0.8, "writing the report");
+    DemoRun const run{options, world, flight, shares, queries, loadSeconds, Now() - start};
+    std::string const report = WriteReport(run, &problem);
+    line.Clear();
+    if (report.empty()) {
+        return Fail(problem);
+    }
+    std::printf("%s\n", SummaryLine(run, report).c_str());
+    return eDONE;
+}
+
+int Main(int count, char** arguments)
+{
+    DemoOptions options;
+    std::string problem;
+    if (!ParseDemoOptions(count, arguments, &options, &problem)) {
+        std::fprintf(stderr, "demo: %s\n%s\n", problem.c_str(), GetDemoUsage());
+        return eWRONG_USAGE;
+    }
+    if (options.m_help) {
+        std::printf("%s\n", GetDemoUsage());
+        return eDONE;
+    }
+    try {
+        return Run(options);
+    } catch (std::bad_alloc const&) {
+        return Fail("not enough memory");
+    } catch (std::exception const& error) {
+        return Fail(error.what());
+    }
+}
+
+} // namespace
+
+} // namespace demo
+
+int main(int count, char** arguments)
+{
+    return demo::Main(count, arguments);
+}
