@@ -1,6 +1,6 @@
-#include "AssimpConvert.h"
+#include "host/model/AssimpConvert.h"
 
-#include "Utf8.h"
+#include "host/model/Utf8.h"
 
 #include <assimp/material.h>
 #include <assimp/mesh.h>
@@ -23,15 +23,13 @@ constexpr float s_tones[][3] = {
     {0.46f, 0.50f, 0.38f}, {0.64f, 0.52f, 0.36f}, {0.52f, 0.52f, 0.56f}, {0.74f, 0.64f, 0.52f},
 };
 
-float
-ClampShare(float value, float fallback)
+float ClampShare(float value, float fallback)
 {
     return std::isfinite(value) ? std::clamp(value, 0.0f, 1.0f) : fallback;
 }
 
 /// FNV-1a: the same tone for the same name on every machine.
-uint32_t
-HashName(std::string const& name)
+uint32_t HashName(std::string const& name)
 {
     uint32_t hash = 2166136261u;
     for (char const c : name) {
@@ -40,30 +38,26 @@ HashName(std::string const& name)
     return hash;
 }
 
-bool
-IsColourless(float const color[3])
+bool IsColourless(float const color[3])
 {
     float const least = std::min({color[0], color[1], color[2]});
     float const most = std::max({color[0], color[1], color[2]});
     return most - least < 0.04f && least > 0.55f;
 }
 
-MeshBuilder::Vec
-ToVec(aiVector3D const& v)
+MeshBuilder::Vec ToVec(aiVector3D const& v)
 {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
 } // namespace
 
-unsigned int
-GetAssimpSteps()
+unsigned int GetAssimpSteps()
 {
     return aiProcess_Triangulate | aiProcess_SortByPType;
 }
 
-uint64_t
-AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
+uint64_t AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
 {
     uint64_t numRefused = 0;
     if (mesh.mVertices == nullptr) {
@@ -82,8 +76,8 @@ AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
             inside = index < mesh.mNumVertices;
             if (inside) {
                 corners[i] = ToVec(mesh.mVertices[index]);
-                normals[i] = mesh.mNormals != nullptr ? ToVec(mesh.mNormals[index])
-                                                      : MeshBuilder::Vec{};
+                normals[i] =
+                    mesh.mNormals != nullptr ? ToVec(mesh.mNormals[index]) : MeshBuilder::Vec{};
             }
         }
         if (inside) {
@@ -95,8 +89,7 @@ AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
     return numRefused;
 }
 
-Material
-ConvertAssimpMaterial(aiMaterial const& material)
+Material ConvertAssimpMaterial(aiMaterial const& material)
 {
     Material result;
     aiString name;
@@ -123,8 +116,7 @@ ConvertAssimpMaterial(aiMaterial const& material)
     return result;
 }
 
-std::string
-MakeOneLine(std::string const& text)
+std::string MakeOneLine(std::string const& text)
 {
     std::string line = ToUtf8(text.substr(0, eLONGEST_LINE));
     std::replace_if(

@@ -1,9 +1,9 @@
-/// What the two users of assimp, the file reader and the furniture catalogue, share: turning its
-/// meshes and materials into ours, and its messages into one line.
+// What the two users of assimp, the file reader and the furniture catalogue, share: turning its
+// meshes and materials into ours, and its messages into one line.
 #pragma once
 
-#include "MeshBuilder.h"
-#include "SceneModel.h"
+#include "host/model/MeshBuilder.h"
+#include "host/model/SceneModel.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "BinaryStream.h"
+#include "host/model/BinaryStream.h"
 
 #include <cstring>
 

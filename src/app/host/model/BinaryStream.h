@@ -1,9 +1,9 @@
-/// Writing and reading of plain numbers, texts and arrays in the machine's own byte order, with a
-/// running checksum. ModelCache is written and read through these two classes.
-///
-/// Both sides must call the same sequence: the checksum covers each call by itself. The reader
-/// knows how many bytes are left and refuses a length that is longer, so that a damaged file cannot
-/// make it ask for absurd amounts of memory. After a first failure every call does nothing.
+// Writing and reading of plain numbers, texts and arrays in the machine's own byte order, with a
+// running checksum. ModelCache is written and read through these two classes.
+//
+// Both sides must call the same sequence: the checksum covers each call by itself. The reader
+// knows how many bytes are left and refuses a length that is longer, so that a damaged file cannot
+// make it ask for absurd amounts of memory. After a first failure every call does nothing.
 #pragma once
 
 #include <cstdint>
@@ -33,12 +33,10 @@ private:
 class BinaryWriter
 {
 public:
-    explicit BinaryWriter(std::ostream& stream)
-        : m_stream(stream)
-    {
-    }
+    explicit BinaryWriter(std::ostream& stream) : m_stream(stream) {}
 
-    template <class T> void Write(T const& value)
+    template <class T>
+    void Write(T const& value)
     {
         static_assert(std::is_arithmetic_v<T>);
         WriteBytes(&value, sizeof(T));
@@ -46,7 +44,8 @@ public:
 
     void Write(std::string const& text);
 
-    template <class T> void Write(std::vector<T> const& values)
+    template <class T>
+    void Write(std::vector<T> const& values)
     {
         static_assert(std::is_arithmetic_v<T>);
         Write(static_cast<uint64_t>(values.size()));
@@ -72,13 +71,10 @@ class BinaryReader
 {
 public:
     /// @param numBytes  how many bytes there are to read.
-    BinaryReader(std::istream& stream, uint64_t numBytes)
-        : m_stream(stream)
-        , m_left(numBytes)
-    {
-    }
+    BinaryReader(std::istream& stream, uint64_t numBytes) : m_stream(stream), m_left(numBytes) {}
 
-    template <class T> void Read(T& value)
+    template <class T>
+    void Read(T& value)
     {
         static_assert(std::is_arithmetic_v<T>);
         value = T();
@@ -87,7 +83,8 @@ public:
 
     void Read(std::string& text);
 
-    template <class T> void Read(std::vector<T>& values)
+    template <class T>
+    void Read(std::vector<T>& values)
     {
         static_assert(std::is_arithmetic_v<T>);
         values.resize(ReadCount(sizeof(T)));

@@ -1,4 +1,4 @@
-#include "CatalogueEntries.h"
+#include "host/model/CatalogueEntries.h"
 
 #include <charconv>
 

@@ -1,8 +1,8 @@
-/// The list of pieces that a furniture catalogue holds, taken from its properties.
+// The list of pieces that a furniture catalogue holds, taken from its properties.
 #pragma once
 
-#include "ObjGroups.h"
-#include "PropertiesFile.h"
+#include "host/model/ObjGroups.h"
+#include "host/model/PropertiesFile.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
-#include "FurnitureCatalogue.h"
+#include "host/model/FurnitureCatalogue.h"
 
-#include "CatalogueEntries.h"
-#include "Utf8.h"
+#include "host/model/CatalogueEntries.h"
+#include "host/model/Utf8.h"
 
 #include <algorithm>
 #include <atomic>
@@ -42,8 +42,8 @@ bool IsCatalogueName(fs::path const& path)
 void AddCataloguesUnder(fs::path const& directory, std::vector<std::string>& files)
 {
     std::error_code error;
-    fs::recursive_directory_iterator at(directory,
-                                        fs::directory_options::skip_permission_denied, error);
+    fs::recursive_directory_iterator at(directory, fs::directory_options::skip_permission_denied,
+                                        error);
     while (!error && at != fs::recursive_directory_iterator()) {
         std::error_code noFile;
         if (IsCatalogueName(at->path()) && at->is_regular_file(noFile)) {
@@ -53,7 +53,8 @@ void AddCataloguesUnder(fs::path const& directory, std::vector<std::string>& fil
     }
 }
 
-// ---- Reading one model each, on several threads --------------------------------------------------
+// ---- Reading one model each, on several threads
+// --------------------------------------------------
 
 /// One piece to read, and what became of it.
 struct Task
@@ -73,8 +74,7 @@ public:
     ModelWorker(std::vector<std::string> const& files, std::vector<Task>& tasks)
         : m_files(files)
         , m_tasks(tasks)
-    {
-    }
+    {}
 
     /// Runs on any number of threads at once.
     void Work()
@@ -134,8 +134,7 @@ private:
 };
 
 /// Reads all tasks. Threads that the system does not grant are done without.
-void ReadTasks(std::vector<std::string> const& files,
-               std::vector<Task>& tasks,
+void ReadTasks(std::vector<std::string> const& files, std::vector<Task>& tasks,
                ProgressFn const& progress)
 {
     uint64_t numBytes = 0;
@@ -161,7 +160,8 @@ void ReadTasks(std::vector<std::string> const& files,
     }
 }
 
-// ---- Listing and credits -------------------------------------------------------------------------
+// ---- Listing and credits
+// -------------------------------------------------------------------------
 
 /// What is counted on the way, for the note.
 struct Losses
@@ -210,11 +210,8 @@ std::string ListCreators(std::vector<CatalogueEntry> const& entries)
 }
 
 /// Adds the tasks and the credit of one archive.
-void ListArchive(std::vector<std::string> const& files,
-                 size_t number,
-                 std::vector<Task>& tasks,
-                 std::vector<Credit>& credits,
-                 Losses& losses)
+void ListArchive(std::vector<std::string> const& files, size_t number, std::vector<Task>& tasks,
+                 std::vector<Credit>& credits, Losses& losses)
 {
     std::string reason;
     std::string list;
@@ -248,32 +245,29 @@ void ListArchive(std::vector<std::string> const& files,
         task.archive = number;
         task.entry = entry;
         task.licence = credit.licence;
-        task.numBytes = std::max<uint64_t>(
-            archive->GetSize(entry.model.substr(std::min(entry.model.find_first_not_of('/'),
-                                                         entry.model.size()))),
-            1);
+        task.numBytes =
+            std::max<uint64_t>(archive->GetSize(entry.model.substr(std::min(
+                                   entry.model.find_first_not_of('/'), entry.model.size()))),
+                               1);
         tasks.push_back(std::move(task));
     }
     credits.push_back(std::move(credit));
 }
 
-// ---- Putting together ----------------------------------------------------------------------------
+// ---- Putting together
+// ----------------------------------------------------------------------------
 
 /// Gives every distinct material one number in the library.
 class MaterialTable
 {
 public:
-    explicit MaterialTable(std::vector<Material>& materials)
-        : m_materials(materials)
-    {
-    }
+    explicit MaterialTable(std::vector<Material>& materials) : m_materials(materials) {}
 
     uint32_t GetNumber(Material const& material)
     {
         Key const key(material.name, material.color[0], material.color[1], material.color[2],
                       material.opacity);
-        auto const [at, added] =
-            m_numbers.emplace(key, static_cast<uint32_t>(m_materials.size()));
+        auto const [at, added] = m_numbers.emplace(key, static_cast<uint32_t>(m_materials.size()));
         if (added) {
             m_materials.push_back(material);
         }

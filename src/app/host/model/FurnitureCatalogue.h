@@ -1,12 +1,12 @@
-/// Reads the furniture catalogues that Debian's sweethome3d-furniture package installs: .sh3f files
-/// (zip) with a .properties list and OBJ models inside.
-///
-/// LoadFurniture() in FurnitureStore.h is the usual caller; it reads the catalogues once and keeps
-/// the result in a cache. Reading all of them takes a minute or more, spread over the processor's
-/// cores.
+// Reads the furniture catalogues that Debian's sweethome3d-furniture package installs: .sh3f files
+// (zip) with a .properties list and OBJ models inside.
+//
+// LoadFurniture() in FurnitureStore.h is the usual caller; it reads the catalogues once and keeps
+// the result in a cache. Reading all of them takes a minute or more, spread over the processor's
+// cores.
 #pragma once
 
-#include "FurnitureLibrary.h"
+#include "host/model/FurnitureLibrary.h"
 
 #include <string>
 #include <vector>

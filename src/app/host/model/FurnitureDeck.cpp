@@ -1,6 +1,6 @@
-#include "FurnitureDeck.h"
+#include "host/model/FurnitureDeck.h"
 
-#include "TowerPlan.h"
+#include "host/model/TowerPlan.h"
 
 #include <algorithm>
 

@@ -5,8 +5,8 @@
 // a deck that runs out is shuffled again. The library must outlive the deck.
 #pragma once
 
-#include "FurnitureLibrary.h"
-#include "Random.h"
+#include "host/model/FurnitureLibrary.h"
+#include "host/model/Random.h"
 
 #include <map>
 #include <string>

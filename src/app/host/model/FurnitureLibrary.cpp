@@ -1,4 +1,4 @@
-#include "FurnitureLibrary.h"
+#include "host/model/FurnitureLibrary.h"
 
 #include <algorithm>
 
@@ -31,12 +31,12 @@ bool FurnitureLibrary::IsConsistent() const
 {
     size_t const numMaterials = materials.size();
     size_t const numMeshes = meshes.size();
-    return std::all_of(meshes.begin(), meshes.end(),
-                       [numMaterials](Mesh const& mesh) {
-                           return IsMeshConsistent(mesh, numMaterials);
-                       }) &&
+    return std::all_of(
+               meshes.begin(), meshes.end(),
+               [numMaterials](Mesh const& mesh) { return IsMeshConsistent(mesh, numMaterials); }) &&
            std::all_of(pieces.begin(), pieces.end(), [numMeshes](FurniturePiece const& piece) {
-               return piece.firstMesh <= numMeshes && piece.numMeshes <= numMeshes - piece.firstMesh;
+               return piece.firstMesh <= numMeshes &&
+                      piece.numMeshes <= numMeshes - piece.firstMesh;
            });
 }
 

@@ -1,10 +1,10 @@
-/// A set of furniture models of known size: what a catalogue reader, the generator and the cache
-/// all produce or store, and what the tower is furnished with.
-///
-/// The library owns its meshes; MakeTower() moves those it uses on into the scene.
+// A set of furniture models of known size: what a catalogue reader, the generator and the cache
+// all produce or store, and what the tower is furnished with.
+//
+// The library owns its meshes; MakeTower() moves those it uses on into the scene.
 #pragma once
 
-#include "SceneModel.h"
+#include "host/model/SceneModel.h"
 
 #include <cstdint>
 #include <string>
@@ -21,10 +21,10 @@ struct FurniturePiece
     std::string category;
     std::string creator;
     std::string licence;
-    float width = 0.0f;     ///< metres along x
-    float depth = 0.0f;     ///< metres along z
-    float height = 0.0f;    ///< metres along y
-    float elevation = 0.0f; ///< usual height of its base above the floor, metres
+    float width = 0.0f;      ///< metres along x
+    float depth = 0.0f;      ///< metres along z
+    float height = 0.0f;     ///< metres along y
+    float elevation = 0.0f;  ///< usual height of its base above the floor, metres
     float topHeight = -1.0f; ///< where small things may stand on it, metres; negative: nowhere
     bool doorOrWindow = false;
     bool staircase = false;

@@ -1,8 +1,8 @@
-#include "FurnitureStore.h"
+#include "host/model/FurnitureStore.h"
 
-#include "FurnitureCatalogue.h"
-#include "GeneratedFurniture.h"
-#include "ModelCache.h"
+#include "host/model/FurnitureCatalogue.h"
+#include "host/model/GeneratedFurniture.h"
+#include "host/model/ModelCache.h"
 
 namespace host
 {

@@ -1,8 +1,8 @@
-/// The one place that decides where furniture comes from: the cache, else the installed
-/// catalogues (which then go into the cache), else the generator.
+// The one place that decides where furniture comes from: the cache, else the installed
+// catalogues (which then go into the cache), else the generator.
 #pragma once
 
-#include "FurnitureLibrary.h"
+#include "host/model/FurnitureLibrary.h"
 
 #include <string>
 
@@ -12,9 +12,9 @@ namespace host
 /// Where to look. Empty strings mean the usual places.
 struct FurnitureOptions
 {
-    std::string directory; ///< of .sh3f files; see FindFurnitureCatalogues()
-    std::string cachePath; ///< of the cache file; empty: furniture.cache in GetCacheDirectory()
-    bool useCache = true;  ///< false: neither read nor written
+    std::string directory;  ///< of .sh3f files; see FindFurnitureCatalogues()
+    std::string cachePath;  ///< of the cache file; empty: furniture.cache in GetCacheDirectory()
+    bool useCache = true;   ///< false: neither read nor written
     bool generated = false; ///< true: do not look for catalogues at all
 };
 

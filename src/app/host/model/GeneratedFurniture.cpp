@@ -1,6 +1,6 @@
-#include "GeneratedFurniture.h"
+#include "host/model/GeneratedFurniture.h"
 
-#include "PieceMaker.h"
+#include "host/model/PieceMaker.h"
 
 #include <cmath>
 #include <iterator>
@@ -13,7 +13,8 @@ namespace
 constexpr double eTURN = 6.283185307179586;
 constexpr int eVARIANTS = 4;
 
-// ---- Variants: each kind comes in a few sizes and paints -----------------------------------------
+// ---- Variants: each kind comes in a few sizes and paints
+// -----------------------------------------
 
 /// A size factor from 0.85 to 1.15.
 double GetFactor(int variant)
@@ -35,7 +36,8 @@ Paint GetCloth(int variant)
     return s_cloths[variant];
 }
 
-// ---- Building blocks -----------------------------------------------------------------------------
+// ---- Building blocks
+// -----------------------------------------------------------------------------
 
 /// Four legs under a rectangle of the given half extents, from the floor up.
 void AddLegs(MeshBuilder& builder, double halfX, double halfZ, double height, double radius)
@@ -98,7 +100,8 @@ void AddLeaves(MeshBuilder& builder, double low, double high, double spread, dou
     }
 }
 
-// ---- Kinds ---------------------------------------------------------------------------------------
+// ---- Kinds
+// ---------------------------------------------------------------------------------------
 
 void MakeSeat(PieceMaker& maker, int variant, int seats, char const* name)
 {
@@ -147,8 +150,8 @@ void MakeCoffeeTable(PieceMaker& maker, int variant)
     AddTorus(maker.Part(Paint::eCERAMIC, "bowl"), {0.1, 0.455, 0.0}, 0.12, 0.035, 64, 24);
     AddEllipsoid(maker.Part(Paint::eRED_CLOTH, "fruit"), {0.1, 0.47, 0.03}, {0.05, 0.05, 0.05}, 24,
                  32);
-    AddEllipsoid(maker.Part(Paint::eGREEN_CLOTH, "fruit"), {0.08, 0.47, -0.04},
-                 {0.05, 0.05, 0.05}, 24, 32);
+    AddEllipsoid(maker.Part(Paint::eGREEN_CLOTH, "fruit"), {0.08, 0.47, -0.04}, {0.05, 0.05, 0.05},
+                 24, 32);
     maker.Finish("Coffee table", "Living room").topHeight = -1.0f;
 }
 
@@ -198,8 +201,8 @@ void MakeBookcase(PieceMaker& maker, int variant)
             AddBooks(maker, -half + 0.02, half - 0.02, y, 0.24, shelf * 11 + variant);
         }
     }
-    AddEllipsoid(maker.Part(Paint::eCERAMIC, "vase"), {0.1, height + 0.12, 0.0},
-                 {0.09, 0.14, 0.09}, 40, 48);
+    AddEllipsoid(maker.Part(Paint::eCERAMIC, "vase"), {0.1, height + 0.12, 0.0}, {0.09, 0.14, 0.09},
+                 40, 48);
     maker.Finish("Bookcase", variant % 2 == 0 ? "Office" : "Living room");
 }
 
@@ -256,7 +259,8 @@ void MakeWardrobe(PieceMaker& maker, int variant)
     double const half = 0.5 + 0.1 * variant;
     Paint const wood = GetWood(variant);
     AddBox(maker.Part(wood, "body"), {-half, 0.08, -0.3}, {half, 2.05, 0.28});
-    AddBox(maker.Part(Paint::eBLACK, "plinth"), {-half + 0.03, 0.0, -0.27}, {half - 0.03, 0.08, 0.25});
+    AddBox(maker.Part(Paint::eBLACK, "plinth"), {-half + 0.03, 0.0, -0.27},
+           {half - 0.03, 0.08, 0.25});
     AddFronts(maker, wood, half * 2, 0.1, 2.0, 0.28);
     AddBox(maker.Part(wood, "cornice"), {-half - 0.03, 2.05, -0.3}, {half + 0.03, 2.12, 0.32});
     AddFineCushion(maker.Part(Paint::eLINEN, "blankets"), {-0.3, 2.12, -0.2}, {0.3, 2.3, 0.2});
@@ -341,8 +345,10 @@ void MakeOfficeChair(PieceMaker& maker, int variant)
                    {0.25 * f, 0.52, 0.25 * f});
     AddFineCushion(maker.Part(GetCloth(variant), "back"), {-0.23 * f, 0.6, -0.28 * f},
                    {0.23 * f, 1.1 * f, -0.2 * f});
-    AddFineCushion(maker.Part(Paint::eBLACK, "arms"), {-0.3 * f, 0.64, -0.15}, {-0.24 * f, 0.69, 0.15});
-    AddFineCushion(maker.Part(Paint::eBLACK, "arms"), {0.24 * f, 0.64, -0.15}, {0.3 * f, 0.69, 0.15});
+    AddFineCushion(maker.Part(Paint::eBLACK, "arms"), {-0.3 * f, 0.64, -0.15},
+                   {-0.24 * f, 0.69, 0.15});
+    AddFineCushion(maker.Part(Paint::eBLACK, "arms"), {0.24 * f, 0.64, -0.15},
+                   {0.3 * f, 0.69, 0.15});
     maker.Finish("Office chair", "Office");
 }
 
@@ -442,7 +448,8 @@ void MakeDoor(PieceMaker& maker, int variant)
 void MakeTree(PieceMaker& maker, int variant)
 {
     double const f = GetFactor(variant);
-    AddCylinder(maker.Part(Paint::eWALNUT, "trunk"), {0.0, 0.0, 0.0}, 0.25 * f, 0.12 * f, 3.5 * f, 48);
+    AddCylinder(maker.Part(Paint::eWALNUT, "trunk"), {0.0, 0.0, 0.0}, 0.25 * f, 0.12 * f, 3.5 * f,
+                48);
     AddLeaves(maker.Part(Paint::eLEAF), 2.5 * f, 6.5 * f, 1.8 * f, 0.55 * f, 90);
     maker.Finish("Tree", "Exterior");
 }
@@ -462,11 +469,11 @@ void MakeBench(PieceMaker& maker, int variant)
 using MakeKind = void (*)(PieceMaker& maker, int variant);
 
 constexpr MakeKind s_kinds[] = {
-    MakeSofa,      MakeArmchair,    MakeCoffeeTable, MakeDiningTable, MakeChair,   MakeBookcase,
-    MakeCabinet,   MakeStove,       MakeBed,         MakeWardrobe,    MakeNightstand,
-    MakeWashbasin, MakeBathtub,     MakeToilet,      MakeDesk,        MakeOfficeChair,
-    MakeFloorLamp, MakeCeilingLamp, MakePlant,       MakeVase,        MakeDishes,  MakeDeskLamp,
-    MakePicture,   MakeDoor,        MakeTree,        MakeBench,
+    MakeSofa,    MakeArmchair, MakeCoffeeTable, MakeDiningTable, MakeChair,      MakeBookcase,
+    MakeCabinet, MakeStove,    MakeBed,         MakeWardrobe,    MakeNightstand, MakeWashbasin,
+    MakeBathtub, MakeToilet,   MakeDesk,        MakeOfficeChair, MakeFloorLamp,  MakeCeilingLamp,
+    MakePlant,   MakeVase,     MakeDishes,      MakeDeskLamp,    MakePicture,    MakeDoor,
+    MakeTree,    MakeBench,
 };
 
 } // namespace

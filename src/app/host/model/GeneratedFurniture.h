@@ -5,7 +5,7 @@
 // a tower furnished with them weighs about the same.
 #pragma once
 
-#include "FurnitureLibrary.h"
+#include "host/model/FurnitureLibrary.h"
 
 namespace host
 {

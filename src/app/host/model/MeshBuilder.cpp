@@ -1,4 +1,4 @@
-#include "MeshBuilder.h"
+#include "host/model/MeshBuilder.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,22 +13,19 @@ using Vec = MeshBuilder::Vec;
 
 constexpr size_t eFIRST_SLOTS = 64;
 
-bool
-IsFinite(Vec const& v)
+bool IsFinite(Vec const& v)
 {
     return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
 }
 
-float
-Dot(Vec const& a, Vec const& b)
+float Dot(Vec const& a, Vec const& b)
 {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
 /// Scales `v` to unit length in double, so that neither tiny nor huge triangles lose their
 /// direction. False, with `v` untouched, for a vector without one.
-bool
-Normalise(Vec& v)
+bool Normalise(Vec& v)
 {
     double const x = v[0];
     double const y = v[1];
@@ -43,8 +40,7 @@ Normalise(Vec& v)
 }
 
 /// Twice the area times the direction of a triangle, in double.
-std::array<double, 3>
-GetAreaNormal(Vec const corners[3])
+std::array<double, 3> GetAreaNormal(Vec const corners[3])
 {
     double a[3];
     double b[3];
@@ -56,8 +52,7 @@ GetAreaNormal(Vec const corners[3])
 }
 
 /// The direction of a triangle; straight up where it has no area.
-Vec
-GetFaceNormal(Vec const corners[3])
+Vec GetFaceNormal(Vec const corners[3])
 {
     std::array<double, 3> const n = GetAreaNormal(corners);
     double const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
@@ -69,22 +64,19 @@ GetFaceNormal(Vec const corners[3])
 }
 
 /// -0 and +0 are one place, but two bit patterns.
-Vec
-WithoutNegativeZeros(Vec const& v)
+Vec WithoutNegativeZeros(Vec const& v)
 {
     return {v[0] + 0.0f, v[1] + 0.0f, v[2] + 0.0f};
 }
 
-uint64_t
-Mix(uint64_t hash, uint32_t word)
+uint64_t Mix(uint64_t hash, uint32_t word)
 {
     hash = (hash ^ word) * 0x9E3779B97F4A7C15ull;
     return hash ^ (hash >> 29);
 }
 
 template <class T>
-uint64_t
-HashWords(T const& value)
+uint64_t HashWords(T const& value)
 {
     static_assert(sizeof(T) % sizeof(uint32_t) == 0);
     uint32_t words[sizeof(T) / sizeof(uint32_t)];
@@ -130,8 +122,7 @@ private:
 
 } // namespace
 
-void
-MeshBuilder::Add(Vec const corners[3], Vec const* normals)
+void MeshBuilder::Add(Vec const corners[3], Vec const* normals)
 {
     Face face;
     for (int i = 0; i < 3; ++i) {
@@ -160,8 +151,7 @@ MeshBuilder::Add(Vec const corners[3], Vec const* normals)
     AddIndexed(vertices);
 }
 
-void
-MeshBuilder::Finish(Mesh& mesh)
+void MeshBuilder::Finish(Mesh& mesh)
 {
     SmoothFaces();
     mesh.positions.clear();
@@ -180,16 +170,14 @@ MeshBuilder::Finish(Mesh& mesh)
     m_indices = {};
 }
 
-void
-MeshBuilder::AddIndexed(Vertex const corners[3])
+void MeshBuilder::AddIndexed(Vertex const corners[3])
 {
     for (int i = 0; i < 3; ++i) {
         m_indices.push_back(Weld(corners[i]));
     }
 }
 
-uint32_t
-MeshBuilder::Weld(Vertex const& vertex)
+uint32_t MeshBuilder::Weld(Vertex const& vertex)
 {
     if (m_slots.size() < (m_vertices.size() + 1) * 2) {
         Rehash(m_slots.empty() ? eFIRST_SLOTS : m_slots.size() * 2);
@@ -208,8 +196,7 @@ MeshBuilder::Weld(Vertex const& vertex)
     return m_slots[slot] - 1;
 }
 
-void
-MeshBuilder::Rehash(size_t numSlots)
+void MeshBuilder::Rehash(size_t numSlots)
 {
     m_slots.assign(numSlots, 0);
     size_t const mask = numSlots - 1;
@@ -225,8 +212,7 @@ MeshBuilder::Rehash(size_t numSlots)
 /// Gives the triangles without normals smooth ones: at each place the directions of its faces are
 /// summed, weighted by area; a corner takes the sum's direction unless its own face stands too far
 /// from it, which keeps the edges of boxes sharp.
-void
-MeshBuilder::SmoothFaces()
+void MeshBuilder::SmoothFaces()
 {
     if (m_smooth.empty()) {
         return;
@@ -252,8 +238,7 @@ MeshBuilder::SmoothFaces()
         Vertex vertices[3];
         for (Vertex& vertex : vertices) {
             std::array<double, 3> const& sum = sums[places[at]];
-            double const length =
-                std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
+            double const length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
             Vec normal = own;
             if (std::isfinite(length) && length > 0.0) {
                 normal = {static_cast<float>(sum[0] / length), static_cast<float>(sum[1] / length),

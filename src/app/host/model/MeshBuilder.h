@@ -1,11 +1,11 @@
-/// Turns loose triangles, as model files hold them, into a compact indexed Mesh.
-///
-/// Every model source (file reader, furniture catalogue, generator) builds its meshes through this
-/// class. Corners that agree in position and normal share one vertex. Add() is constant on average,
-/// Finish() linear.
+// Turns loose triangles, as model files hold them, into a compact indexed Mesh.
+//
+// Every model source (file reader, furniture catalogue, generator) builds its meshes through this
+// class. Corners that agree in position and normal share one vertex. Add() is constant on average,
+// Finish() linear.
 #pragma once
 
-#include "SceneModel.h"
+#include "host/model/SceneModel.h"
 
 #include <array>
 #include <cstdint>

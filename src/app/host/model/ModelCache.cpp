@@ -1,6 +1,6 @@
-#include "ModelCache.h"
+#include "host/model/ModelCache.h"
 
-#include "BinaryStream.h"
+#include "host/model/BinaryStream.h"
 
 #include <cerrno>
 #include <chrono>
@@ -37,6 +37,7 @@ struct Header
     uint64_t numBytes; ///< of what follows the header
     uint64_t checksum; ///< of what follows the header
 };
+
 static_assert(sizeof(Header) == 40, "stored as it is: no padding");
 
 // ---- Records: one function a record, the same for writing and reading --------------------------
@@ -46,14 +47,22 @@ struct Saver
 {
     BinaryWriter& stream;
 
-    template <class T> void operator()(T const& value) { stream.Write(value); }
+    template <class T>
+    void operator()(T const& value)
+    {
+        stream.Write(value);
+    }
 };
 
 struct Loader
 {
     BinaryReader& stream;
 
-    template <class T> void operator()(T& value) { stream.Read(value); }
+    template <class T>
+    void operator()(T& value)
+    {
+        stream.Read(value);
+    }
 
     void operator()(bool& value)
     {
@@ -63,7 +72,8 @@ struct Loader
     }
 };
 
-template <class Archive, class T> void ExchangeMaterial(Archive&& archive, T& material)
+template <class Archive, class T>
+void ExchangeMaterial(Archive&& archive, T& material)
 {
     archive(material.name);
     archive(material.color[0]);
@@ -72,7 +82,8 @@ template <class Archive, class T> void ExchangeMaterial(Archive&& archive, T& ma
     archive(material.opacity);
 }
 
-template <class Archive, class T> void ExchangeMesh(Archive&& archive, T& mesh)
+template <class Archive, class T>
+void ExchangeMesh(Archive&& archive, T& mesh)
 {
     archive(mesh.name);
     archive(mesh.positions);
@@ -81,7 +92,8 @@ template <class Archive, class T> void ExchangeMesh(Archive&& archive, T& mesh)
     archive(mesh.material);
 }
 
-template <class Archive, class T> void ExchangePiece(Archive&& archive, T& piece)
+template <class Archive, class T>
+void ExchangePiece(Archive&& archive, T& piece)
 {
     archive(piece.name);
     archive(piece.category);
@@ -98,7 +110,8 @@ template <class Archive, class T> void ExchangePiece(Archive&& archive, T& piece
     archive(piece.numMeshes);
 }
 
-template <class Archive, class T> void ExchangeCredit(Archive&& archive, T& credit)
+template <class Archive, class T>
+void ExchangeCredit(Archive&& archive, T& credit)
 {
     archive(credit.title);
     archive(credit.author);
@@ -187,9 +200,7 @@ std::string DescribeErrno(char const* what)
 
 /// Writes header and content to `path`. The header is written twice: its length and checksum are
 /// known only once the content is out.
-bool WriteCacheFile(std::string const& path,
-                    uint64_t fingerprint,
-                    FurnitureLibrary const& library,
+bool WriteCacheFile(std::string const& path, uint64_t fingerprint, FurnitureLibrary const& library,
                     std::string& reason)
 {
     errno = 0;
@@ -285,10 +296,8 @@ bool ReadFurnitureCache(std::string const& path, uint64_t fingerprint, Furniture
     return read;
 }
 
-bool WriteFurnitureCache(std::string const& path,
-                         uint64_t fingerprint,
-                         FurnitureLibrary const& library,
-                         std::string& reason)
+bool WriteFurnitureCache(std::string const& path, uint64_t fingerprint,
+                         FurnitureLibrary const& library, std::string& reason)
 {
     try {
         std::error_code error;

@@ -1,14 +1,14 @@
-/// The binary cache of a FurnitureLibrary, so that a second start reads one file instead of
-/// hundreds of text models.
-///
-/// The file starts with a magic word, a format version, a fingerprint of the sources, the length of
-/// what follows and its checksum; one that does not fit in any of these is treated as absent.
-/// Writing goes to a temporary file beside it and is put in place by a rename, so that a reader
-/// never sees half a cache. Numbers are stored in the machine's own byte order, and the header
-/// tells a foreign one apart. Cost: one pass over the data.
+// The binary cache of a FurnitureLibrary, so that a second start reads one file instead of
+// hundreds of text models.
+//
+// The file starts with a magic word, a format version, a fingerprint of the sources, the length of
+// what follows and its checksum; one that does not fit in any of these is treated as absent.
+// Writing goes to a temporary file beside it and is put in place by a rename, so that a reader
+// never sees half a cache. Numbers are stored in the machine's own byte order, and the header
+// tells a foreign one apart. Cost: one pass over the data.
 #pragma once
 
-#include "FurnitureLibrary.h"
+#include "host/model/FurnitureLibrary.h"
 
 #include <cstdint>
 #include <string>
@@ -32,9 +32,7 @@ bool ReadFurnitureCache(std::string const& path, uint64_t fingerprint, Furniture
 
 /// Writes the cache and creates its folder where needed. Returns false with one line in `reason`
 /// when it cannot; an older cache is then left as it was. Never throws.
-bool WriteFurnitureCache(std::string const& path,
-                         uint64_t fingerprint,
-                         FurnitureLibrary const& library,
-                         std::string& reason);
+bool WriteFurnitureCache(std::string const& path, uint64_t fingerprint,
+                         FurnitureLibrary const& library, std::string& reason);
 
 } // namespace host

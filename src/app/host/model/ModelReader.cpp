@@ -1,7 +1,7 @@
-#include "ModelReader.h"
+#include "host/model/ModelReader.h"
 
-#include "AssimpConvert.h"
-#include "Transforms.h"
+#include "host/model/AssimpConvert.h"
+#include "host/model/Transforms.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
@@ -30,10 +30,7 @@ constexpr double eREADING_SHARE = 0.8; ///< of the progress; converting has the 
 class ReadingProgress : public Assimp::ProgressHandler
 {
 public:
-    explicit ReadingProgress(ProgressFn const& progress)
-        : m_progress(progress)
-    {
-    }
+    explicit ReadingProgress(ProgressFn const& progress) : m_progress(progress) {}
 
     bool Update(float percentage) override
     {
@@ -48,8 +45,7 @@ private:
 };
 
 /// What makes a path unfit before an importer looks at it; empty when nothing does.
-std::string
-FindFileFault(std::string const& path)
+std::string FindFileFault(std::string const& path)
 {
     std::error_code error;
     std::filesystem::file_status const status = std::filesystem::status(path, error);
@@ -77,8 +73,7 @@ FindFileFault(std::string const& path)
 }
 
 /// assimp's matrices act on column vectors, ours on row vectors: the transpose.
-TqLAffine3f
-ConvertMatrix(aiMatrix4x4 const& m)
+TqLAffine3f ConvertMatrix(aiMatrix4x4 const& m)
 {
     double const rows[3][3] = {{m.a1, m.b1, m.c1}, {m.a2, m.b2, m.c2}, {m.a3, m.b3, m.c3}};
     double const translation[3] = {m.a4, m.b4, m.c4};
@@ -94,12 +89,8 @@ struct Losses
 
 /// Converts all meshes. `numbers` says for each of the importer's meshes which of ours it became;
 /// eNO_MESH for those without triangles.
-void
-ConvertMeshes(aiScene const& source,
-              SceneModel& scene,
-              std::vector<uint32_t>& numbers,
-              Losses& losses,
-              ProgressFn const& progress)
+void ConvertMeshes(aiScene const& source, SceneModel& scene, std::vector<uint32_t>& numbers,
+                   Losses& losses, ProgressFn const& progress)
 {
     numbers.assign(source.mNumMeshes, eNO_MESH);
     for (unsigned int i = 0; i < source.mNumMeshes; ++i) {
@@ -124,11 +115,8 @@ ConvertMeshes(aiScene const& source,
 
 /// Places meshes as the node tree says. The tree is walked with a stack of its own, for files may
 /// nest as deeply as they like.
-void
-PlaceNodes(aiScene const& source,
-           std::vector<uint32_t> const& numbers,
-           SceneModel& scene,
-           Losses& losses)
+void PlaceNodes(aiScene const& source, std::vector<uint32_t> const& numbers, SceneModel& scene,
+                Losses& losses)
 {
     std::vector<std::pair<aiNode const*, TqLAffine3f>> open;
     open.emplace_back(source.mRootNode, ConvertMatrix(source.mRootNode->mTransformation));
@@ -153,8 +141,7 @@ PlaceNodes(aiScene const& source,
     }
 }
 
-std::string
-MakeNote(Losses const& losses)
+std::string MakeNote(Losses const& losses)
 {
     std::string note;
     if (losses.triangles > 0) {
@@ -168,11 +155,8 @@ MakeNote(Losses const& losses)
 }
 
 /// Everything that may throw. False with `reason` set when the file has nothing to show.
-bool
-ImportModel(std::string const& path,
-            SceneModel& scene,
-            std::string& reason,
-            ProgressFn const& progress)
+bool ImportModel(std::string const& path, SceneModel& scene, std::string& reason,
+                 ProgressFn const& progress)
 {
     Assimp::Importer importer;
     importer.SetProgressHandler(new ReadingProgress(progress)); // the importer deletes it
@@ -207,8 +191,7 @@ ImportModel(std::string const& path,
     return true;
 }
 
-CameraKey
-LookAt(double x, double y, double z, TqLPos3f const& target)
+CameraKey LookAt(double x, double y, double z, TqLPos3f const& target)
 {
     double const to[3] = {target[0] - x, target[1] - y, target[2] - z};
     double const length = std::sqrt(to[0] * to[0] + to[1] * to[1] + to[2] * to[2]);
@@ -221,11 +204,8 @@ LookAt(double x, double y, double z, TqLPos3f const& target)
 
 } // namespace
 
-bool
-ReadModelFile(std::string const& path,
-              SceneModel& scene,
-              std::string& reason,
-              ProgressFn const& progress)
+bool ReadModelFile(std::string const& path, SceneModel& scene, std::string& reason,
+                   ProgressFn const& progress)
 {
     scene = SceneModel();
     std::string fault;
@@ -248,8 +228,7 @@ ReadModelFile(std::string const& path,
     return false;
 }
 
-std::vector<CameraKey>
-MakeOrbitPath(TqLBox3f const& box)
+std::vector<CameraKey> MakeOrbitPath(TqLBox3f const& box)
 {
     constexpr int eAROUND = 12;
     constexpr int eTHROUGH = 6;

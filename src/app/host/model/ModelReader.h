@@ -1,12 +1,12 @@
-/// Reads any model file that assimp understands (glTF, OBJ, PLY, STL, COLLADA, ...) into a
-/// SceneModel: one mesh per material group, one placement for each time the file's node tree uses
-/// it, and a suggested flight around and through the whole.
-///
-/// The demo calls this for a model named on its command line. Bad files are answered with a reason,
-/// never with an exception. Cost is that of parsing the file, once.
+// Reads any model file that assimp understands (glTF, OBJ, PLY, STL, COLLADA, ...) into a
+// SceneModel: one mesh per material group, one placement for each time the file's node tree uses
+// it, and a suggested flight around and through the whole.
+//
+// The demo calls this for a model named on its command line. Bad files are answered with a reason,
+// never with an exception. Cost is that of parsing the file, once.
 #pragma once
 
-#include "SceneModel.h"
+#include "host/model/SceneModel.h"
 
 #include <string>
 
@@ -22,9 +22,7 @@ namespace host
 ///                  of no known format, or has no triangles. Untouched on success.
 /// @param progress  told of reading and converting; may be empty.
 /// @return false on failure; `scene` is then empty.
-bool ReadModelFile(std::string const& path,
-                   SceneModel& scene,
-                   std::string& reason,
+bool ReadModelFile(std::string const& path, SceneModel& scene, std::string& reason,
                    ProgressFn const& progress);
 
 /// A walk-through for a model that nothing is known about but its box: once around from outside,

@@ -1,6 +1,6 @@
-#include "ObjGroups.h"
+#include "host/model/ObjGroups.h"
 
-#include "AssimpConvert.h"
+#include "host/model/AssimpConvert.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/config.h>
@@ -14,8 +14,7 @@ namespace
 {
 
 /// A direction or point turned by the catalogue's rotation, which acts on column vectors.
-void
-Rotate(double const rotation[3][3], float* v)
+void Rotate(double const rotation[3][3], float* v)
 {
     double const in[3] = {v[0], v[1], v[2]};
     for (int r = 0; r < 3; ++r) {
@@ -25,8 +24,7 @@ Rotate(double const rotation[3][3], float* v)
 }
 
 /// The box of all meshes together, from their own boxes.
-TqLBox3f
-GetWholeBox(std::vector<Mesh> const& meshes)
+TqLBox3f GetWholeBox(std::vector<Mesh> const& meshes)
 {
     TqLBox3f whole;
     whole.MakeEmpty();
@@ -36,8 +34,7 @@ GetWholeBox(std::vector<Mesh> const& meshes)
     return whole;
 }
 
-void
-RotateMeshes(double const rotation[3][3], std::vector<Mesh>& meshes)
+void RotateMeshes(double const rotation[3][3], std::vector<Mesh>& meshes)
 {
     for (Mesh& mesh : meshes) {
         for (size_t i = 0; i < mesh.positions.size(); i += 3) {
@@ -50,8 +47,7 @@ RotateMeshes(double const rotation[3][3], std::vector<Mesh>& meshes)
 
 /// Moves the base to y = 0 and the middle to the origin in x and z, and scales each axis on its
 /// own, as catalogue sizes do. Normals go by the inverse scale.
-void
-FitMeshes(double const size[3], std::vector<Mesh>& meshes)
+void FitMeshes(double const size[3], std::vector<Mesh>& meshes)
 {
     TqLBox3f const whole = GetWholeBox(meshes);
     double origin[3];
@@ -83,8 +79,7 @@ FitMeshes(double const size[3], std::vector<Mesh>& meshes)
 
 /// One mesh for each group that the importer made: the triangles of one object, or named group, of
 /// the file that share a material.
-void
-CollectGroups(aiScene const& source, ObjModel& model)
+void CollectGroups(aiScene const& source, ObjModel& model)
 {
     constexpr uint32_t eUNUSED = UINT32_MAX;
     std::vector<uint32_t> numbers(source.mNumMaterials, eUNUSED);
@@ -110,12 +105,8 @@ CollectGroups(aiScene const& source, ObjModel& model)
 
 } // namespace
 
-bool
-ReadObjModel(ZipArchive const& archive,
-             std::string const& path,
-             ObjFit const& fit,
-             ObjModel& model,
-             std::string& reason)
+bool ReadObjModel(ZipArchive const& archive, std::string const& path, ObjFit const& fit,
+                  ObjModel& model, std::string& reason)
 {
     model = ObjModel();
     auto* const files = new ZipIOSystem(archive);

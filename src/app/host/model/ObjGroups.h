@@ -1,9 +1,9 @@
-/// One furniture model from a catalogue archive, split into its material groups and brought to its
-/// catalogue size.
+// One furniture model from a catalogue archive, split into its material groups and brought to its
+// catalogue size.
 #pragma once
 
-#include "SceneModel.h"
-#include "ZipIOSystem.h"
+#include "host/model/SceneModel.h"
+#include "host/model/ZipIOSystem.h"
 
 #include <string>
 #include <vector>
@@ -19,8 +19,8 @@ struct ObjFit
     double size[3] = {0, 0, 0}; ///< metres along x, y, z; an entry of 0 keeps the model's own
 };
 
-/// A model's material groups. meshes[i].material is a position in `materials`; the groups of several
-/// objects in one file stay apart, even when they share a material.
+/// A model's material groups. meshes[i].material is a position in `materials`; the groups of
+/// several objects in one file stay apart, even when they share a material.
 struct ObjModel
 {
     std::vector<Material> materials;
@@ -30,10 +30,7 @@ struct ObjModel
 /// Reads `path` from the archive behind `files` (OBJ with its MTL, or whatever else assimp can read
 /// there). The result stands with its base at y = 0, centred in x and z. False with one line in
 /// `reason` when there is nothing usable. May throw std::bad_alloc.
-bool ReadObjModel(ZipArchive const& archive,
-                  std::string const& path,
-                  ObjFit const& fit,
-                  ObjModel& model,
-                  std::string& reason);
+bool ReadObjModel(ZipArchive const& archive, std::string const& path, ObjFit const& fit,
+                  ObjModel& model, std::string& reason);
 
 } // namespace host

@@ -1,4 +1,4 @@
-#include "PieceMaker.h"
+#include "host/model/PieceMaker.h"
 
 #include <iterator>
 
@@ -8,14 +8,14 @@ namespace
 {
 
 Material const s_paints[] = {
-    {"oak", {0.66f, 0.50f, 0.32f}, 1.0f},          {"walnut", {0.36f, 0.24f, 0.16f}, 1.0f},
+    {"oak", {0.66f, 0.50f, 0.32f}, 1.0f},           {"walnut", {0.36f, 0.24f, 0.16f}, 1.0f},
     {"white lacquer", {0.90f, 0.90f, 0.88f}, 1.0f}, {"black lacquer", {0.10f, 0.10f, 0.11f}, 1.0f},
-    {"steel", {0.60f, 0.62f, 0.64f}, 1.0f},        {"brass", {0.72f, 0.58f, 0.28f}, 1.0f},
-    {"ceramic", {0.94f, 0.93f, 0.90f}, 1.0f},      {"glass", {0.70f, 0.82f, 0.86f}, 0.35f},
-    {"leather", {0.42f, 0.26f, 0.18f}, 1.0f},      {"red cloth", {0.62f, 0.20f, 0.18f}, 1.0f},
-    {"blue cloth", {0.22f, 0.34f, 0.54f}, 1.0f},   {"green cloth", {0.30f, 0.46f, 0.32f}, 1.0f},
-    {"linen", {0.86f, 0.82f, 0.72f}, 1.0f},        {"leaf", {0.24f, 0.44f, 0.20f}, 1.0f},
-    {"soil", {0.30f, 0.22f, 0.16f}, 1.0f},         {"light", {1.00f, 0.95f, 0.80f}, 1.0f},
+    {"steel", {0.60f, 0.62f, 0.64f}, 1.0f},         {"brass", {0.72f, 0.58f, 0.28f}, 1.0f},
+    {"ceramic", {0.94f, 0.93f, 0.90f}, 1.0f},       {"glass", {0.70f, 0.82f, 0.86f}, 0.35f},
+    {"leather", {0.42f, 0.26f, 0.18f}, 1.0f},       {"red cloth", {0.62f, 0.20f, 0.18f}, 1.0f},
+    {"blue cloth", {0.22f, 0.34f, 0.54f}, 1.0f},    {"green cloth", {0.30f, 0.46f, 0.32f}, 1.0f},
+    {"linen", {0.86f, 0.82f, 0.72f}, 1.0f},         {"leaf", {0.24f, 0.44f, 0.20f}, 1.0f},
+    {"soil", {0.30f, 0.22f, 0.16f}, 1.0f},          {"light", {1.00f, 0.95f, 0.80f}, 1.0f},
 };
 static_assert(std::size(s_paints) == static_cast<size_t>(Paint::eNUM_PAINTS));
 
@@ -35,8 +35,7 @@ void CentreMeshes(std::vector<Mesh>& meshes, size_t first, TqLBox3f const& whole
 
 } // namespace
 
-PieceMaker::PieceMaker(FurnitureLibrary& library)
-    : m_library(library)
+PieceMaker::PieceMaker(FurnitureLibrary& library) : m_library(library)
 {
     m_library.materials.assign(std::begin(s_paints), std::end(s_paints));
 }

@@ -2,8 +2,8 @@
 // Finish() makes a piece of them and brings it to its place (base at y = 0, centred in x and z).
 #pragma once
 
-#include "FurnitureLibrary.h"
-#include "ShapeMaker.h"
+#include "host/model/FurnitureLibrary.h"
+#include "host/model/ShapeMaker.h"
 
 #include <map>
 #include <string>

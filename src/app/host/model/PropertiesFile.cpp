@@ -1,6 +1,6 @@
-#include "PropertiesFile.h"
+#include "host/model/PropertiesFile.h"
 
-#include "Utf8.h"
+#include "host/model/Utf8.h"
 
 #include <charconv>
 #include <cmath>
@@ -12,21 +12,18 @@ namespace
 
 constexpr uint32_t eREPLACEMENT = 0xFFFD;
 
-bool
-IsBlank(char c)
+bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\f';
 }
 
-bool
-IsLineEnd(char c)
+bool IsLineEnd(char c)
 {
     return c == '\n' || c == '\r';
 }
 
 /// Four hexadecimal digits at `at`, which then stands behind them; false leaves it alone.
-bool
-ReadHex4(std::string_view text, size_t& at, uint32_t& unit)
+bool ReadHex4(std::string_view text, size_t& at, uint32_t& unit)
 {
     if (text.size() - at < 4) {
         return false;
@@ -41,8 +38,7 @@ ReadHex4(std::string_view text, size_t& at, uint32_t& unit)
 }
 
 /// The code point of a \u escape whose backslash and u are already read.
-uint32_t
-ReadUnicodeEscape(std::string_view text, size_t& at)
+uint32_t ReadUnicodeEscape(std::string_view text, size_t& at)
 {
     uint32_t unit = 0;
     if (!ReadHex4(text, at, unit)) {
@@ -61,8 +57,7 @@ ReadUnicodeEscape(std::string_view text, size_t& at)
 }
 
 /// Appends what an escape stands for; `at` is behind the backslash and inside the text.
-void
-ReadEscape(std::string_view text, size_t& at, std::string& out)
+void ReadEscape(std::string_view text, size_t& at, std::string& out)
 {
     char const c = text[at++];
     switch (c) {
@@ -87,8 +82,7 @@ ReadEscape(std::string_view text, size_t& at, std::string& out)
     }
 }
 
-void
-SkipBlanks(std::string_view line, size_t& at)
+void SkipBlanks(std::string_view line, size_t& at)
 {
     while (at < line.size() && IsBlank(line[at])) {
         ++at;
@@ -97,8 +91,7 @@ SkipBlanks(std::string_view line, size_t& at)
 
 /// Takes the next logical line from `text`: comments and empty lines are passed over, continued
 /// lines are joined with the blanks at the start of each next one removed. False at the end.
-bool
-NextLogicalLine(std::string_view text, size_t& at, std::string& line)
+bool NextLogicalLine(std::string_view text, size_t& at, std::string& line)
 {
     line.clear();
     bool continued = false;
@@ -132,8 +125,7 @@ NextLogicalLine(std::string_view text, size_t& at, std::string& line)
     return !line.empty();
 }
 
-void
-ParseLine(std::string_view line, Properties& properties)
+void ParseLine(std::string_view line, Properties& properties)
 {
     std::string key;
     size_t at = 0;
@@ -164,8 +156,7 @@ ParseLine(std::string_view line, Properties& properties)
 
 } // namespace
 
-Properties
-ParseProperties(std::string_view text)
+Properties ParseProperties(std::string_view text)
 {
     std::string const utf8 = ToUtf8(text);
     Properties properties;
@@ -177,15 +168,14 @@ ParseProperties(std::string_view text)
     return properties;
 }
 
-std::string
-GetProperty(Properties const& properties, std::string_view key, std::string_view fallback)
+std::string GetProperty(Properties const& properties, std::string_view key,
+                        std::string_view fallback)
 {
     auto const found = properties.find(key);
     return found == properties.end() ? std::string(fallback) : found->second;
 }
 
-double
-GetNumber(Properties const& properties, std::string_view key, double fallback)
+double GetNumber(Properties const& properties, std::string_view key, double fallback)
 {
     auto const found = properties.find(key);
     double value = fallback;
@@ -195,8 +185,7 @@ GetNumber(Properties const& properties, std::string_view key, double fallback)
     return value;
 }
 
-bool
-ParseNumber(std::string_view text, double& value)
+bool ParseNumber(std::string_view text, double& value)
 {
     while (!text.empty() && (IsBlank(text.front()) || text.front() == '+')) {
         text.remove_prefix(1);

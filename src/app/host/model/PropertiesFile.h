@@ -1,6 +1,6 @@
-/// Reads Java .properties text, the form in which furniture catalogues list their pieces.
-///
-/// FurnitureCatalogue uses it on text taken out of a zip file. One pass, no dependency.
+// Reads Java .properties text, the form in which furniture catalogues list their pieces.
+//
+// FurnitureCatalogue uses it on text taken out of a zip file. One pass, no dependency.
 #pragma once
 
 #include <map>
@@ -20,8 +20,7 @@ using Properties = std::map<std::string, std::string, std::less<>>;
 Properties ParseProperties(std::string_view text);
 
 /// The value of `key`, or `fallback` where there is none.
-std::string GetProperty(Properties const& properties,
-                        std::string_view key,
+std::string GetProperty(Properties const& properties, std::string_view key,
                         std::string_view fallback = {});
 
 /// The value of `key` as a finite number in the C notation whatever the locale, or `fallback` where

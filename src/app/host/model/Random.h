@@ -14,10 +14,7 @@ namespace host
 class Random
 {
 public:
-    explicit Random(uint64_t seed)
-        : m_state(seed)
-    {
-    }
+    explicit Random(uint64_t seed) : m_state(seed) {}
 
     /// Any 64-bit number.
     uint64_t Next()
@@ -46,7 +43,8 @@ public:
     bool Chance(double probability) { return Between(0.0, 1.0) < probability; }
 
     /// Puts the items in random order (Fisher and Yates).
-    template <class T> void Shuffle(std::vector<T>& items)
+    template <class T>
+    void Shuffle(std::vector<T>& items)
     {
         for (size_t i = items.size(); i > 1; --i) {
             std::swap(items[i - 1], items[Below(static_cast<uint32_t>(i))]);

@@ -1,4 +1,4 @@
-#include "RoomLayout.h"
+#include "host/model/RoomLayout.h"
 
 #include <algorithm>
 
@@ -43,8 +43,7 @@ RoomLayout::RoomLayout(Rect const& area, double floor, double height)
     : m_area(area)
     , m_floor(floor)
     , m_height(height)
-{
-}
+{}
 
 void RoomLayout::KeepFree(Rect const& area, double from, double to)
 {
@@ -80,7 +79,8 @@ bool RoomLayout::Add(FurnitureLibrary const& library, uint32_t number, Random& r
     return placed;
 }
 
-// ---- Ways to stand -------------------------------------------------------------------------------
+// ---- Ways to stand
+// -------------------------------------------------------------------------------
 
 bool RoomLayout::AddOnFloor(FurniturePiece const& piece, LaidPiece& laid, Random& random) const
 {
@@ -95,10 +95,8 @@ bool RoomLayout::AddOnFloor(FurniturePiece const& piece, LaidPiece& laid, Random
     return false;
 }
 
-bool RoomLayout::AddOnTop(FurnitureLibrary const& library,
-                          FurniturePiece const& piece,
-                          LaidPiece& laid,
-                          Random& random) const
+bool RoomLayout::AddOnTop(FurnitureLibrary const& library, FurniturePiece const& piece,
+                          LaidPiece& laid, Random& random) const
 {
     for (int i = 0; i < eTRIES && !m_pieces.empty(); ++i) {
         size_t const support = random.Below(static_cast<uint32_t>(m_pieces.size()));
@@ -143,7 +141,8 @@ bool RoomLayout::AddUnderCeiling(FurniturePiece const& piece, LaidPiece& laid, R
     return false;
 }
 
-// ---- Places --------------------------------------------------------------------------------------
+// ---- Places
+// --------------------------------------------------------------------------------------
 
 /// Draws a place with the back to one of the four walls. False when the piece is longer than the
 /// wall.

@@ -6,9 +6,9 @@
 // not stand in a table but a lamp may stand on it.
 #pragma once
 
-#include "FurnitureLibrary.h"
-#include "Random.h"
-#include "TowerPlan.h"
+#include "host/model/FurnitureLibrary.h"
+#include "host/model/Random.h"
+#include "host/model/TowerPlan.h"
 
 #include <vector>
 
@@ -28,9 +28,9 @@ struct LaidPiece
 /// How a piece is put into a room.
 enum class Standing
 {
-    eFLOOR, ///< on the floor
-    eSMALL, ///< on top of another piece where there is room, else on the floor
-    eWALL,  ///< hung on a wall at its elevation
+    eFLOOR,  ///< on the floor
+    eSMALL,  ///< on top of another piece where there is room, else on the floor
+    eWALL,   ///< hung on a wall at its elevation
     eCEILING ///< under the ceiling
 };
 
@@ -67,9 +67,7 @@ private:
     };
 
     bool AddOnFloor(FurniturePiece const& piece, LaidPiece& laid, Random& random) const;
-    bool AddOnTop(FurnitureLibrary const& library,
-                  FurniturePiece const& piece,
-                  LaidPiece& laid,
+    bool AddOnTop(FurnitureLibrary const& library, FurniturePiece const& piece, LaidPiece& laid,
                   Random& random) const;
     bool AddOnWall(FurniturePiece const& piece, LaidPiece& laid, Random& random) const;
     bool AddUnderCeiling(FurniturePiece const& piece, LaidPiece& laid, Random& random) const;

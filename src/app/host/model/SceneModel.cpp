@@ -1,4 +1,4 @@
-#include "SceneModel.h"
+#include "host/model/SceneModel.h"
 
 namespace host
 {

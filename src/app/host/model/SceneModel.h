@@ -1,11 +1,11 @@
-/// What a host draws, as plain data: meshes that are stored once, placements that put them into
-/// the world, and what a report needs to say where they came from.
-///
-/// ReadModelFile() and MakeTower() fill a SceneModel, the drawing side uploads each mesh once and
-/// makes one shape per placement. Everything is owned by the SceneModel and held by value; indices
-/// between the arrays are positions in the arrays. All lengths are metres and y points up, in mesh
-/// coordinates as in the world. Nothing here draws and nothing here knows the library's node
-/// classes.
+// What a host draws, as plain data: meshes that are stored once, placements that put them into
+// the world, and what a report needs to say where they came from.
+//
+// ReadModelFile() and MakeTower() fill a SceneModel, the drawing side uploads each mesh once and
+// makes one shape per placement. Everything is owned by the SceneModel and held by value; indices
+// between the arrays are positions in the arrays. All lengths are metres and y points up, in mesh
+// coordinates as in the world. Nothing here draws and nothing here knows the library's node
+// classes.
 #pragma once
 
 #include "geometry/TqLBox.h"

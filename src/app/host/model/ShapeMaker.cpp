@@ -1,4 +1,4 @@
-#include "ShapeMaker.h"
+#include "host/model/ShapeMaker.h"
 
 #include <cmath>
 
@@ -32,7 +32,8 @@ void AddTriangle(MeshBuilder& builder, Corner const& a, Corner const& b, Corner 
 
 /// Corners counter-clockwise seen from outside. Triangles that shrink to a line are left out by
 /// the builder, so that poles need no care.
-void AddQuad(MeshBuilder& builder, Corner const& a, Corner const& b, Corner const& c, Corner const& d)
+void AddQuad(MeshBuilder& builder, Corner const& a, Corner const& b, Corner const& c,
+             Corner const& d)
 {
     AddTriangle(builder, a, b, c);
     AddTriangle(builder, a, c, d);
@@ -96,12 +97,8 @@ void AddBox(MeshBuilder& builder, Triple const& min, Triple const& max)
     }
 }
 
-void AddCylinder(MeshBuilder& builder,
-                 Triple const& base,
-                 double bottomRadius,
-                 double topRadius,
-                 double height,
-                 int segments)
+void AddCylinder(MeshBuilder& builder, Triple const& base, double bottomRadius, double topRadius,
+                 double height, int segments)
 {
     double const slope = (bottomRadius - topRadius) / height;
     auto const cornerAt = [&](int segment, bool top) {
@@ -126,10 +123,7 @@ void AddCylinder(MeshBuilder& builder,
     }
 }
 
-void AddEllipsoid(MeshBuilder& builder,
-                  Triple const& center,
-                  Triple const& radii,
-                  int rings,
+void AddEllipsoid(MeshBuilder& builder, Triple const& center, Triple const& radii, int rings,
                   int segments)
 {
     AddGlobe(builder, rings, segments, [&](double up, double out, double sine, double cosine) {
@@ -165,12 +159,8 @@ void AddCushion(MeshBuilder& builder, Triple const& min, Triple const& max, int 
     });
 }
 
-void AddTorus(MeshBuilder& builder,
-              Triple const& center,
-              double ringRadius,
-              double tubeRadius,
-              int around,
-              int across)
+void AddTorus(MeshBuilder& builder, Triple const& center, double ringRadius, double tubeRadius,
+              int around, int across)
 {
     auto const cornerAt = [&](int i, int j) {
         double const longitude = GetAngle(i, around);

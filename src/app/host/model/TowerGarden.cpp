@@ -1,6 +1,6 @@
-#include "TowerGarden.h"
+#include "host/model/TowerGarden.h"
 
-#include "TowerPath.h"
+#include "host/model/TowerPath.h"
 
 #include <algorithm>
 
@@ -11,9 +11,9 @@ namespace
 
 using Plan = TowerPlan;
 
-constexpr double eHALF_ROW = 60.0;     ///< rows reach this far to both sides
-constexpr double eLAWN = 10.0;         ///< between the house and the first row
-constexpr double eSPACING = 1.5;       ///< between neighbours, and between rows
+constexpr double eHALF_ROW = 60.0; ///< rows reach this far to both sides
+constexpr double eLAWN = 10.0;     ///< between the house and the first row
+constexpr double eSPACING = 1.5;   ///< between neighbours, and between rows
 constexpr double eLANE_HALF = 4.0;
 constexpr double eGROUND_LEVEL = -0.05;
 constexpr double eMARGIN = 20.0;

@@ -2,8 +2,8 @@
 // rows to the south and north.
 #pragma once
 
-#include "FurnitureLibrary.h"
-#include "RoomLayout.h"
+#include "host/model/FurnitureLibrary.h"
+#include "host/model/RoomLayout.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
-#include "TowerPath.h"
+#include "host/model/TowerPath.h"
 
-#include "TowerPlan.h"
+#include "host/model/TowerPlan.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@ namespace
 
 using Plan = TowerPlan;
 
-constexpr int eENTRY_STOREY = 2;   ///< where the tower is high enough
+constexpr int eENTRY_STOREY = 2; ///< where the tower is high enough
 constexpr double eABOVE_TREES = 14.0;
 constexpr double eTURN = 6.283185307179586;
 

@@ -2,7 +2,7 @@
 // along corridors and through rooms, up the stairs and out again.
 #pragma once
 
-#include "SceneModel.h"
+#include "host/model/SceneModel.h"
 
 #include <vector>
 

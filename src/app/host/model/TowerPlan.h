@@ -72,7 +72,8 @@ struct TowerPlan
     static constexpr double s_windowWidth = 1.6;
     static constexpr double s_windowSill = 0.9;
     static constexpr double s_windowHead = 2.4;
-    static constexpr double s_balconyRail = 1.0; ///< height of the rail before an open middle window
+    static constexpr double s_balconyRail =
+        1.0; ///< height of the rail before an open middle window
 
     static constexpr double s_stairsLength = 4.8; ///< of the flight and the walkway beside it
     static constexpr double s_landingLength = 1.2;

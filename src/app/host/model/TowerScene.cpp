@@ -1,11 +1,11 @@
-#include "TowerScene.h"
+#include "host/model/TowerScene.h"
 
-#include "FurnitureDeck.h"
-#include "RoomLayout.h"
-#include "TowerGarden.h"
-#include "TowerPath.h"
-#include "TowerShell.h"
-#include "Transforms.h"
+#include "host/model/FurnitureDeck.h"
+#include "host/model/RoomLayout.h"
+#include "host/model/TowerGarden.h"
+#include "host/model/TowerPath.h"
+#include "host/model/TowerShell.h"
+#include "host/model/Transforms.h"
 
 #include <algorithm>
 #include <utility>
@@ -20,7 +20,7 @@ using Plan = TowerPlan;
 constexpr int eMOST_STOREYS = 400;
 constexpr uint32_t eLEAST_PIECES = 30; ///< in a room
 constexpr uint32_t eMOST_PIECES = 60;
-constexpr int eDRAWS_A_PIECE = 12; ///< before a room counts as full
+constexpr int eDRAWS_A_PIECE = 12;    ///< before a room counts as full
 constexpr double eWINDOW_ZONE = 0.15; ///< kept free before windows
 constexpr double eDOOR_SWING = 1.1;
 constexpr double eLOADING_SHARE = 0.9; ///< of the progress; assembling has the rest
@@ -50,8 +50,7 @@ private:
 };
 
 /// The library's meshes and materials become the scene's; its pieces keep pointing to them.
-TowerAssembler::TowerAssembler(FurnitureLibrary&& library,
-                               TowerOptions const& options,
+TowerAssembler::TowerAssembler(FurnitureLibrary&& library, TowerOptions const& options,
                                SceneModel& scene)
     : m_library(std::move(library))
     , m_options(options)
@@ -82,24 +81,23 @@ void TowerAssembler::Assemble(ProgressFn const& progress)
             for (int room = 0; room < Plan::s_roomsPerSide; ++room) {
                 FurnishRoom(storeys, room, side, random);
                 if (room + 1 < Plan::s_roomsPerSide) {
-                    openings.push_back(
-                        PlaceInOpening(Plan::GetFloor(storeys), room, side, random));
+                    openings.push_back(PlaceInOpening(Plan::GetFloor(storeys), room, side, random));
                 }
             }
         }
         shell.AddStorey(storeys, openings);
         ++storeys;
         if (progress) {
-            double const share = wanted > 0
-                                     ? double(storeys) / wanted
-                                     : double(m_numTriangles) / double(m_options.minTriangles + 1);
+            double const share =
+                wanted > 0 ? double(storeys) / wanted
+                           : double(m_numTriangles) / (double(m_options.minTriangles) + 1.0);
             progress(std::min(share, 1.0), "assembling the tower");
         }
     } while (wanted > 0 ? storeys < wanted : !IsEnough(storeys));
     shell.AddRoof(storeys);
     m_scene.path = MakeTowerPath(storeys);
-    m_scene.title = "Furnished tower, " + std::to_string(storeys) +
-                    (storeys == 1 ? " storey" : " storeys");
+    m_scene.title =
+        "Furnished tower, " + std::to_string(storeys) + (storeys == 1 ? " storey" : " storeys");
     DropUnusedMeshes();
 }
 
@@ -109,7 +107,8 @@ bool TowerAssembler::IsEnough(int storeys) const
                                         m_numTriangles >= m_options.minTriangles);
 }
 
-// ---- Rooms ---------------------------------------------------------------------------------------
+// ---- Rooms
+// ---------------------------------------------------------------------------------------
 
 void TowerAssembler::FurnishRoom(int storey, int room, TowerSide side, Random& random)
 {
@@ -152,8 +151,7 @@ void TowerAssembler::FurnishRoom(int storey, int room, TowerSide side, Random& r
 
 /// Sets a door or window into the wall behind a room, turned by chance to either side, and returns
 /// the hole that it needs; an empty one where there is nothing to set in.
-InnerOpening
-TowerAssembler::PlaceInOpening(double floor, int room, TowerSide side, Random& random)
+InnerOpening TowerAssembler::PlaceInOpening(double floor, int room, TowerSide side, Random& random)
 {
     constexpr double eFROM_CORNER = 0.5;
     InnerOpening opening;
@@ -186,7 +184,8 @@ void TowerAssembler::PlacePiece(LaidPiece const& laid)
     }
 }
 
-// ---- Clearing up ---------------------------------------------------------------------------------
+// ---- Clearing up
+// ---------------------------------------------------------------------------------
 
 /// A small tower does not use every piece; what nothing points to would only be uploaded for
 /// nothing.
@@ -213,8 +212,7 @@ void TowerAssembler::DropUnusedMeshes()
 
 } // namespace
 
-SceneModel AssembleTower(FurnitureLibrary&& library,
-                         TowerOptions const& options,
+SceneModel AssembleTower(FurnitureLibrary&& library, TowerOptions const& options,
                          ProgressFn const& progress)
 {
     SceneModel scene;

@@ -1,14 +1,14 @@
-/// The furnished tower: storeys of rooms on both sides of a corridor, with walls, slabs, doors,
-/// windows and a stair well, and 30 to 60 pieces of furniture in every room.
-///
-/// MakeTower() is what an application calls. It loads furniture (cache, catalogues or generator)
-/// and hands it to AssembleTower(), which is pure: the same library and options give the same scene
-/// on every machine. Meshes are shared by all placements of a piece. Assembling takes well under a
-/// second per 100,000 placements.
+// The furnished tower: storeys of rooms on both sides of a corridor, with walls, slabs, doors,
+// windows and a stair well, and 30 to 60 pieces of furniture in every room.
+//
+// MakeTower() is what an application calls. It loads furniture (cache, catalogues or generator)
+// and hands it to AssembleTower(), which is pure: the same library and options give the same scene
+// on every machine. Meshes are shared by all placements of a piece. Assembling takes well under a
+// second per 100,000 placements.
 #pragma once
 
-#include "FurnitureStore.h"
-#include "SceneModel.h"
+#include "host/model/FurnitureStore.h"
+#include "host/model/SceneModel.h"
 
 #include <cstdint>
 
@@ -30,8 +30,7 @@ struct TowerOptions
 SceneModel MakeTower(TowerOptions const& options, ProgressFn const& progress);
 
 /// Builds the tower from a given library, which is used up. Deterministic in library and options.
-SceneModel AssembleTower(FurnitureLibrary&& library,
-                         TowerOptions const& options,
+SceneModel AssembleTower(FurnitureLibrary&& library, TowerOptions const& options,
                          ProgressFn const& progress);
 
 } // namespace host

@@ -1,6 +1,6 @@
-#include "TowerShell.h"
+#include "host/model/TowerShell.h"
 
-#include "Transforms.h"
+#include "host/model/Transforms.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ namespace
 
 using Plan = TowerPlan;
 
-constexpr double eFRAME = 0.06;        ///< of windows and doors, across the opening
+constexpr double eFRAME = 0.06; ///< of windows and doors, across the opening
 constexpr double eLEAF_THICKNESS = 0.04;
 constexpr double ePARAPET = 0.9;
 constexpr double eGROUND_LEVEL = -0.05;
@@ -73,16 +73,16 @@ void AddRail(MeshBuilder& builder, double length, double height)
 
 } // namespace
 
-// ---- Meshes --------------------------------------------------------------------------------------
+// ---- Meshes
+// --------------------------------------------------------------------------------------
 
-TowerShell::TowerShell(SceneModel& scene)
-    : m_scene(scene)
+TowerShell::TowerShell(SceneModel& scene) : m_scene(scene)
 {
     MakeMeshes();
 }
 
-uint32_t
-TowerShell::AddMaterial(char const* name, float red, float green, float blue, float opacity)
+uint32_t TowerShell::AddMaterial(char const* name, float red, float green, float blue,
+                                 float opacity)
 {
     m_scene.materials.push_back({name, {red, green, blue}, opacity});
     return static_cast<uint32_t>(m_scene.materials.size() - 1);
@@ -105,6 +105,7 @@ void TowerShell::MakeMeshes()
         char const* name;
         float color[3];
     };
+
     constexpr Paint s_paints[eNUM_STUFFS] = {
         {"plaster", {0.86f, 0.83f, 0.77f}},  {"facade", {0.70f, 0.64f, 0.58f}},
         {"concrete", {0.66f, 0.66f, 0.65f}}, {"parquet", {0.56f, 0.41f, 0.27f}},
@@ -150,14 +151,15 @@ void TowerShell::MakeMeshes()
     m_stairsRail = AddMesh("stairs rail", steel, builder);
 }
 
-// ---- Pieces --------------------------------------------------------------------------------------
+// ---- Pieces
+// --------------------------------------------------------------------------------------
 
 void TowerShell::AddBlock(Stuff stuff, Triple const& min, Triple const& max)
 {
-    m_scene.AddPlacement(m_cubes[stuff],
-                         MakeScaled(max[0] - min[0], max[1] - min[1], max[2] - min[2], min[0],
-                                    min[1], min[2]),
-                         true);
+    m_scene.AddPlacement(
+        m_cubes[stuff],
+        MakeScaled(max[0] - min[0], max[1] - min[1], max[2] - min[2], min[0], min[1], min[2]),
+        true);
 }
 
 /// Like AddBlock(), for things too thin or small to hide much.
@@ -168,10 +170,7 @@ void TowerShell::AddThin(Stuff stuff, Triple const& min, Triple const& max)
 }
 
 /// A wall along x. `extent` runs along it and upwards from the floor.
-void TowerShell::AddWallX(Stuff stuff,
-                          double floor,
-                          WallOpening const& extent,
-                          Thickness const& z,
+void TowerShell::AddWallX(Stuff stuff, double floor, WallOpening const& extent, Thickness const& z,
                           std::vector<WallOpening> const& openings)
 {
     for (WallOpening const& piece : CutWall(extent, openings)) {
@@ -181,10 +180,7 @@ void TowerShell::AddWallX(Stuff stuff,
 }
 
 /// A wall along z.
-void TowerShell::AddWallZ(Stuff stuff,
-                          double floor,
-                          WallOpening const& extent,
-                          Thickness const& x,
+void TowerShell::AddWallZ(Stuff stuff, double floor, WallOpening const& extent, Thickness const& x,
                           std::vector<WallOpening> const& openings)
 {
     for (WallOpening const& piece : CutWall(extent, openings)) {
@@ -193,7 +189,8 @@ void TowerShell::AddWallZ(Stuff stuff,
     }
 }
 
-// ---- Storeys -------------------------------------------------------------------------------------
+// ---- Storeys
+// -------------------------------------------------------------------------------------
 
 void TowerShell::AddStorey(int storey, std::vector<InnerOpening> const& openings)
 {
@@ -239,23 +236,23 @@ void TowerShell::AddRoom(int storey, int room, TowerSide side)
 
     AddThin((room + storey) % 3 == 0 ? eTILE : ePARQUET, {area.minX, floor, area.minZ},
             {area.maxX, floor + Plan::s_floorFinish, area.maxZ});
-    AddThin(eLAMP,
-            {middle - eLAMP_SIZE / 2, floor + Plan::s_clearHeight - eLAMP_THICKNESS,
-             area.GetCenterZ() - eLAMP_SIZE / 2},
-            {middle + eLAMP_SIZE / 2, floor + Plan::s_clearHeight,
-             area.GetCenterZ() + eLAMP_SIZE / 2});
+    AddThin(
+        eLAMP,
+        {middle - eLAMP_SIZE / 2, floor + Plan::s_clearHeight - eLAMP_THICKNESS,
+         area.GetCenterZ() - eLAMP_SIZE / 2},
+        {middle + eLAMP_SIZE / 2, floor + Plan::s_clearHeight, area.GetCenterZ() + eLAMP_SIZE / 2});
 
     // The corridor's wall with the door in its middle; the leaf stands open into the room.
     double const sign = side;
     double const face = sign * Plan::s_corridorHalf;
     double const far = sign * (Plan::s_corridorHalf + Plan::s_innerWall);
     Thickness const wall = {std::min(face, far), std::max(face, far)};
-    AddWallX(ePLASTER, floor,
-             {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0,
-              Plan::s_clearHeight},
-             wall, {{middle - doorHalf, middle + doorHalf, 0.0, Plan::s_doorHeight}});
-    m_scene.AddPlacement(m_doorFrame,
-                         MakeTranslation(middle, floor, (wall.from + wall.to) / 2), false);
+    AddWallX(
+        ePLASTER, floor,
+        {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0, Plan::s_clearHeight},
+        wall, {{middle - doorHalf, middle + doorHalf, 0.0, Plan::s_doorHeight}});
+    m_scene.AddPlacement(m_doorFrame, MakeTranslation(middle, floor, (wall.from + wall.to) / 2),
+                         false);
     double const leafX = middle - doorHalf - eLEAF_THICKNESS;
     double const tip = far + sign * (Plan::s_doorWidth - 2 * eFRAME);
     AddBlock(eLEAF, {leafX, floor + Plan::s_floorFinish, std::min(far, tip)},
@@ -292,15 +289,14 @@ void TowerShell::AddWindows(double floor, int room, TowerSide side)
         }
     }
     double const middle = Plan::GetRoomCenterX(room);
-    AddWallX(eFACADE, floor,
-             {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0,
-              Plan::s_clearHeight},
-             {std::min(face, far), std::max(face, far)}, openings);
+    AddWallX(
+        eFACADE, floor,
+        {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0, Plan::s_clearHeight},
+        {std::min(face, far), std::max(face, far)}, openings);
 }
 
 /// The walls between neighbouring rooms of one side.
-void TowerShell::AddInnerWalls(double floor,
-                               TowerSide side,
+void TowerShell::AddInnerWalls(double floor, TowerSide side,
                                std::vector<InnerOpening> const& openings)
 {
     for (int room = 0; room + 1 < Plan::s_roomsPerSide; ++room) {
@@ -349,14 +345,14 @@ void TowerShell::AddStairWell(int storey)
                Plan::s_slabThickness + Plan::s_windowHead}});
     m_scene.AddPlacement(m_stairs, MakeTranslation(Plan::s_halfLength, floor, -half), false);
     if (storey > 0) {
-        m_scene.AddPlacement(m_stairsRail,
-                             MakeTranslation(Plan::s_halfLength + Plan::s_stairsLength / 2, floor,
-                                             0.02),
-                             false);
+        m_scene.AddPlacement(
+            m_stairsRail,
+            MakeTranslation(Plan::s_halfLength + Plan::s_stairsLength / 2, floor, 0.02), false);
     }
 }
 
-// ---- Roof and ground -----------------------------------------------------------------------------
+// ---- Roof and ground
+// -----------------------------------------------------------------------------
 
 void TowerShell::AddRoof(int storeys)
 {
@@ -368,8 +364,7 @@ void TowerShell::AddRoof(int storeys)
     AddBlock(eFACADE, {-x, top, -z}, {x, top + ePARAPET, -z + thick});
     AddBlock(eFACADE, {-x, top, z - thick}, {x, top + ePARAPET, z});
     AddBlock(eFACADE, {-x, top, -z + thick}, {-x + thick, top + ePARAPET, z - thick});
-    AddBlock(eFACADE, {x - thick, top, -z + thick},
-             {x, top + ePARAPET, -Plan::s_corridorHalf});
+    AddBlock(eFACADE, {x - thick, top, -z + thick}, {x, top + ePARAPET, -Plan::s_corridorHalf});
     AddBlock(eFACADE, {x - thick, top, Plan::s_corridorHalf}, {x, top + ePARAPET, z - thick});
 }
 

@@ -6,9 +6,9 @@
 // outlive the shell.
 #pragma once
 
-#include "SceneModel.h"
-#include "ShapeMaker.h"
-#include "TowerPlan.h"
+#include "host/model/SceneModel.h"
+#include "host/model/ShapeMaker.h"
+#include "host/model/TowerPlan.h"
 
 #include <vector>
 
@@ -77,15 +77,9 @@ private:
 
     void AddBlock(Stuff stuff, Triple const& min, Triple const& max);
     void AddThin(Stuff stuff, Triple const& min, Triple const& max);
-    void AddWallX(Stuff stuff,
-                  double floor,
-                  WallOpening const& extent,
-                  Thickness const& z,
+    void AddWallX(Stuff stuff, double floor, WallOpening const& extent, Thickness const& z,
                   std::vector<WallOpening> const& openings);
-    void AddWallZ(Stuff stuff,
-                  double floor,
-                  WallOpening const& extent,
-                  Thickness const& x,
+    void AddWallZ(Stuff stuff, double floor, WallOpening const& extent, Thickness const& x,
                   std::vector<WallOpening> const& openings);
     void AddSlabs(double top, bool withStairsHole);
     void AddRoom(int storey, int room, TowerSide side);

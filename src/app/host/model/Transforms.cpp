@@ -1,4 +1,4 @@
-#include "Transforms.h"
+#include "host/model/Transforms.h"
 
 #include <cmath>
 

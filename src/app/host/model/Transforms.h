@@ -1,5 +1,5 @@
-/// The few ways in which scenes make affine transforms, in the row-vector convention of the
-/// geometry library: a point is a row and stands to the left of the transform.
+// The few ways in which scenes make affine transforms, in the row-vector convention of the
+// geometry library: a point is a row and stands to the left of the transform.
 #pragma once
 
 #include "geometry/TqLBox.h"

@@ -1,4 +1,4 @@
-#include "Utf8.h"
+#include "host/model/Utf8.h"
 
 namespace host
 {
@@ -6,8 +6,7 @@ namespace
 {
 
 /// Length of the sequence that `lead` opens, or 0 where it opens none.
-size_t
-GetSequenceLength(unsigned char lead)
+size_t GetSequenceLength(unsigned char lead)
 {
     if (lead < 0x80) {
         return 1;
@@ -22,8 +21,7 @@ GetSequenceLength(unsigned char lead)
 }
 
 /// The second byte rules out overlong forms, surrogates and values above U+10FFFF.
-bool
-IsSecondByteAllowed(unsigned char lead, unsigned char second)
+bool IsSecondByteAllowed(unsigned char lead, unsigned char second)
 {
     switch (lead) {
     case 0xE0:
@@ -41,8 +39,7 @@ IsSecondByteAllowed(unsigned char lead, unsigned char second)
 
 } // namespace
 
-void
-AppendUtf8(std::string& out, uint32_t codePoint)
+void AppendUtf8(std::string& out, uint32_t codePoint)
 {
     if (codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint < 0xE000)) {
         codePoint = 0xFFFD;
@@ -65,8 +62,7 @@ AppendUtf8(std::string& out, uint32_t codePoint)
     }
 }
 
-bool
-IsUtf8(std::string_view text)
+bool IsUtf8(std::string_view text)
 {
     size_t at = 0;
     while (at < text.size()) {
@@ -86,8 +82,7 @@ IsUtf8(std::string_view text)
     return true;
 }
 
-std::string
-ToUtf8(std::string_view text)
+std::string ToUtf8(std::string_view text)
 {
     if (IsUtf8(text)) {
         if (text.substr(0, 3) == "\xEF\xBB\xBF") {

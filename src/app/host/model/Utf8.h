@@ -1,5 +1,5 @@
-/// UTF-8 helpers for text that comes out of other people's files: names and licence texts end up in
-/// a report, which must be valid UTF-8 whatever was read.
+// UTF-8 helpers for text that comes out of other people's files: names and licence texts end up in
+// a report, which must be valid UTF-8 whatever was read.
 #pragma once
 
 #include <cstdint>

@@ -1,12 +1,11 @@
-#include "ZipArchive.h"
+#include "host/model/ZipArchive.h"
 
 #include <zip.h>
 
 namespace host
 {
 
-std::unique_ptr<ZipArchive>
-ZipArchive::Open(std::string const& path, std::string& reason)
+std::unique_ptr<ZipArchive> ZipArchive::Open(std::string const& path, std::string& reason)
 {
     int code = 0;
     zip_t* archive = zip_open(path.c_str(), ZIP_RDONLY, &code);
@@ -20,18 +19,14 @@ ZipArchive::Open(std::string const& path, std::string& reason)
     return std::unique_ptr<ZipArchive>(new ZipArchive(archive));
 }
 
-ZipArchive::ZipArchive(zip* archive)
-    : m_archive(archive)
-{
-}
+ZipArchive::ZipArchive(zip* archive) : m_archive(archive) {}
 
 ZipArchive::~ZipArchive()
 {
     zip_discard(m_archive);
 }
 
-std::vector<std::string>
-ZipArchive::GetNames() const
+std::vector<std::string> ZipArchive::GetNames() const
 {
     std::vector<std::string> names;
     zip_int64_t const count = zip_get_num_entries(m_archive, 0);
@@ -44,24 +39,21 @@ ZipArchive::GetNames() const
     return names;
 }
 
-bool
-ZipArchive::Contains(std::string const& name) const
+bool ZipArchive::Contains(std::string const& name) const
 {
     return zip_name_locate(m_archive, name.c_str(), 0) >= 0;
 }
 
-uint64_t
-ZipArchive::GetSize(std::string const& name) const
+uint64_t ZipArchive::GetSize(std::string const& name) const
 {
     zip_stat_t status;
     zip_stat_init(&status);
-    bool const known = zip_stat(m_archive, name.c_str(), 0, &status) == 0 &&
-                       (status.valid & ZIP_STAT_SIZE) != 0;
+    bool const known =
+        zip_stat(m_archive, name.c_str(), 0, &status) == 0 && (status.valid & ZIP_STAT_SIZE) != 0;
     return known ? status.size : 0;
 }
 
-bool
-ZipArchive::Read(std::string const& name, std::string& content) const
+bool ZipArchive::Read(std::string const& name, std::string& content) const
 {
     content.clear();
     uint64_t const size = GetSize(name);

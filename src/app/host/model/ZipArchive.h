@@ -1,7 +1,7 @@
-/// Reads zip files (a .sh3f catalogue is one) whole entries at a time, through libzip.
-///
-/// One archive belongs to one thread at a time; threads that read the same file open it each for
-/// themselves. Nothing here throws but std::bad_alloc.
+// Reads zip files (a .sh3f catalogue is one) whole entries at a time, through libzip.
+//
+// One archive belongs to one thread at a time; threads that read the same file open it each for
+// themselves. Nothing here throws but std::bad_alloc.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "ZipIOSystem.h"
+#include "host/model/ZipIOSystem.h"
 
 #include <assimp/IOStream.hpp>
 
@@ -15,10 +15,7 @@ namespace
 class MemoryStream : public Assimp::IOStream
 {
 public:
-    explicit MemoryStream(std::string&& content)
-        : m_content(std::move(content))
-    {
-    }
+    explicit MemoryStream(std::string&& content) : m_content(std::move(content)) {}
 
     size_t Read(void* buffer, size_t size, size_t count) override
     {
@@ -51,7 +48,9 @@ public:
     }
 
     size_t Tell() const override { return m_at; }
+
     size_t FileSize() const override { return m_content.size(); }
+
     void Flush() override {}
 
 private:
@@ -60,8 +59,7 @@ private:
 };
 
 /// Slashes one way round, no leading slash, "." and ".." worked out.
-std::string
-Normalise(std::string const& name)
+std::string Normalise(std::string const& name)
 {
     std::vector<std::string> parts;
     std::string part;
@@ -89,8 +87,7 @@ Normalise(std::string const& name)
     return path;
 }
 
-std::string
-ToLower(std::string text)
+std::string ToLower(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -100,16 +97,14 @@ ToLower(std::string text)
 
 } // namespace
 
-ZipIOSystem::ZipIOSystem(ZipArchive const& archive)
-    : m_archive(archive)
+ZipIOSystem::ZipIOSystem(ZipArchive const& archive) : m_archive(archive)
 {
     for (std::string const& name : archive.GetNames()) {
         m_byLowerName.emplace(ToLower(Normalise(name)), name);
     }
 }
 
-std::string
-ZipIOSystem::Resolve(std::string const& name) const
+std::string ZipIOSystem::Resolve(std::string const& name) const
 {
     std::string const path = Normalise(name);
     if (m_archive.Contains(path)) {
@@ -119,14 +114,12 @@ ZipIOSystem::Resolve(std::string const& name) const
     return found == m_byLowerName.end() ? std::string() : found->second;
 }
 
-bool
-ZipIOSystem::Exists(char const* name) const
+bool ZipIOSystem::Exists(char const* name) const
 {
     return !Resolve(name).empty();
 }
 
-Assimp::IOStream*
-ZipIOSystem::Open(char const* name, char const* mode)
+Assimp::IOStream* ZipIOSystem::Open(char const* name, char const* mode)
 {
     std::string const path = Resolve(name);
     std::string content;
@@ -137,8 +130,7 @@ ZipIOSystem::Open(char const* name, char const* mode)
     return new MemoryStream(std::move(content));
 }
 
-void
-ZipIOSystem::Close(Assimp::IOStream* stream)
+void ZipIOSystem::Close(Assimp::IOStream* stream)
 {
     delete stream;
 }

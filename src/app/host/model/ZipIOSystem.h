@@ -1,12 +1,12 @@
-/// Lets assimp read models and the material files they name straight out of a zip archive.
-///
-/// FurnitureCatalogue hands one to each importer. Entries are unpacked to memory whole. The archive
-/// must outlive it. Names are resolved as assimp makes them up: with "./", "..", backslashes and a
-/// leading slash; a name that does not fit exactly is looked for without regard to case, since
-/// catalogues are made on systems that do not tell the two apart.
+// Lets assimp read models and the material files they name straight out of a zip archive.
+//
+// FurnitureCatalogue hands one to each importer. Entries are unpacked to memory whole. The archive
+// must outlive it. Names are resolved as assimp makes them up: with "./", "..", backslashes and a
+// leading slash; a name that does not fit exactly is looked for without regard to case, since
+// catalogues are made on systems that do not tell the two apart.
 #pragma once
 
-#include "ZipArchive.h"
+#include "host/model/ZipArchive.h"
 
 #include <assimp/IOSystem.hpp>
 
@@ -26,7 +26,9 @@ public:
     std::string Resolve(std::string const& name) const;
 
     bool Exists(char const* name) const override;
+
     char getOsSeparator() const override { return '/'; }
+
     Assimp::IOStream* Open(char const* name, char const* mode) override;
     void Close(Assimp::IOStream* stream) override;
 
