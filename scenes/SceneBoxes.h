@@ -47,7 +47,7 @@ char const* GetDegenerateName(DegenerateKind kind);
 /// A process plant: units of 2,500 boxes (plates, steel, rails, vessels, long pipes whose flanges
 /// are ringed by bolts, racks of long pipes that run on into the neighbouring units), set out in
 /// growing square rings, so that unit i stands at the same place in a plant of any size. Box sizes
-/// span four orders of magnitude. The last unit is thinned out evenly to meet the count.
+/// span nearly three orders of magnitude. The last unit is thinned out evenly to meet the count.
 std::vector<SceneBox> MakePlant(std::size_t count, std::uint64_t seed);
 
 /// Blocks of up to 20 storeys: slabs, outer and inner walls with door and window pieces, furniture

@@ -20,11 +20,10 @@ namespace
 {
 
 // The one guard of the test program; null outside of its tests and while taken down.
-using AllComponents =
-    ComponentGuard<TqOcContext, TqOcTraversable, TqOcShape, TqOcStaticGroup, TqOcVisitor,
-                   TqOcTraversal, TqOcTravFrustum, TqOcTravTransform, TqOcTravCull,
-                   TqOcRenderTraversal, TqOcRenderTravCull, TqOcPrioritizedTraversal,
-                   TqOcHierarchyBuilder>;
+using AllComponents = ComponentGuard<TqOcContext, TqOcTraversable, TqOcShape, TqOcStaticGroup,
+                                     TqOcVisitor, TqOcTraversal, TqOcTravFrustum, TqOcTravTransform,
+                                     TqOcTravCull, TqOcRenderTraversal, TqOcRenderTravCull,
+                                     TqOcPrioritizedTraversal, TqOcHierarchyBuilder>;
 
 AllComponents* s_components = nullptr;
 
@@ -45,6 +44,7 @@ class ComponentEnvironment : public ::testing::Environment
 {
 public:
     void SetUp() override { Start(); }
+
     void TearDown() override { Stop(); }
 };
 

@@ -12,6 +12,7 @@ class ComponentGuard
 {
 public:
     ComponentGuard() { (Component::Initialise(), ...); }
+
     ~ComponentGuard() { (Component::Terminate(), ...); }
 
     ComponentGuard(ComponentGuard const&) = delete;

@@ -10,8 +10,7 @@
 class FakeClock
 {
 public:
-    explicit FakeClock(double startSeconds = 1000.0)
-        : m_now(startSeconds)
+    explicit FakeClock(double startSeconds = 1000.0) : m_now(startSeconds)
     {
         TqUTime::SetClock(&FakeClock::Read, this);
     }

@@ -20,8 +20,7 @@ public:
         std::string text;
     };
 
-    PostedErrors()
-        : m_outer(s_innermost)
+    PostedErrors() : m_outer(s_innermost)
     {
         s_innermost = this;
         TqUError::SetHandler(&PostedErrors::Collect, this);
@@ -41,8 +40,11 @@ public:
     PostedErrors& operator=(PostedErrors const&) = delete;
 
     [[nodiscard]] std::vector<Post> const& Get() const { return m_posts; }
+
     [[nodiscard]] int Size() const { return static_cast<int>(m_posts.size()); }
+
     [[nodiscard]] bool Empty() const { return m_posts.empty(); }
+
     void Clear() { m_posts.clear(); }
 
     /// One line per post, "severity component: text", for comparing and for failure messages.

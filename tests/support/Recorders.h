@@ -51,15 +51,12 @@ inline TqLBox3f MakeCube(double x, double y, double z, double half)
 class RecordingContext : public TqOcContext
 {
 public:
-    explicit RecordingContext(EventLog* log = nullptr)
-        : m_log(log)
-    {
-    }
+    explicit RecordingContext(EventLog* log = nullptr) : m_log(log) {}
 
     int windowWidth = 1000;
     int windowHeight = 1000;
-    bool startsQueries = false; ///< false: BeginOcclusionQuery answers null
-    int queryReady = 1;         ///< answer of CheckOcclusionQueryReady
+    bool startsQueries = false;       ///< false: BeginOcclusionQuery answers null
+    int queryReady = 1;               ///< answer of CheckOcclusionQueryReady
     unsigned int querySamples = 1000; ///< answer of EndOcclusionQuery
     double endRenderSeconds = 1.0;    ///< answer of EndRender
     int autoInteractive = 0;
@@ -76,6 +73,7 @@ public:
     std::function<int()> onInteractionPending;
 
     [[nodiscard]] int GetNumQueries() const { return static_cast<int>(m_queries.size()); }
+
     [[nodiscard]] int GetNumOpenQueries() const;
 
     void GetWindowSize(int* width, int* height) override;
@@ -126,12 +124,17 @@ public:
     RecordingShape& operator=(RecordingShape const&) = delete;
 
     void SetBox(TqLBox3f const& box) { m_box = box; }
+
     void SetLogsBoxes(bool logs) { m_logsBoxes = logs; }
+
     [[nodiscard]] std::string const& GetName() const { return m_name; }
 
     [[nodiscard]] int GetNumBoxCalls() const { return m_numBoxCalls; }
+
     [[nodiscard]] int GetNumRenderCalls() const { return m_numRenderCalls; }
+
     [[nodiscard]] int GetNumPrioritizedCalls() const { return m_numPrioritizedCalls; }
+
     /// True when every box handed to GetShapeBox so far came in empty.
     [[nodiscard]] bool GotOnlyEmptyBoxes() const { return m_gotOnlyEmptyBoxes; }
 
@@ -162,10 +165,7 @@ private:
 class RecordingVisitor : public TqOcVisitor
 {
 public:
-    explicit RecordingVisitor(EventLog* log)
-        : m_log(log)
-    {
-    }
+    explicit RecordingVisitor(EventLog* log) : m_log(log) {}
 
     /// Containers at which BeginVisit answers ePRUNE, by name; "" prunes nowhere.
     std::string prunedName;
@@ -233,6 +233,7 @@ private:
     {
         return m_log->GetName(static_cast<TqOcBaseTraversable const*>(this));
     }
+
     void Log(char const* call) { m_log->Add(std::string(call) + " " + Name()); }
 
     EventLog* m_log;

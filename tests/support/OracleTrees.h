@@ -1,0 +1,109 @@
+#pragma once
+
+// OracleTrees: random hierarchies, cameras and settings for the oracles.
+//
+// Everything follows from a seed. A tree holds from 10 to 5,000 shapes of a generated scene under
+// containers made in one of four ways (grouped by hand, by the static builder, by the flat builder,
+// or a mix of them), with random switches. The tree owns its boxes, shapes and containers.
+
+#include "support/OracleCull.h"
+
+#include "scenes/BoxShape.h"
+#include "scenes/SceneBoxes.h"
+#include "scenes/SceneRandom.h"
+
+#include "geometry/TqLBox.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+class TqOcPrioritizedTraversal;
+class TqOcTraversable;
+
+/// A box shape that writes its number into a list when it is drawn.
+class OracleShape : public BoxShape
+{
+public:
+    /// @param draws  not null; shared by the shapes of one tree.
+    OracleShape(SceneBox const* item, int number, std::vector<int>* draws);
+
+    int GetNumber() const { return m_number; }
+
+    void RenderShape(TqOcRenderTraversal* traversal) override;
+
+private:
+    int m_number;
+    std::vector<int>* m_draws;
+};
+
+/// How the containers of a tree are made.
+enum class OracleTreeKind
+{
+    eBY_HAND,        ///< Random grouping, with single-child chains and leaves of both kinds.
+    eSTATIC_BUILDER, ///< TqOcStaticHierarchyBuilder with a random threshold.
+    eFLAT_BUILDER,   ///< TqOcFlatHierarchyBuilder.
+    eMIXED           ///< A group of trees of the kinds above.
+};
+
+inline constexpr int eORACLE_TREE_KINDS = 4;
+
+/// What may be random in a tree besides its structure.
+struct OracleTreeOptions
+{
+    std::size_t count = 100;
+    OracleTreeKind kind = OracleTreeKind::eBY_HAND;
+    bool switches = true; ///< Some nodes hidden, forced, or ignoring clip planes.
+    bool oneKind = false; ///< Triangles only, scale 1: what is culled above is culled below.
+    double shared = 0.0;  ///< Share of containers that get a second parent (by hand only).
+};
+
+class OracleTree
+{
+public:
+    OracleTree(OracleTreeOptions const& options, std::uint64_t seed);
+    ~OracleTree();
+
+    OracleTree(OracleTree const&) = delete;
+    OracleTree& operator=(OracleTree const&) = delete;
+
+    TqOcTraversable* GetRoot() const { return m_root; }
+
+    std::vector<std::unique_ptr<OracleShape>> const& GetShapes() const { return m_shapes; }
+
+    TqLBox3f const& GetBounds() const { return m_bounds; }
+
+    /// The numbers of the shapes drawn so far, in the order of drawing.
+    std::vector<int> const& GetDraws() const { return m_draws; }
+
+    void ClearDraws() { m_draws.clear(); }
+
+    /// All containers, parents before children, each once.
+    std::vector<TqOcTraversable*> GetContainers() const;
+
+private:
+    void MakeShapes(OracleTreeOptions const& options, SceneRandom& random);
+    TqOcTraversable* MakeContainers(OracleTreeKind kind, std::vector<int> const& numbers,
+                                    SceneRandom& random);
+    TqOcTraversable* GroupByHand(std::vector<int> const& numbers, int depth, SceneRandom& random);
+    TqOcTraversable* MakeLeaf(std::vector<int> const& numbers, SceneRandom& random);
+    void ShareContainers(double share, SceneRandom& random);
+    void SwitchContainers(SceneRandom& random);
+
+    std::vector<SceneBox> m_items;
+    std::vector<int> m_draws;
+    std::vector<std::unique_ptr<OracleShape>> m_shapes;
+    TqLBox3f m_bounds;
+    TqOcTraversable* m_root = nullptr;
+};
+
+/// A camera that looks at or around \p bounds: inside or outside, perspective or parallel.
+OracleCamera MakeRandomCamera(TqLBox3f const& bounds, SceneRandom& random);
+
+/// Settings to go with it: thresholds, tables, masks and up to six clip planes.
+OracleSettings MakeRandomSettings(TqLBox3f const& bounds, SceneRandom& random);
+
+/// From 10 to 5,000, small numbers as likely as large ones by order of magnitude.
+std::size_t MakeRandomCount(SceneRandom& random);
