@@ -8,7 +8,6 @@
 #include "scenecull/TqOcTraversable.h"
 
 #include "util/TqUError.h"
-#include "util/TqUPage.h"
 
 #include <cmath>
 #include <type_traits>
