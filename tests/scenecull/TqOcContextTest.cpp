@@ -1,8 +1,8 @@
 // The host's side of a traversal: the answers of a context that overrides nothing.
 
-#include "support/Recorders.h"
-
 #include "scenecull/TqOcContext.h"
+
+#include "support/Recorders.h"
 
 #include <gtest/gtest.h>
 
@@ -70,11 +70,13 @@ TEST(TqOcContext, CanBeCopied)
 TEST(TqOcContext, IsDestroyedThroughItsBase)
 {
     static int s_destroyed = 0;
+
     class Derived : public TqOcContext
     {
     public:
         ~Derived() override { ++s_destroyed; }
     };
+
     TqOcContext* const context = new Derived;
     delete context;
     EXPECT_EQ(s_destroyed, 1);

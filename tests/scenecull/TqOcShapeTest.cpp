@@ -1,11 +1,12 @@
 // The shape: its construction, its part in the plain walks, and the hand-over to the application.
 
+#include "scenecull/TqOcShape.h"
+
 #include "support/Recorders.h"
 
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
 #include "scenecull/TqOcRenderTraversal.h"
-#include "scenecull/TqOcShape.h"
 
 #include "util/TqUMemory.h"
 
@@ -24,8 +25,7 @@ public:
 
     PlainShape(double scale, unsigned int tris, TqLPrimitiveTypes::Enum primitives)
         : TqOcShape(scale, tris, primitives)
-    {
-    }
+    {}
 
     EventLog* log = nullptr;
     TqOcRenderTraversal* seenTraversal = nullptr;

@@ -1,11 +1,12 @@
 // The static containers and the single leaf: children and ownership, update of boxes and
 // attributes, incremental insertion and removal of shapes.
 
+#include "scenecull/TqOcStaticTraversable.h"
+
 #include "support/AllocationCounter.h"
 #include "support/Recorders.h"
 
 #include "scenecull/TqOcRenderTraversal.h"
-#include "scenecull/TqOcStaticTraversable.h"
 
 #include "util/TqUMemory.h"
 
@@ -24,8 +25,8 @@ namespace
 
 using Primitives = TqLPrimitiveTypes::Enum;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double eINFINITY = std::numeric_limits<double>::infinity();
+constexpr double eNAN = std::numeric_limits<double>::quiet_NaN();
 
 /// The static base by itself, with any node as a child.
 class BareContainer : public TqOcStaticBase
@@ -288,8 +289,7 @@ TEST(TqOcStaticBase, UnlinksAllOldChildrenButDeletesOnlyUnownedOnesInSetChildren
     TqOcBaseTraversable* next[] = {NewShape(log, "next")};
     container.SetModified(0);
     container.SetChildren(next, 1);
-    EXPECT_EQ(log.Take(),
-              (Lines{"Delete first", "Delete last", "Notify container 0xff"}));
+    EXPECT_EQ(log.Take(), (Lines{"Delete first", "Delete last", "Notify container 0xff"}));
     EXPECT_FALSE(owned.HasParent());
     EXPECT_EQ(ChildNames(log, container), (Lines{"next"}));
     EXPECT_TRUE(IsOnlyParent(*next[0], &container));
@@ -444,6 +444,7 @@ TEST(TqOcStaticBase, RemovesAChildWithoutDeletingIt)
         char const* name;
         Lines left;
     };
+
     Case const cases[] = {{0, "a", {"b", "c"}}, {1, "b", {"a", "c"}}, {2, "c", {"a", "b"}}};
     for (Case const& one : cases) {
         SCOPED_TRACE(one.removed);
@@ -636,6 +637,7 @@ TEST(TqOcStaticBase, AggregatesTheAttributesOfItsChildren)
         std::vector<Attributes> children;
         Attributes expected;
     };
+
     Case const cases[] = {
         {"no children", {}, s_noChildren},
         {"one plain child", {{3, 1, 1.0}}, {3, 1, 1.0}},
@@ -644,15 +646,11 @@ TEST(TqOcStaticBase, AggregatesTheAttributesOfItsChildren)
          {12, 19, 0.5}},
         {"scales are not capped at one", {{0, 0, 4.0}, {0, 0, 3.0}}, {0, 0, 3.0}},
         {"negative scale", {{0, 0, -4.0}, {0, 0, 3.0}}, {0, 0, -4.0}},
-        {"triangle sums wrap at 32 bits",
-         {{0xFFFFFFFFu, 0, 1.0}, {3, 0, 1.0}},
-         {2, 0, 1.0}},
+        {"triangle sums wrap at 32 bits", {{0xFFFFFFFFu, 0, 1.0}, {3, 0, 1.0}}, {2, 0, 1.0}},
         {"hidden only while every child is",
          {{0, 0, 1.0, true}, {0, 0, 1.0, false}},
          {0, 0, 1.0, false}},
-        {"hidden with all children",
-         {{0, 0, 1.0, true}, {0, 0, 1.0, true}},
-         {0, 0, 1.0, true}},
+        {"hidden with all children", {{0, 0, 1.0, true}, {0, 0, 1.0, true}}, {0, 0, 1.0, true}},
         {"forced by any child",
          {{0, 0, 1.0, false, false}, {0, 0, 1.0, false, true}},
          {0, 0, 1.0, false, true}},
@@ -842,10 +840,10 @@ TEST(TqOcStaticBase, EnclosesTheBoxesOfItsContainers)
 {
     EventLog log;
     RecordingGroup group(&log, "group");
-    auto* const a = new PlainTraversable(MakeBox(0, 0, 0, 1, 1, 1), 1.0, 0,
-                                         TqLPrimitiveTypes::eNONE);
-    auto* const b = new PlainTraversable(MakeBox(5, -5, 0, 6, 0, 0.5), 1.0, 0,
-                                         TqLPrimitiveTypes::eNONE);
+    auto* const a =
+        new PlainTraversable(MakeBox(0, 0, 0, 1, 1, 1), 1.0, 0, TqLPrimitiveTypes::eNONE);
+    auto* const b =
+        new PlainTraversable(MakeBox(5, -5, 0, 6, 0, 0.5), 1.0, 0, TqLPrimitiveTypes::eNONE);
     group.AddChild(a);
     group.AddChild(b);
     group.Update();
@@ -857,8 +855,8 @@ TEST(TqOcStaticBase, MixesShapesAndContainersAsChildren)
     EventLog log;
     BareContainer container;
     container.AddChild(NewShape(log, "shape", MakeBox(0, 0, 0, 1, 1, 1), 2));
-    container.AddChild(new PlainTraversable(MakeBox(2, 2, 2, 3, 3, 3), 1.0, 5,
-                                            TqLPrimitiveTypes::eLINES));
+    container.AddChild(
+        new PlainTraversable(MakeBox(2, 2, 2, 3, 3, 3), 1.0, 5, TqLPrimitiveTypes::eLINES));
     container.Update();
     EXPECT_EQ(container.GetBoundingBox(), MakeBox(0, 0, 0, 3, 3, 3));
     ExpectAttributes({7, 3, 1.0}, container);
@@ -867,8 +865,8 @@ TEST(TqOcStaticBase, MixesShapesAndContainersAsChildren)
 TEST(TqOcStaticBase, ShrinksItsBoxWhenAChildMovesIn)
 {
     EventLog log;
-    auto* const child = new PlainTraversable(MakeBox(0, 0, 0, 9, 9, 9), 1.0, 0,
-                                             TqLPrimitiveTypes::eNONE);
+    auto* const child =
+        new PlainTraversable(MakeBox(0, 0, 0, 9, 9, 9), 1.0, 0, TqLPrimitiveTypes::eNONE);
     TqOcStaticGroup group;
     group.AddChild(child);
     group.Update();
@@ -925,9 +923,9 @@ TEST(TqOcStaticBase, LetsOneBadBoxSpoilNoOther)
 {
     EventLog log;
     TqOcStaticLeaf leaf;
-    leaf.AddChild(NewShape(log, "nan", MakeBox(kNan, kNan, kNan, kNan, kNan, kNan)));
+    leaf.AddChild(NewShape(log, "nan", MakeBox(eNAN, eNAN, eNAN, eNAN, eNAN, eNAN)));
     leaf.AddChild(NewShape(log, "good", MakeBox(0, 0, 0, 1, 1, 1)));
-    leaf.AddChild(NewShape(log, "half", MakeBox(-1, kNan, 0, 2, kNan, 1)));
+    leaf.AddChild(NewShape(log, "half", MakeBox(-1, eNAN, 0, 2, eNAN, 1)));
     TqLBox3f empty;
     empty.MakeEmpty();
     leaf.AddChild(NewShape(log, "empty", empty));
@@ -941,11 +939,11 @@ TEST(TqOcStaticBase, TakesInfiniteBoxesAsTheyAre)
 {
     EventLog log;
     TqOcStaticLeaf leaf;
-    leaf.AddChild(NewShape(log, "plane", MakeBox(-kInfinity, -kInfinity, 0, kInfinity, kInfinity, 0)));
+    leaf.AddChild(
+        NewShape(log, "plane", MakeBox(-eINFINITY, -eINFINITY, 0, eINFINITY, eINFINITY, 0)));
     leaf.AddChild(NewShape(log, "good", MakeBox(0, 0, -1, 1, 1, 1)));
     leaf.Update();
-    EXPECT_EQ(leaf.GetBoundingBox(),
-              MakeBox(-kInfinity, -kInfinity, -1, kInfinity, kInfinity, 1));
+    EXPECT_EQ(leaf.GetBoundingBox(), MakeBox(-eINFINITY, -eINFINITY, -1, eINFINITY, eINFINITY, 1));
 }
 
 // ---- Single leaf --------------------------------------------------------------------------------
@@ -1294,7 +1292,7 @@ TEST(TqOcStaticGroup, PutsAShapeWithANanBoxIntoALeafOfItsOwn)
 {
     Hierarchy scene;
     TqLBox3f const before = scene.root.GetBoundingBox();
-    scene.root.AddShape(NewShape(scene.log, "nan", MakeBox(kNan, 0, 0, 1, 1, kNan)));
+    scene.root.AddShape(NewShape(scene.log, "nan", MakeBox(eNAN, 0, 0, 1, 1, eNAN)));
     ASSERT_EQ(scene.root.GetNumChildren(), 3);
     scene.root.Update();
     EXPECT_EQ(scene.root.GetTris(), 4u);
@@ -1320,8 +1318,7 @@ TEST(TqOcStaticGroup, RemovesAShapeFromItsParentWithoutDeletingIt)
     Hierarchy scene;
     auto* const shape = static_cast<RecordingShape*>(scene.low->GetChild(0));
     scene.root.RemoveShape(shape);
-    EXPECT_EQ(scene.log.Take(),
-              (Lines{"Notify low 0xff", "Notify left 0xff", "Notify root 0xff"}));
+    EXPECT_EQ(scene.log.Take(), (Lines{"Notify low 0xff", "Notify left 0xff", "Notify root 0xff"}));
     EXPECT_FALSE(shape->HasParent());
     EXPECT_EQ(scene.low->GetNumChildren(), 0); // the emptied leaf stays
     EXPECT_EQ(ChildNames(scene.log, *scene.left), (Lines{"low", "high"}));

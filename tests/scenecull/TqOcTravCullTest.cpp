@@ -1,9 +1,10 @@
 // The cull tests of one level: local cull data, the frustum test of a box, and the projection of
 // points to a rectangle on the screen.
 
+#include "scenecull/TqOcTravCull.h"
+
 #include "support/Recorders.h"
 
-#include "scenecull/TqOcTravCull.h"
 #include "scenecull/TqOcTraversal.h"
 
 #include "geometry/TqLBox.h"
@@ -24,20 +25,17 @@
 namespace
 {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double eINFINITY = std::numeric_limits<double>::infinity();
+constexpr double eNAN = std::numeric_limits<double>::quiet_NaN();
 
 /// A traversal that only counts.
 class CountingTraversal : public TqOcTraversal
 {
 public:
-    CountingTraversal()
-        : TqOcTraversal(nullptr)
-    {
-        ResetStats();
-    }
+    CountingTraversal() : TqOcTraversal(nullptr) { ResetStats(); }
 
     void StartTraversal(TqOcTraversable*) override {}
+
     void EndTraversal() override {}
 };
 
@@ -50,8 +48,8 @@ TqLPlane3f MakePlane(double x, double y, double z, double distance)
 
 TqLFrustum3f FromElements(TqLFrustum3f::Type type, double const (&elements)[16])
 {
-    return TqLFrustum3f::FromMatrix(type, 2.0, 2.0, TqLMatrix4f(elements),
-                                    MakePlane(0, 0, -1, 1.0), TqLPos3f(0, 0, 0));
+    return TqLFrustum3f::FromMatrix(type, 2.0, 2.0, TqLMatrix4f(elements), MakePlane(0, 0, -1, 1.0),
+                                    TqLPos3f(0, 0, 0));
 }
 
 /// Cull space is the space itself, with the weight 1: a parallel view of -1 to 1 on all axes.
@@ -97,8 +95,7 @@ struct Level
         : frustum(view, &context, 1.0)
         , transform(toWorld, nullptr, 0)
         , cull(&frustum, &transform)
-    {
-    }
+    {}
 
     Level(Level const&) = delete;
     Level& operator=(Level const&) = delete;
@@ -147,20 +144,19 @@ std::ostream& operator<<(std::ostream& out, Area const& area)
                << area.hiX << " y " << area.loY << " to " << area.hiY;
 }
 
-constexpr double kUnwritten = 77.0;
+constexpr double eUNWRITTEN = 77.0;
 
 Area Project(Level& level, std::vector<TqLPos3f> const& points, int bits)
 {
-    TqLBox2f box(TqLPos2f(kUnwritten, kUnwritten), TqLPos2f(kUnwritten, kUnwritten));
+    TqLBox2f box(TqLPos2f(eUNWRITTEN, eUNWRITTEN), TqLPos2f(eUNWRITTEN, eUNWRITTEN));
     int const result = level.cull.CalcArea(&level.traversal, points.data(),
                                            static_cast<int>(points.size()), &bits, &box);
-    return {result,          bits,           box.GetMin()[0],
-            box.GetMax()[0], box.GetMin()[1], box.GetMax()[1]};
+    return {result, bits, box.GetMin()[0], box.GetMax()[0], box.GetMin()[1], box.GetMax()[1]};
 }
 
 Area Culled(int bits)
 {
-    return {0, bits, kUnwritten, kUnwritten, kUnwritten, kUnwritten};
+    return {0, bits, eUNWRITTEN, eUNWRITTEN, eUNWRITTEN, eUNWRITTEN};
 }
 
 /// The x side of a projection of points (c, w), all with y = 0 and the y bit clear.
@@ -227,8 +223,7 @@ TEST(TqOcTravCull, CarriesPlaneEyeAndMatrixIntoLocalSpace)
     EXPECT_EQ(level.cull.GetLocalEyePoint(), TqLPos3f(-10, -20, -30));
     EXPECT_EQ(level.cull.GetNearPlane(), MakePlane(0, 0, -1, 31.0));
     // The local point (x, y, z) lies at (x + 10, y + 20, z + 30) in the world.
-    double const expected[16] = {1, 0,  0, 0, /**/ 0,  1,  0,   0,
-                                 0, 0, -1, -1, /**/ 10, 20, -32, -30};
+    double const expected[16] = {1, 0, 0, 0, /**/ 0, 1, 0, 0, 0, 0, -1, -1, /**/ 10, 20, -32, -30};
     for (int i = 0; i < 16; ++i) {
         EXPECT_EQ(level.cull.GetCullMatrix().Data()[i], expected[i]) << i;
     }
@@ -239,9 +234,8 @@ TEST(TqOcTravCull, DerivesItsDataAsWrittenForAnyTransform)
     TqLAffine3f const toWorld = TqLAffine3f::Scale(2.0, 3.0, 0.5) *
                                 TqLAffine3f::Rotation(TqLUnitVec3f(TqLVec3f(1, 2, 3)), 0.7) *
                                 TqLAffine3f::Translation(TqLVec3f(10, 20, 30));
-    TqLFrustum3f const view =
-        TqLFrustum3f::Perspective(TqLPos3f(1, 2, 3), TqLVec3f(1, 1, 0), TqLVec3f(0, 0, 1), 1.0,
-                                  1.5, 0.5, 1000.0);
+    TqLFrustum3f const view = TqLFrustum3f::Perspective(TqLPos3f(1, 2, 3), TqLVec3f(1, 1, 0),
+                                                        TqLVec3f(0, 0, 1), 1.0, 1.5, 0.5, 1000.0);
     Level level(view, toWorld);
     EXPECT_EQ(level.cull.GetNearPlane(), view.GetNearPlane().TransformedByInverse(toWorld));
     EXPECT_TRUE(IsSameMatrix(level.cull.GetCullMatrix(), TqLMatrix4f(toWorld) * view.GetMatrix()));
@@ -415,12 +409,14 @@ TEST(TqOcTravCull, LeavesBitsClearedThatItClearedBeforeFindingTheBoxOutside)
 TEST(TqOcTravCull, KeepsTheBitOfAPlaneThatTheBoxStraddles)
 {
     Level level(Parallel());
+
     struct Case
     {
         char const* name;
         TqLBox3f box;
         int bits;
     };
+
     Case const cases[] = {
         {"left", MakeBox(-2, -0.5, -0.5, 0, 0.5, 0.5), 1},
         {"right", MakeBox(0, -0.5, -0.5, 2, 0.5, 0.5), 1},
@@ -474,8 +470,7 @@ TEST(TqOcTravCull, TestsBoxesAcrossThePlaneOfTheEye)
 
 TEST(TqOcTravCull, TestsLocalBoxesUnderATransform)
 {
-    Level level(Parallel(), TqLAffine3f::Scale(2.0) *
-                                TqLAffine3f::Translation(TqLVec3f(10, 0, 0)));
+    Level level(Parallel(), TqLAffine3f::Scale(2.0) * TqLAffine3f::Translation(TqLVec3f(10, 0, 0)));
     // Local x of -5.5 to -4.5 is -1 to 1 in the world.
     EXPECT_EQ(TestBox(level, MakeBox(-5.5, -0.5, -0.5, -4.5, 0.5, 0.5), 7), (Outcome{0, 0}));
     EXPECT_EQ(TestBox(level, MakeBox(-5.5, -0.5, -0.5, -4, 0.5, 0.5), 7), (Outcome{0, 1}));
@@ -484,8 +479,8 @@ TEST(TqOcTravCull, TestsLocalBoxesUnderATransform)
 
 TEST(TqOcTravCull, AgreesWithItsEightCornersOnRandomBoxes)
 {
-    constexpr unsigned int kSeed = 20240611;
-    std::mt19937 random(kSeed);
+    constexpr unsigned int eSEED = 20240611;
+    std::mt19937 random(eSEED);
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     int numOutside = 0;
     int numCleared = 0;
@@ -528,7 +523,7 @@ TEST(TqOcTravCull, AgreesWithItsEightCornersOnRandomBoxes)
         numOutside += expected;
         numCleared += expectedBits != 7 ? 1 : 0;
         ASSERT_EQ(TestBox(level, box, 7), (Outcome{expected, expectedBits}))
-            << "seed " << kSeed << " round " << round;
+            << "seed " << eSEED << " round " << round;
     }
     EXPECT_GT(numOutside, 400); // the boxes are a fair mix
     EXPECT_LT(numOutside, 3800);
@@ -540,14 +535,14 @@ TEST(TqOcTravCull, FindsNoBadBoxOutside)
     Level parallel(Parallel());
     Level perspective(Perspective());
     for (Level* level : {&parallel, &perspective}) {
-        EXPECT_EQ(TestBox(*level, MakeBox(kNan, kNan, kNan, kNan, kNan, kNan), 7).result, 0);
-        EXPECT_EQ(TestBox(*level, MakeBox(-kInfinity, -kInfinity, -kInfinity, kInfinity, kInfinity,
-                                          kInfinity),
-                          7)
-                      .result,
-                  0);
+        EXPECT_EQ(TestBox(*level, MakeBox(eNAN, eNAN, eNAN, eNAN, eNAN, eNAN), 7).result, 0);
+        EXPECT_EQ(
+            TestBox(*level,
+                    MakeBox(-eINFINITY, -eINFINITY, -eINFINITY, eINFINITY, eINFINITY, eINFINITY), 7)
+                .result,
+            0);
     }
-    EXPECT_EQ(TestBox(perspective, MakeBox(kNan, -1, -3, kNan, 1, -2), 7).result, 0);
+    EXPECT_EQ(TestBox(perspective, MakeBox(eNAN, -1, -3, eNAN, 1, -2), 7).result, 0);
 }
 
 // ---- Projection ---------------------------------------------------------------------------------
@@ -644,8 +639,7 @@ TEST(TqOcTravCull, CountsPointsOnAPlaneAsInside)
     EXPECT_EQ(ProjectX({{-1, 1}, {1, 1}}, 1), (Side{1, 0, -1.0, 1.0}));
     EXPECT_EQ(ProjectX({{2, 2}}, 1), (Side{1, 0, 1.0, 1.0}));
     EXPECT_EQ(ProjectX({{-2, 2}}, 1), (Side{1, 0, -1.0, -1.0}));
-    EXPECT_EQ(ProjectX({{std::nextafter(1.0, 2.0), 1}}, 1),
-              (Side{0, 1, kUnwritten, kUnwritten}));
+    EXPECT_EQ(ProjectX({{std::nextafter(1.0, 2.0), 1}}, 1), (Side{0, 1, eUNWRITTEN, eUNWRITTEN}));
 }
 
 TEST(TqOcTravCull, LeavesYAndTheRectangleUntouchedWhenAllPointsLieToTheRight)
@@ -696,8 +690,8 @@ TEST(TqOcTravCull, PinsASideByAPointBehindTheEyeThatLiesBeyondOnePlane)
 TEST(TqOcTravCull, CullsPointsBeyondOnePlaneTogetherWithPointsBehindTheEye)
 {
     // A point behind the eye and between the planes is beyond both of them.
-    EXPECT_EQ(ProjectX({{-2, 1}, {0, -1}}, 1), (Side{0, 1, kUnwritten, kUnwritten}));
-    EXPECT_EQ(ProjectX({{0, -1}, {2, 1}}, 1), (Side{0, 1, kUnwritten, kUnwritten}));
+    EXPECT_EQ(ProjectX({{-2, 1}, {0, -1}}, 1), (Side{0, 1, eUNWRITTEN, eUNWRITTEN}));
+    EXPECT_EQ(ProjectX({{0, -1}, {2, 1}}, 1), (Side{0, 1, eUNWRITTEN, eUNWRITTEN}));
     EXPECT_EQ(ProjectX({{-2, 1}, {0, -1}, {2, 1}}, 1), (Side{1, 1, -1.0, 1.0}));
 }
 
@@ -709,9 +703,9 @@ TEST(TqOcTravCull, DoesNotDivideByAZeroWeightOfAPointInsideAPairStillToBeTested)
 
 TEST(TqOcTravCull, LetsDivisionsByAZeroWeightStandWhereThePairNeedsNoTest)
 {
-    EXPECT_EQ(ProjectX({{0.5, 1}, {1, 0}}, 0), (Side{1, 0, 0.5, kInfinity}));
-    EXPECT_EQ(ProjectX({{0.5, 1}, {-1, 0}}, 0), (Side{1, 0, -kInfinity, 0.5}));
-    EXPECT_EQ(ProjectX({{1, 0}, {0.5, 1}}, 0), (Side{1, 0, 0.5, kInfinity}));
+    EXPECT_EQ(ProjectX({{0.5, 1}, {1, 0}}, 0), (Side{1, 0, 0.5, eINFINITY}));
+    EXPECT_EQ(ProjectX({{0.5, 1}, {-1, 0}}, 0), (Side{1, 0, -eINFINITY, 0.5}));
+    EXPECT_EQ(ProjectX({{1, 0}, {0.5, 1}}, 0), (Side{1, 0, 0.5, eINFINITY}));
 }
 
 TEST(TqOcTravCull, ComparesPointsBehindTheEyeByTheirWeightsWhereThePairNeedsNoTest)
@@ -723,8 +717,7 @@ TEST(TqOcTravCull, ComparesPointsBehindTheEyeByTheirWeightsWhereThePairNeedsNoTe
 
 TEST(TqOcTravCull, ProjectsLocalPointsUnderATransform)
 {
-    Level level(Parallel(), TqLAffine3f::Scale(2.0) *
-                                TqLAffine3f::Translation(TqLVec3f(10, 0, 0)));
+    Level level(Parallel(), TqLAffine3f::Scale(2.0) * TqLAffine3f::Translation(TqLVec3f(10, 0, 0)));
     EXPECT_EQ(Project(level, {TqLPos3f(-5.25, 0.125, 0), TqLPos3f(-4.75, 0.25, 0)}, 7),
               (Area{1, 4, -0.5, 0.5, 0.25, 0.5}));
 }
@@ -776,7 +769,7 @@ TEST(TqOcTravCull, CullsManyPointsLikeFew)
 TEST(TqOcTravCull, SurvivesPointsThatAreNotNumbers)
 {
     Level level(Perspective());
-    EXPECT_EQ(Project(level, {TqLPos3f(kNan, kNan, kNan)}, 7), Culled(3));
-    EXPECT_EQ(Project(level, {TqLPos3f(0.5, 0.25, -1), TqLPos3f(0, 0, kNan)}, 7),
+    EXPECT_EQ(Project(level, {TqLPos3f(eNAN, eNAN, eNAN)}, 7), Culled(3));
+    EXPECT_EQ(Project(level, {TqLPos3f(0.5, 0.25, -1), TqLPos3f(0, 0, eNAN)}, 7),
               (Area{1, 4, 0.5, 0.5, 0.25, 0.25}));
 }

@@ -1,8 +1,8 @@
 // The frustum state of a view: conversions to pixels, and narrowing to a sub-window.
 
-#include "support/Recorders.h"
-
 #include "scenecull/TqOcTravFrustum.h"
+
+#include "support/Recorders.h"
 
 #include "geometry/TqLFrustum3f.h"
 #include "geometry/TqLMatrix.h"
@@ -19,7 +19,7 @@
 namespace
 {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double eINFINITY = std::numeric_limits<double>::infinity();
 
 template <class Value>
 bool HasSameBits(Value const& a, Value const& b)
@@ -100,17 +100,15 @@ TEST(TqOcTravFrustum, ConvertsToPixelsByWindowAndStress)
         double y;
         double area;
     };
+
     Case const cases[] = {
-        {1000, 1000, 1.0, 500.0, 500.0, 250000.0},
-        {1000, 1000, 2.0, 250.0, 250.0, 62500.0},
-        {1920, 1080, 1.0, 960.0, 540.0, 518400.0},
-        {1920, 1080, 4.0, 240.0, 135.0, 32400.0},
-        {1920, 1080, 0.5, 1920.0, 1080.0, 2073600.0},
-        {1, 3, 1.0, 0.5, 1.5, 0.75},
+        {1000, 1000, 1.0, 500.0, 500.0, 250000.0},    {1000, 1000, 2.0, 250.0, 250.0, 62500.0},
+        {1920, 1080, 1.0, 960.0, 540.0, 518400.0},    {1920, 1080, 4.0, 240.0, 135.0, 32400.0},
+        {1920, 1080, 0.5, 1920.0, 1080.0, 2073600.0}, {1, 3, 1.0, 0.5, 1.5, 0.75},
     };
     for (Case const& one : cases) {
-        SCOPED_TRACE(testing::Message() << one.width << " x " << one.height << " at stress "
-                                        << one.stress);
+        SCOPED_TRACE(testing::Message()
+                     << one.width << " x " << one.height << " at stress " << one.stress);
         for (auto type : {TqLFrustum3f::ePERSPECTIVE, TqLFrustum3f::ePARALLEL}) {
             TqOcTravFrustum const state =
                 MakeState(MakeFrustum(type, 1.0, 1.0, -1.0), one.stress, one.width, one.height);
@@ -156,6 +154,7 @@ TEST(TqOcTravFrustum, TakesTheSmallerPixelSize)
         int height;
         double pixelSize;
     };
+
     Case const cases[] = {
         {4.0, 2.0, 1000, 1000, 2.0 / 1000},
         {2.0, 4.0, 1000, 1000, 2.0 / 1000},
@@ -198,8 +197,7 @@ TEST(TqOcTravFrustum, HasNoPixelSizeForAViewpointOnItsNearPlaneOrInFrontOfIt)
 {
     for (double eyeDistance : {0.0, 1.0, 100.0}) {
         SCOPED_TRACE(eyeDistance);
-        TqLFrustum3f const frustum =
-            MakeFrustum(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, eyeDistance);
+        TqLFrustum3f const frustum = MakeFrustum(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, eyeDistance);
         TqOcTravFrustum const state = MakeState(frustum, 1.0);
         EXPECT_EQ(state.GetDistToInvPixelConv(), 0.0);
         EXPECT_EQ(state.GetXToPixelConv(), 500.0);
@@ -220,11 +218,11 @@ TEST(TqOcTravFrustum, LetsDivisionsByAZeroWindowOrStressStand)
     EXPECT_EQ(noWindow.GetXToPixelConv(), 0.0);
     EXPECT_EQ(noWindow.GetYToPixelConv(), 0.0);
     EXPECT_EQ(noWindow.GetAreaToPixelConv(), 0.0);
-    EXPECT_EQ(noWindow.GetDistToInvPixelConv(), kInfinity);
+    EXPECT_EQ(noWindow.GetDistToInvPixelConv(), eINFINITY);
     TqOcTravFrustum const noStress = MakeState(frustum, 0.0);
-    EXPECT_EQ(noStress.GetXToPixelConv(), kInfinity);
-    EXPECT_EQ(noStress.GetYToPixelConv(), kInfinity);
-    EXPECT_EQ(noStress.GetAreaToPixelConv(), kInfinity);
+    EXPECT_EQ(noStress.GetXToPixelConv(), eINFINITY);
+    EXPECT_EQ(noStress.GetYToPixelConv(), eINFINITY);
+    EXPECT_EQ(noStress.GetAreaToPixelConv(), eINFINITY);
     EXPECT_EQ(noStress.GetDistToInvPixelConv(), 0.0);
 }
 
@@ -244,6 +242,7 @@ TEST(TqOcTravFrustum, ScalesConversionsByTheSharesOfTheSubWindow)
 TEST(TqOcTravFrustum, DividesThePixelSizeByTheLargerShare)
 {
     TqOcTravFrustum const parent = MakeState(TqLFrustum3f(4.0, 2.0, 1.0, 100.0), 1.0);
+
     struct Case
     {
         double x0;
@@ -252,6 +251,7 @@ TEST(TqOcTravFrustum, DividesThePixelSizeByTheLargerShare)
         double y1;
         double share;
     };
+
     Case const cases[] = {
         {0.25, 0.5, 0.0, 0.75, 0.75},
         {0.0, 0.75, 0.5, 0.75, 0.75},
@@ -259,7 +259,8 @@ TEST(TqOcTravFrustum, DividesThePixelSizeByTheLargerShare)
         {0.0, 1.0, 0.0, 1.0, 1.0},
     };
     for (Case const& one : cases) {
-        SCOPED_TRACE(testing::Message() << one.x0 << ' ' << one.x1 << ' ' << one.y0 << ' ' << one.y1);
+        SCOPED_TRACE(testing::Message()
+                     << one.x0 << ' ' << one.x1 << ' ' << one.y0 << ' ' << one.y1);
         TqOcTravFrustum state;
         state.Narrow(parent, one.x0, one.x1, one.y0, one.y1);
         EXPECT_EQ(state.GetDistToInvPixelConv(), parent.GetDistToInvPixelConv() / one.share);

@@ -1,8 +1,8 @@
 // The transform state of one level: world to local and back, and the clip planes in local space.
 
-#include "support/PostedErrors.h"
-
 #include "scenecull/TqOcTravTransform.h"
+
+#include "support/PostedErrors.h"
 
 #include "geometry/TqLMatrix.h"
 #include "geometry/TqLPlane3f.h"
@@ -48,7 +48,7 @@ TqLPlane3f MakePlane(double x, double y, double z, double distance)
 
 std::array<TqLPlane3f, 6> MakeSixPlanes()
 {
-    return {MakePlane(1, 0, 0, 12), MakePlane(0, 1, 0, -5),   MakePlane(0, 0, 1, 0.125),
+    return {MakePlane(1, 0, 0, 12), MakePlane(0, 1, 0, -5),    MakePlane(0, 0, 1, 0.125),
             MakePlane(-1, 0, 0, 3), MakePlane(0, 0.6, 0.8, 7), MakePlane(0.8, 0, -0.6, 1)};
 }
 
@@ -100,8 +100,8 @@ TEST(TqOcTravTransform, MovesClipPlanesByTheInverseOfATranslation)
 {
     std::array<TqLPlane3f, 6> const planes = MakeSixPlanes();
     TqOcTravTransform const state(MakeTranslation(10.0, 20.0, 30.0), planes.data(), 6);
-    double const distances[] = {12 - 10, -5 - 20, 0.125 - 30, 3 + 10, 7 - (0.6 * 20 + 0.8 * 30),
-                                1 - (0.8 * 10 - 0.6 * 30)};
+    double const distances[] = {
+        12 - 10, -5 - 20, 0.125 - 30, 3 + 10, 7 - (0.6 * 20 + 0.8 * 30), 1 - (0.8 * 10 - 0.6 * 30)};
     for (int i = 0; i < 6; ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(state.GetClipPlanes()[i].GetNormal(),
@@ -203,8 +203,8 @@ TEST(TqOcTravTransform, TakesNoShortCutForAnIdentityNode)
     child.Transform(parent, TqLAffine3f());
     EXPECT_FALSE(std::signbit(child.GetToWorld()[3][0]));
     EXPECT_TRUE(IsSameAffine(child.GetToWorld(), TqLAffine3f() * parent.GetToWorld()));
-    EXPECT_TRUE(IsSameAffine(child.GetFromWorld(),
-                             parent.GetFromWorld() * TqLAffine3f().Inverse()));
+    EXPECT_TRUE(
+        IsSameAffine(child.GetFromWorld(), parent.GetFromWorld() * TqLAffine3f().Inverse()));
     EXPECT_TRUE(IsSamePlane(child.GetClipPlanes()[0],
                             parent.GetClipPlanes()[0].TransformedByInverse(TqLAffine3f())));
 }

@@ -1,10 +1,10 @@
 // The node base and the bounded node: attributes and their bits, the change protocol, parent links,
 // ownership, class-specific allocation, and the do-nothing defaults of a node without children.
 
+#include "scenecull/TqOcTraversable.h"
+
 #include "support/AllocationCounter.h"
 #include "support/Recorders.h"
-
-#include "scenecull/TqOcTraversable.h"
 
 #include "geometry/TqLBox.h"
 
@@ -28,8 +28,8 @@ namespace
 
 using Primitives = TqLPrimitiveTypes::Enum;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double eINFINITY = std::numeric_limits<double>::infinity();
+constexpr double eNAN = std::numeric_limits<double>::quiet_NaN();
 
 Primitives MakePrimitives(unsigned int bits)
 {
@@ -95,8 +95,7 @@ Attribute const s_attributes[] = {
      [](Node& n, double v) { n.SetTris(static_cast<unsigned int>(v)); },
      [](Node& n, double v) { n.UpdateTris(static_cast<unsigned int>(v)); },
      [](Node const& n) { return static_cast<double>(n.GetTris()); }},
-    {"hide render", 0x08, 1.0, 0.0,
-     [](Node& n, double v) { n.SetHideRender(static_cast<int>(v)); },
+    {"hide render", 0x08, 1.0, 0.0, [](Node& n, double v) { n.SetHideRender(static_cast<int>(v)); },
      [](Node& n, double v) { n.UpdateHideRender(static_cast<int>(v)); },
      [](Node const& n) { return n.IsHideRender() != 0 ? 1.0 : 0.0; }},
     {"force render", 0x10, 1.0, 0.0,
@@ -107,12 +106,10 @@ Attribute const s_attributes[] = {
      [](Node& n, double v) { n.SetPrimitives(MakePrimitives(static_cast<unsigned int>(v))); },
      [](Node& n, double v) { n.UpdatePrimitives(MakePrimitives(static_cast<unsigned int>(v))); },
      [](Node const& n) { return static_cast<double>(n.GetPrimitives()); }},
-    {"ignore clip", 0x40, 1.0, 0.0,
-     [](Node& n, double v) { n.SetIgnoreClip(static_cast<int>(v)); },
+    {"ignore clip", 0x40, 1.0, 0.0, [](Node& n, double v) { n.SetIgnoreClip(static_cast<int>(v)); },
      [](Node& n, double v) { n.UpdateIgnoreClip(static_cast<int>(v)); },
      [](Node const& n) { return n.IsIgnoreClip() != 0 ? 1.0 : 0.0; }},
-    {"ignore pick", 0x80, 1.0, 0.0,
-     [](Node& n, double v) { n.SetIgnorePick(static_cast<int>(v)); },
+    {"ignore pick", 0x80, 1.0, 0.0, [](Node& n, double v) { n.SetIgnorePick(static_cast<int>(v)); },
      [](Node& n, double v) { n.UpdateIgnorePick(static_cast<int>(v)); },
      [](Node const& n) { return n.IsIgnorePick() != 0 ? 1.0 : 0.0; }},
 };
@@ -138,16 +135,16 @@ void ExpectAttributesExcept(char const* changed, TqOcBaseTraversable const& node
 template <class Change>
 std::uint32_t ChangedBits(TqOcBaseTraversable& node, Change change)
 {
-    constexpr std::size_t kWords = sizeof(TqOcBaseTraversable) / sizeof(std::uint32_t);
-    std::array<std::uint32_t, kWords> before{};
-    std::array<std::uint32_t, kWords> after{};
+    constexpr std::size_t eWORDS = sizeof(TqOcBaseTraversable) / sizeof(std::uint32_t);
+    std::array<std::uint32_t, eWORDS> before{};
+    std::array<std::uint32_t, eWORDS> after{};
     void const* const address = &node;
     std::memcpy(before.data(), address, sizeof(before));
     change(node);
     std::memcpy(after.data(), address, sizeof(after));
     std::uint32_t bits = 0;
     int numWords = 0;
-    for (std::size_t i = 0; i < kWords; ++i) {
+    for (std::size_t i = 0; i < eWORDS; ++i) {
         if (before[i] != after[i]) {
             bits = before[i] ^ after[i];
             ++numWords;
@@ -237,6 +234,7 @@ TEST(TqOcBaseTraversable, KeepsAllSwitchesInOneWordAtTheirBits)
         std::uint32_t bits;
         void (*change)(TqOcBaseTraversable&);
     };
+
     Case const cases[] = {
         {"modified", 0x0000FFFFu, [](Node& n) { n.SetModified(0xFFFF); }},
         {"modified box", 0x00000001u, [](Node& n) { n.SetModified(0x0001); }},
@@ -743,6 +741,7 @@ TEST(TqOcBaseTraversable, KeepsTheOrderOfThreeParentsWhenOneIsRemoved)
         int removed;
         Lines left;
     };
+
     Case const cases[] = {{0, {"b", "c"}}, {1, {"a", "c"}}, {2, {"a", "b"}}};
     for (Case const& one : cases) {
         SCOPED_TRACE(one.removed);
@@ -1134,10 +1133,7 @@ namespace
 class UnlinkingNode : public PlainTraversable
 {
 public:
-    explicit UnlinkingNode(EventLog* log)
-        : m_log(log)
-    {
-    }
+    explicit UnlinkingNode(EventLog* log) : m_log(log) {}
 
     void RemoveShape(TqOcShape* shape) override
     {
@@ -1205,9 +1201,9 @@ TEST(TqOcTraversable, StoresABadBoxAsGiven)
     PlainTraversable node;
     node.SetBoundingBox(MakeBox(5, 5, 5, -5, -5, -5));
     EXPECT_EQ(node.GetBoundingBox(), MakeBox(5, 5, 5, -5, -5, -5));
-    node.SetBoundingBox(MakeBox(-kInfinity, 0, 0, kInfinity, 1, 1));
-    EXPECT_EQ(node.GetBoundingBox(), MakeBox(-kInfinity, 0, 0, kInfinity, 1, 1));
-    node.SetBoundingBox(MakeBox(kNan, 0, 0, 1, 1, 1));
+    node.SetBoundingBox(MakeBox(-eINFINITY, 0, 0, eINFINITY, 1, 1));
+    EXPECT_EQ(node.GetBoundingBox(), MakeBox(-eINFINITY, 0, 0, eINFINITY, 1, 1));
+    node.SetBoundingBox(MakeBox(eNAN, 0, 0, 1, 1, 1));
     EXPECT_NE(node.GetBoundingBox().GetMin()[0], node.GetBoundingBox().GetMin()[0]);
     EXPECT_EQ(node.GetBoundingBox().GetMax()[0], 1.0);
     EXPECT_EQ(Hex(node.GetModified()), "0x1");
@@ -1218,9 +1214,9 @@ TEST(TqOcTraversable, KeepsNanOutOfAnExtendedBox)
     EventLog log;
     RecordingTraversable node(&log, "node");
     node.UpdateBoundingBox(MakeBox(0, 0, 0, 1, 1, 1));
-    node.ExtendBoundingBox(MakeBox(kNan, kNan, kNan, kNan, kNan, kNan));
+    node.ExtendBoundingBox(MakeBox(eNAN, eNAN, eNAN, eNAN, eNAN, eNAN));
     EXPECT_EQ(node.GetBoundingBox(), MakeBox(0, 0, 0, 1, 1, 1));
-    node.ExtendBoundingBox(MakeBox(kNan, -2, kNan, 3, kNan, kNan));
+    node.ExtendBoundingBox(MakeBox(eNAN, -2, eNAN, 3, eNAN, eNAN));
     EXPECT_EQ(node.GetBoundingBox(), MakeBox(0, -2, 0, 3, 1, 1));
 }
 

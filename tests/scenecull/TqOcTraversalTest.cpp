@@ -1,8 +1,8 @@
 // The base of all traversals: order of calls in one application, configuration, counters.
 
-#include "support/Recorders.h"
-
 #include "scenecull/TqOcTraversal.h"
+
+#include "support/Recorders.h"
 
 #include "geometry/TqLPlane3f.h"
 #include "geometry/TqLVec.h"
@@ -20,11 +20,7 @@ namespace
 class LoggingTraversal : public TqOcTraversal
 {
 public:
-    LoggingTraversal(EventLog* log, TqOcContext* context)
-        : TqOcTraversal(context)
-        , m_log(log)
-    {
-    }
+    LoggingTraversal(EventLog* log, TqOcContext* context) : TqOcTraversal(context), m_log(log) {}
 
     unsigned int areaTestsAtStart = 99;
     unsigned int frustumTestsAtStart = 99;
@@ -55,6 +51,7 @@ public:
     EventLog* log = nullptr;
 
     void AsyncApply(TqOcTraversable*) override { log->Add("AsyncApply"); }
+
     void WaitForCompletion() override { log->Add("WaitForCompletion"); }
 };
 
@@ -85,7 +82,7 @@ void ExpectSamePlane(TqLPlane3f const& plane, TqLPlane3f const& expected)
 
 std::array<TqLPlane3f, 6> MakeSixPlanes()
 {
-    return {MakePlane(1, 0, 0, 1), MakePlane(0, 1, 0, 2),  MakePlane(0, 0, 1, 3),
+    return {MakePlane(1, 0, 0, 1),  MakePlane(0, 1, 0, 2),  MakePlane(0, 0, 1, 3),
             MakePlane(-1, 0, 0, 4), MakePlane(0, -1, 0, 5), MakePlane(0, 0, -1, 6)};
 }
 

@@ -1,9 +1,10 @@
 // The plain visitor: what it sees of each node class, in which order, and what it may leave out.
 
+#include "scenecull/TqOcVisitor.h"
+
 #include "support/Recorders.h"
 
 #include "scenecull/TqOcStaticTraversable.h"
-#include "scenecull/TqOcVisitor.h"
 
 #include <gtest/gtest.h>
 
@@ -19,8 +20,7 @@ public:
     SelfVisitingShape(EventLog* log, std::string const& name)
         : RecordingShape(log, name, MakeCube(0, 0, 0, 1))
         , m_log(log)
-    {
-    }
+    {}
 
     void Visit(TqOcVisitor*) override { m_log->Add("Visit " + GetName()); }
 
@@ -91,11 +91,13 @@ TEST(TqOcVisitor, CanBeCopiedAndDestroyedThroughItsBase)
     *copy = visitor;
     static_assert(sizeof(TqOcVisitor) == sizeof(void*)); // nothing but its virtual operations
     static int s_destroyed = 0;
+
     class Derived : public TqOcVisitor
     {
     public:
         ~Derived() override { ++s_destroyed; }
     };
+
     copy = std::make_unique<Derived>();
     copy.reset();
     EXPECT_EQ(s_destroyed, 1);
@@ -110,9 +112,9 @@ TEST(TqOcVisitor, SeesContainersOnTheWayDownAndUpAndShapesInChildOrder)
     visitor.Apply(&building.root);
     EXPECT_EQ(building.log.Take(),
               (Lines{"BeginVisit root", "BeginVisit a", "VisitShape 1", "VisitShape 2",
-                     "EndVisit a", "BeginVisit b", "EndVisit b", "BeginVisit c",
-                     "BeginVisit leaf", "VisitShape 3", "EndVisit leaf", "EndVisit c",
-                     "BeginVisit d", "VisitShape 4", "EndVisit d", "EndVisit root"}));
+                     "EndVisit a", "BeginVisit b", "EndVisit b", "BeginVisit c", "BeginVisit leaf",
+                     "VisitShape 3", "EndVisit leaf", "EndVisit c", "BeginVisit d", "VisitShape 4",
+                     "EndVisit d", "EndVisit root"}));
 }
 
 TEST(TqOcVisitor, GetsOnlyBeginAndEndOfARootThatItPrunes)
@@ -131,6 +133,7 @@ TEST(TqOcVisitor, SkipsTheChildrenOfAContainerThatItPrunes)
         char const* pruned;
         Lines missing;
     };
+
     Case const cases[] = {
         {"a", {"VisitShape 1", "VisitShape 2"}},
         {"b", {}},
@@ -160,18 +163,19 @@ TEST(TqOcVisitor, PrunesAtAnyNonZeroAnswer)
     {
     public:
         using RecordingVisitor::RecordingVisitor;
+
         TqOcVisitor::Action BeginVisit(TqOcTraversable* node) override
         {
             RecordingVisitor::BeginVisit(node);
             return static_cast<TqOcVisitor::Action>(2);
         }
     };
+
     EventLog log;
     Visitor visitor(&log);
     RecordingLeaf leaf(&log, "leaf");
     leaf.AddChild(new RecordingShape(&log, "1", MakeCube(0, 0, 0, 1)));
-    RecordingSingleLeaf single(&log, "single",
-                               new RecordingShape(&log, "2", MakeCube(0, 0, 0, 1)));
+    RecordingSingleLeaf single(&log, "single", new RecordingShape(&log, "2", MakeCube(0, 0, 0, 1)));
     RecordingGroup group(&log, "group");
     group.AddChild(new RecordingLeaf(&log, "child"));
     log.Clear();
