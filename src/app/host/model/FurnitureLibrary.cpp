@@ -1,23 +1,11 @@
 #include "host/model/FurnitureLibrary.h"
 
+#include "host/model/SceneRecords.h"
+
 #include <algorithm>
 
 namespace host
 {
-namespace
-{
-
-bool IsMeshConsistent(Mesh const& mesh, size_t numMaterials)
-{
-    size_t const numVertices = mesh.GetNumVertices();
-    return mesh.material < numMaterials && mesh.positions.size() == numVertices * 3 &&
-           mesh.normals.size() == mesh.positions.size() && mesh.indices.size() % 3 == 0 &&
-           std::all_of(mesh.indices.begin(), mesh.indices.end(),
-                       [numVertices](uint32_t index) { return index < numVertices; });
-}
-
-} // namespace
-
 uint64_t FurnitureLibrary::GetTriangles(FurniturePiece const& piece) const
 {
     uint64_t total = 0;

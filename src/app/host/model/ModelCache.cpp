@@ -1,6 +1,6 @@
 #include "host/model/ModelCache.h"
 
-#include "host/model/BinaryStream.h"
+#include "host/model/SceneRecords.h"
 
 #include <cerrno>
 #include <chrono>
@@ -23,8 +23,6 @@ constexpr uint32_t eFORMAT_VERSION = 1;
 constexpr uint32_t eBYTE_ORDER = 0x01020304;
 
 // Smallest stored sizes, which bound the counts that a reader believes.
-constexpr size_t eLEAST_MATERIAL_BYTES = 8 + 4 * sizeof(float);
-constexpr size_t eLEAST_MESH_BYTES = 4 * 8 + 4;
 constexpr size_t eLEAST_PIECE_BYTES = 4 * 8 + 5 * sizeof(float) + 2 + 2 * 4;
 constexpr size_t eLEAST_CREDIT_BYTES = 4 * 8;
 
@@ -40,60 +38,10 @@ struct Header
 
 static_assert(sizeof(Header) == 40, "stored as it is: no padding");
 
-// ---- Records: one function a record, the same for writing and reading --------------------------
-// Archive is BinaryWriter or BinaryReader behind one name, so that the two cannot drift apart.
-
-struct Saver
-{
-    BinaryWriter& stream;
-
-    template <class T>
-    void operator()(T const& value)
-    {
-        stream.Write(value);
-    }
-};
-
-struct Loader
-{
-    BinaryReader& stream;
-
-    template <class T>
-    void operator()(T& value)
-    {
-        stream.Read(value);
-    }
-
-    void operator()(bool& value)
-    {
-        uint8_t byte = 0;
-        stream.Read(byte);
-        value = byte != 0;
-    }
-};
+// ---- Records ----
 
 template <class Archive, class T>
-void ExchangeMaterial(Archive&& archive, T& material)
-{
-    archive(material.name);
-    archive(material.color[0]);
-    archive(material.color[1]);
-    archive(material.color[2]);
-    archive(material.opacity);
-}
-
-template <class Archive, class T>
-void ExchangeMesh(Archive&& archive, T& mesh)
-{
-    archive(mesh.name);
-    archive(mesh.positions);
-    archive(mesh.normals);
-    archive(mesh.indices);
-    archive(mesh.material);
-}
-
-template <class Archive, class T>
-void ExchangePiece(Archive&& archive, T& piece)
+void ExchangePiece(Archive archive, T& piece)
 {
     archive(piece.name);
     archive(piece.category);
@@ -111,7 +59,7 @@ void ExchangePiece(Archive&& archive, T& piece)
 }
 
 template <class Archive, class T>
-void ExchangeCredit(Archive&& archive, T& credit)
+void ExchangeCredit(Archive archive, T& credit)
 {
     archive(credit.title);
     archive(credit.author);
@@ -119,45 +67,26 @@ void ExchangeCredit(Archive&& archive, T& credit)
     archive(credit.text);
 }
 
-template <class T, class Exchange>
-void SaveAll(BinaryWriter& stream, std::vector<T> const& items, Exchange exchange)
-{
-    stream.Write(static_cast<uint64_t>(items.size()));
-    for (T const& item : items) {
-        exchange(Saver{stream}, item);
-    }
-}
-
-template <class T, class Exchange>
-void LoadAll(BinaryReader& stream, size_t leastBytes, std::vector<T>& items, Exchange exchange)
-{
-    items.resize(stream.ReadCount(leastBytes));
-    for (T& item : items) {
-        exchange(Loader{stream}, item);
-    }
-}
-
 void SaveLibrary(BinaryWriter& stream, FurnitureLibrary const& library)
 {
-    SaveAll(stream, library.materials, [](auto a, auto& i) { ExchangeMaterial(a, i); });
-    SaveAll(stream, library.meshes, [](auto a, auto& i) { ExchangeMesh(a, i); });
-    SaveAll(stream, library.pieces, [](auto a, auto& i) { ExchangePiece(a, i); });
-    SaveAll(stream, library.credits, [](auto a, auto& i) { ExchangeCredit(a, i); });
-    Saver{stream}(library.generated);
+    SaveShapes(stream, library.materials, library.meshes);
+    SaveAll(stream, library.pieces, [](auto archive, auto& item) { ExchangePiece(archive, item); });
+    SaveAll(stream, library.credits,
+            [](auto archive, auto& item) { ExchangeCredit(archive, item); });
+    RecordSaver{stream}(library.generated);
     stream.Write(library.note);
 }
 
-void LoadLibrary(BinaryReader& stream, FurnitureLibrary& library)
+bool LoadLibrary(BinaryReader& stream, FurnitureLibrary& library)
 {
-    LoadAll(stream, eLEAST_MATERIAL_BYTES, library.materials,
-            [](auto a, auto& i) { ExchangeMaterial(a, i); });
-    LoadAll(stream, eLEAST_MESH_BYTES, library.meshes, [](auto a, auto& i) { ExchangeMesh(a, i); });
+    bool const good = LoadShapes(stream, library.materials, library.meshes);
     LoadAll(stream, eLEAST_PIECE_BYTES, library.pieces,
-            [](auto a, auto& i) { ExchangePiece(a, i); });
+            [](auto archive, auto& item) { ExchangePiece(archive, item); });
     LoadAll(stream, eLEAST_CREDIT_BYTES, library.credits,
-            [](auto a, auto& i) { ExchangeCredit(a, i); });
-    Loader{stream}(library.generated);
+            [](auto archive, auto& item) { ExchangeCredit(archive, item); });
+    RecordLoader{stream}(library.generated);
     stream.Read(library.note);
+    return good && stream.IsAtEnd();
 }
 
 // ---- Files --------------------------------------------------------------------------------------
@@ -183,14 +112,9 @@ bool ReadCacheFile(std::string const& path, uint64_t fingerprint, FurnitureLibra
         return false;
     }
     BinaryReader stream(file, header.numBytes);
-    LoadLibrary(stream, library);
-    if (!stream.IsAtEnd() || stream.GetChecksum() != header.checksum || !library.IsConsistent()) {
-        return false;
-    }
-    for (Mesh& mesh : library.meshes) {
-        mesh.UpdateBox();
-    }
-    return true;
+    // The checksum comes last, so that damage shows even where the records still make sense.
+    return LoadLibrary(stream, library) && stream.GetChecksum() == header.checksum &&
+           library.IsConsistent();
 }
 
 std::string DescribeErrno(char const* what)

@@ -1,6 +1,8 @@
 #include "host/model/ModelReader.h"
 
 #include "host/model/AssimpConvert.h"
+#include "host/model/FileFaults.h"
+#include "host/model/GuardedReader.h"
 #include "host/model/Transforms.h"
 
 #include <assimp/Importer.hpp>
@@ -9,13 +11,9 @@
 #include <assimp/scene.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <new>
 #include <utility>
 
 namespace host
@@ -43,34 +41,6 @@ public:
 private:
     ProgressFn const& m_progress;
 };
-
-/// What makes a path unfit before an importer looks at it; empty when nothing does.
-std::string FindFileFault(std::string const& path)
-{
-    std::error_code error;
-    std::filesystem::file_status const status = std::filesystem::status(path, error);
-    if (status.type() == std::filesystem::file_type::not_found) {
-        return "no such file";
-    }
-    if (status.type() == std::filesystem::file_type::none) {
-        return "cannot be read: " + error.message();
-    }
-    if (status.type() == std::filesystem::file_type::directory) {
-        return "is a directory, not a model file";
-    }
-    if (status.type() != std::filesystem::file_type::regular) {
-        return "is not a regular file";
-    }
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return std::string("cannot be read: ") + std::strerror(errno != 0 ? errno : EIO);
-    }
-    if (file.peek() == std::ifstream::traits_type::eof()) {
-        return file.bad() ? "cannot be read" : "is empty";
-    }
-    return {};
-}
 
 /// assimp's matrices act on column vectors, ours on row vectors: the transpose.
 TqLAffine3f ConvertMatrix(aiMatrix4x4 const& m)
@@ -165,8 +135,11 @@ bool ImportModel(std::string const& path, SceneModel& scene, std::string& reason
     aiScene const* source = importer.ReadFile(path, GetAssimpSteps());
     std::string const message = MakeOneLine(importer.GetErrorString());
     if (source == nullptr) {
-        reason = "cannot be read as a model: " +
-                 (message.empty() ? std::string("damaged or of no known format") : message);
+        // What is left of a file with nothing but points and lines.
+        bool const nothingLeft = message.find("No meshes remaining") != std::string::npos;
+        reason = nothingLeft       ? "has no triangles"
+                 : message.empty() ? "cannot be read as a model: damaged or of no known format"
+                                   : "cannot be read as a model: " + message;
         return false;
     }
     if (source->mRootNode == nullptr || source->mNumMeshes == 0) {
@@ -211,20 +184,21 @@ bool ReadModelFile(std::string const& path, SceneModel& scene, std::string& reas
     std::string fault;
     try {
         fault = FindFileFault(path);
-        if (fault.empty() && ImportModel(path, scene, fault, progress)) {
+        std::error_code error;
+        uint64_t const numBytes = std::filesystem::file_size(path, error);
+        ReadFn const read = [&path](SceneModel& made, std::string& why, ProgressFn const& report) {
+            return ImportModel(path, made, why, report);
+        };
+        if (fault.empty() && ReadGuarded(read, error ? 0 : numBytes, scene, fault, progress)) {
             scene.title = std::filesystem::path(path).filename().string();
             scene.path = MakeOrbitPath(scene.box);
             return true;
         }
-    } catch (std::bad_alloc const&) {
-        fault = "is too large for the memory there is";
-    } catch (std::exception const& error) {
-        fault = "cannot be read as a model: " + MakeOneLine(error.what());
-    } catch (...) {
-        fault = "cannot be read as a model";
+    } catch (std::exception const& failure) {
+        fault = std::string("cannot be read: ") + failure.what();
     }
     scene = SceneModel();
-    reason = fault;
+    reason = MakeOneLine(fault);
     return false;
 }
 

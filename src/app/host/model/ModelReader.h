@@ -3,7 +3,8 @@
 // it, and a suggested flight around and through the whole.
 //
 // The demo calls this for a model named on its command line. Bad files are answered with a reason,
-// never with an exception. Cost is that of parsing the file, once.
+// never with an exception or a crash: the importer runs in a process of its own (GuardedReader).
+// Cost is that of parsing the file, once, and of passing the result on.
 #pragma once
 
 #include "host/model/SceneModel.h"

@@ -1,0 +1,38 @@
+#include "host/model/SceneRecords.h"
+
+#include <algorithm>
+
+namespace host
+{
+
+void SaveShapes(BinaryWriter& stream, std::vector<Material> const& materials,
+                std::vector<Mesh> const& meshes)
+{
+    SaveAll(stream, materials, [](auto archive, auto& item) { ExchangeMaterial(archive, item); });
+    SaveAll(stream, meshes, [](auto archive, auto& item) { ExchangeMesh(archive, item); });
+}
+
+bool LoadShapes(BinaryReader& stream, std::vector<Material>& materials, std::vector<Mesh>& meshes)
+{
+    LoadAll(stream, eLEAST_MATERIAL_BYTES, materials,
+            [](auto archive, auto& item) { ExchangeMaterial(archive, item); });
+    LoadAll(stream, eLEAST_MESH_BYTES, meshes,
+            [](auto archive, auto& item) { ExchangeMesh(archive, item); });
+    bool good = stream.IsGood();
+    for (Mesh& mesh : meshes) {
+        good = good && IsMeshConsistent(mesh, materials.size());
+        mesh.UpdateBox();
+    }
+    return good;
+}
+
+bool IsMeshConsistent(Mesh const& mesh, size_t numMaterials)
+{
+    size_t const numVertices = mesh.GetNumVertices();
+    return mesh.material < numMaterials && mesh.positions.size() == numVertices * 3 &&
+           mesh.normals.size() == mesh.positions.size() && mesh.indices.size() % 3 == 0 &&
+           std::all_of(mesh.indices.begin(), mesh.indices.end(),
+                       [numVertices](uint32_t index) { return index < numVertices; });
+}
+
+} // namespace host
