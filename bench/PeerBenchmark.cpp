@@ -13,6 +13,8 @@
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcTraversable.h"
 
+#include "geometry/TqLPlane3f.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cfloat>
@@ -107,6 +109,36 @@ BENCHMARK_CAPTURE(BestFirst, PlantViewSlack, eALL, 1e9)->Apply(OurSizes);
 BENCHMARK_CAPTURE(BestFirst, Plant40m, e40M, 0.0)->Apply(OurSizes);
 BENCHMARK_CAPTURE(BestFirst, Plant40mSlack, e40M, 1e9)->Apply(OurSizes);
 
+// ---- The naive form -----------------------------------------------------------------------------
+
+/// Tests every box against the six planes.
+void CullFlat(benchmark::State& state, Range range)
+{
+    auto const boxes = BenchModel::GetBoxes(static_cast<std::size_t>(state.range(0)));
+    RunPath(state, MakeViews(range, GetBounds(*boxes)), [&](SceneView const& view) {
+        TqLPlane3f planes[6];
+        MakeViewFrustum(view).GetPlanes(planes);
+        for (std::size_t i = 0; i < boxes->size(); ++i) {
+            bool inside = true;
+            for (int side = 0; side < 6 && inside; ++side) {
+                inside = planes[side].MaxDistanceFromPlane((*boxes)[i]) >= 0.0;
+            }
+            if (inside) {
+                BenchShape::s_sink.Add(static_cast<std::uint32_t>(i));
+            }
+        }
+    });
+}
+
+void PeerSizes(benchmark::internal::Benchmark* bench)
+{
+    bench->ArgName("shapes")->Unit(benchmark::kMicrosecond);
+    bench->Arg(10000)->Arg(100000)->Arg(1000000);
+}
+
+BENCHMARK_CAPTURE(CullFlat, PlantView, eALL)->Apply(PeerSizes);
+BENCHMARK_CAPTURE(CullFlat, Plant40m, e40M)->Apply(PeerSizes);
+
 // ---- Boost --------------------------------------------------------------------------------------
 
 #ifdef SCENECULL_BENCH_BOOST
@@ -131,23 +163,10 @@ void CullBoostPack16(benchmark::State& state, Range range)
 
 BENCHMARK(BuildBoostPack16)
     ->Name("BuildBoostPack16_Plant")
-    ->ArgName("shapes")
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(1000000)
+    ->Apply(PeerSizes)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(CullBoostPack16, PlantView, eALL)
-    ->ArgName("shapes")
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(1000000)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(CullBoostPack16, Plant40m, e40M)
-    ->ArgName("shapes")
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(1000000)
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(CullBoostPack16, PlantView, eALL)->Apply(PeerSizes);
+BENCHMARK_CAPTURE(CullBoostPack16, Plant40m, e40M)->Apply(PeerSizes);
 
 #endif
 
