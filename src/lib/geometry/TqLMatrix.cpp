@@ -3,8 +3,11 @@
 #include "util/TqUComponent.h"
 #include "util/TqUError.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -49,20 +52,43 @@ struct Scaling
     int columns[N] = {};
 };
 
-// The exponent by which the largest of N numbers, stride apart, comes to lie in [0.5, 1).
+// frexp and ldexp as their fast cases: an inverse takes dozens of them.
+
+int ExponentOf(double positive)
+{
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &positive, sizeof(bits));
+    int const biased = static_cast<int>(bits >> 52);
+    if (biased != 0) {
+        return biased - 1022;
+    }
+    int exponent = 0;
+    std::frexp(positive, &exponent); // subnormal
+    return exponent;
+}
+
+double TimesPowerOfTwo(double value, int exponent)
+{
+    if (exponent < -1022 || exponent > 1023) {
+        return std::ldexp(value, exponent);
+    }
+    std::uint64_t const bits = static_cast<std::uint64_t>(exponent + 1023) << 52;
+    double power = 0.0;
+    std::memcpy(&power, &bits, sizeof(power));
+    return value * power;
+}
+
+// The exponent by which the largest of N numbers, stride apart, comes to lie in [0.5, 1); false when
+// all are 0.
 template <int N>
 bool FindExponent(double const* values, int stride, int* exponent)
 {
     double greatest = 0.0;
     for (int index = 0; index < N; ++index) {
-        greatest = std::fmax(greatest, std::fabs(values[index * stride]));
+        greatest = std::max(greatest, std::fabs(values[index * stride]));
     }
-    if (greatest == 0.0) {
-        return false;
-    }
-    std::frexp(greatest, exponent);
-    *exponent = -*exponent;
-    return true;
+    *exponent = greatest == 0.0 ? 0 : -ExponentOf(greatest);
+    return greatest != 0.0;
 }
 
 template <int N>
@@ -73,7 +99,7 @@ bool Equilibrate(double (&m)[N][N], Scaling<N>* scaling)
             return false;
         }
         for (int column = 0; column < N; ++column) {
-            m[row][column] = std::ldexp(m[row][column], scaling->rows[row]);
+            m[row][column] = TimesPowerOfTwo(m[row][column], scaling->rows[row]);
         }
     }
     for (int column = 0; column < N; ++column) {
@@ -81,7 +107,7 @@ bool Equilibrate(double (&m)[N][N], Scaling<N>* scaling)
             return false;
         }
         for (int row = 0; row < N; ++row) {
-            m[row][column] = std::ldexp(m[row][column], scaling->columns[column]);
+            m[row][column] = TimesPowerOfTwo(m[row][column], scaling->columns[column]);
         }
     }
     return true;
@@ -163,7 +189,7 @@ bool Invert(double (&m)[N][N])
     for (int row = 0; row < N; ++row) {
         for (int column = 0; column < N; ++column) {
             m[row][column]
-                = std::ldexp(m[row][column], scaling.columns[row] + scaling.rows[column]);
+                = TimesPowerOfTwo(m[row][column], scaling.columns[row] + scaling.rows[column]);
         }
     }
     return true;

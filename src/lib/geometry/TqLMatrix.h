@@ -86,7 +86,7 @@ public:
 
     constexpr TqLVec3f GetTranslation() const { return GetRow(3); }
 
-    /// The affine that undoes this one, on whichever side it is multiplied. Costs about 150 ns.
+    /// The affine that undoes this one, on whichever side it is multiplied. Takes some 200 ns.
     /// A linear part that is singular up to rounding, or an element that is infinite or NaN, or an
     /// inverse beyond the range of a double: posts severity 1 against "TqLMatrix" and returns the
     /// identity.

@@ -20,14 +20,11 @@ double SumOfSizes(TqLVec3f const& vec)
     return std::fabs(vec[0]) + std::fabs(vec[1]) + std::fabs(vec[2]);
 }
 
-// A bound for |x| + |y| + |z| over the box; a NaN counts as 0.
+// Bounds |x| + |y| + |z| over the box. NaN for a box with a NaN, which then fails every compare, and
+// so is neither outside a plane nor inside.
 double SumOfSizes(TqLBox3f const& box)
 {
-    double sum = 0.0;
-    for (int axis = 0; axis < 3; ++axis) {
-        sum += std::fmax(std::fabs(box.GetMin()[axis]), std::fabs(box.GetMax()[axis]));
-    }
-    return sum;
+    return SumOfSizes(box.GetMin().Vec()) + SumOfSizes(box.GetMax().Vec());
 }
 
 } // namespace

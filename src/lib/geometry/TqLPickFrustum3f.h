@@ -66,7 +66,8 @@ public:
     ///
     /// A box that meets the frustum is never culled: a box counts as outside only beyond the
     /// rounding of the test itself. A box that is outside no single plane may be kept although it
-    /// misses the frustum. An empty box is culled under every mask, one with a NaN never.
+    /// misses the frustum. An empty box is culled under every mask; one with an infinite or NaN
+    /// corner is never, and clears no bit.
     TQL_API int CanCull(TqLBox3f const& box, int* planes) const;
 
     /// The smallest distance from the origin to a point of the box, in world units; 0 when the

@@ -23,22 +23,23 @@ namespace {
 
 TqUComponent s_component("TqLPickSweep");
 
-// Bounds, in units of the largest coordinate at play, how far a computed distance may be off.
-constexpr double s_rounding = 32.0 * DBL_EPSILON;
+// Bounds, in units of the coordinates at play, how far a computed distance may be off.
+constexpr double s_rounding = 16.0 * DBL_EPSILON;
 
 bool IsFinite(TqLVec3f const& vec)
 {
     return std::isfinite(vec[0]) && std::isfinite(vec[1]) && std::isfinite(vec[2]);
 }
 
-// The greater of a known size and the sizes of a box's coordinates; a NaN among them counts as 0.
-double LargestSize(double size, TqLBox3f const& box)
+// Bounds the coordinates of a box. NaN for a box with a NaN, which then fails every compare, and so
+// is never found to be beside the sweep.
+double SumOfSizes(TqLBox3f const& box)
 {
+    double sum = 0.0;
     for (int axis = 0; axis < 3; ++axis) {
-        size = std::fmax(size, std::fabs(box.GetMin()[axis]));
-        size = std::fmax(size, std::fabs(box.GetMax()[axis]));
+        sum += std::fabs(box.GetMin()[axis]) + std::fabs(box.GetMax()[axis]);
     }
-    return size;
+    return sum;
 }
 
 // How far a coordinate lies beyond the box on an axis: negative below the minimum, positive above
@@ -152,7 +153,7 @@ void TqLPickSweep::UpdateSweptBox()
     TqLPos3f const end = m_center + m_sweep;
     m_sweptBox.SetValue(m_center - m_halfSize, m_center + m_halfSize);
     m_sweptBox.ExtendBy(TqLBox3f(end - m_halfSize, end + m_halfSize));
-    m_largest = LargestSize(0.0, m_sweptBox);
+    m_rounding = s_rounding * SumOfSizes(m_sweptBox);
 }
 
 void TqLPickSweep::ShortenTo(double fraction)
@@ -177,7 +178,7 @@ int TqLPickSweep::CanCull(TqLBox3f const& box, int* planes) const
     if (m_body == eNOTHING || box.IsEmpty()) {
         return 1;
     }
-    double const rounding = s_rounding * LargestSize(m_largest, box);
+    double const rounding = m_rounding + s_rounding * SumOfSizes(box);
     for (int axis = 0; axis < 3; ++axis) {
         int const lowerBit = 1 << (2 * axis);
         int const upperBit = 2 << (2 * axis);

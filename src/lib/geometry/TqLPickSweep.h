@@ -91,8 +91,8 @@ public:
     /// Non-zero when the moving body touches the box nowhere on its way.
     ///
     /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the test
-    /// itself, and kept only when it is touched or as near as that. An empty box is
-    /// culled; a NaN corner counts as no bound on its axis.
+    /// itself, and kept only when it is touched or as near as that. An empty box is culled, and one
+    /// with an infinite or NaN corner never, unless there is no body.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
     ///        are left alone.
@@ -120,7 +120,7 @@ private:
     TqLVec3f m_halfSize;
     TqLVec3f m_sweep;
     TqLBox3f m_sweptBox;
-    double m_largest = 0.0; // the largest coordinate of the swept box, for rounding bounds
+    double m_rounding = 0.0; // that part of the tests' rounding bound that no box has a say in
     Body m_body = eNOTHING;
     bool m_isShortened = false;
 };

@@ -1,0 +1,511 @@
+#include "geometry/TqLPickSweep.h"
+
+#include "GeometryRandom.h"
+#include "support/PostedErrors.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+TqLBox3f PointBox(double x, double y, double z)
+{
+    return TqLBox3f(TqLPos3f(x, y, z), TqLPos3f(x, y, z));
+}
+
+bool IsCulled(TqLPickSweep const& sweep, TqLBox3f const& box)
+{
+    int planes = TqLPickSweep::eALL_PLANES;
+    return sweep.CanCull(box, &planes) != 0;
+}
+
+// ---- Oracles, in long double ---------------------------------------------------------------------
+
+// Whether the segment of centres meets the box grown by a margin and the half sizes: clipping the
+// segment, one axis after the other.
+bool MeetsGrownBox(TqLPickSweep const& sweep, TqLBox3f const& box, long double margin)
+{
+    long double from = 0.0L;
+    long double to = 1.0L;
+    for (int axis = 0; axis < 3; ++axis) {
+        long double const reach = sweep.GetHalfSize()[axis] + margin;
+        long double const min = box.GetMin()[axis] - reach;
+        long double const max = box.GetMax()[axis] + reach;
+        if (min > max) {
+            return false;
+        }
+        long double const start = sweep.GetCenter()[axis];
+        long double const step = sweep.GetSweep()[axis];
+        if (step == 0.0L) {
+            if (start < min || start > max) {
+                return false;
+            }
+            continue;
+        }
+        long double const a = (min - start) / step;
+        long double const b = (max - start) / step;
+        from = std::max(from, std::min(a, b));
+        to = std::min(to, std::max(a, b));
+    }
+    return from <= to;
+}
+
+long double DistanceAt(TqLPickSweep const& sweep, TqLBox3f const& box, long double t)
+{
+    long double square = 0.0L;
+    for (int axis = 0; axis < 3; ++axis) {
+        long double const p = sweep.GetCenter()[axis] + t * sweep.GetSweep()[axis];
+        long double const min = box.GetMin()[axis];
+        long double const max = box.GetMax()[axis];
+        long double const gap = p < min ? min - p : (p > max ? p - max : 0.0L);
+        square += gap * gap;
+    }
+    return std::sqrt(square);
+}
+
+// The least distance of the moving centre from the box: it is convex along the way, so thirds are
+// cut off until nothing is left.
+long double LeastDistance(TqLPickSweep const& sweep, TqLBox3f const& box)
+{
+    long double from = 0.0L;
+    long double to = 1.0L;
+    for (int step = 0; step < 200; ++step) {
+        long double const a = from + (to - from) / 3.0L;
+        long double const b = to - (to - from) / 3.0L;
+        if (DistanceAt(sweep, box, a) <= DistanceAt(sweep, box, b)) {
+            to = b;
+        } else {
+            from = a;
+        }
+    }
+    return std::min({DistanceAt(sweep, box, 0.5L * (from + to)), DistanceAt(sweep, box, 0.0L),
+                     DistanceAt(sweep, box, 1.0L)});
+}
+
+// Whether the moving body comes as near to the box as a margin.
+bool Touches(TqLPickSweep const& sweep, TqLBox3f const& box, long double margin)
+{
+    return sweep.GetBody() == TqLPickSweep::eBOX
+               ? MeetsGrownBox(sweep, box, margin)
+               : LeastDistance(sweep, box) <= sweep.GetRadius() + margin;
+}
+
+// Whether the body, standing at a share of its way, touches the box.
+bool TouchesAt(TqLPickSweep const& sweep, TqLBox3f const& box, long double t)
+{
+    if (sweep.GetBody() == TqLPickSweep::eSPHERE) {
+        return DistanceAt(sweep, box, t) <= sweep.GetRadius();
+    }
+    for (int axis = 0; axis < 3; ++axis) {
+        long double const p = sweep.GetCenter()[axis] + t * sweep.GetSweep()[axis];
+        long double const half = sweep.GetHalfSize()[axis];
+        if (p + half < box.GetMin()[axis] || p - half > box.GetMax()[axis]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+struct Scene
+{
+    TqLPickSweep sweep;
+    TqLBox3f box;
+    double within;
+};
+
+Scene RandomScene(SceneRandom* random)
+{
+    Scene scene;
+    scene.within = random->Chance(0.25) ? 1e7 : 10.0;
+    TqLVec3f const place = scene.within > 10.0 ? RandomVec(random, scene.within) : TqLVec3f();
+    TqLPos3f const center = RandomPos(random, 5.0) + place;
+    TqLVec3f sweep = RandomVec(random, 10.0);
+    for (int axis = 0; axis < 3; ++axis) { // along axes and planes, and standing still
+        if (random->Chance(0.25)) {
+            sweep[axis] = 0.0;
+        }
+    }
+    if (random->Chance(0.5)) {
+        TqLVec3f const half(random->Range(0.0, 2.0), random->Range(0.0, 2.0),
+                            random->Chance(0.1) ? 0.0 : random->Range(0.0, 2.0));
+        scene.sweep.SetBox(center, half, sweep);
+    } else {
+        scene.sweep.SetSphere(center, random->Chance(0.1) ? 0.0 : random->Range(0.0, 2.0), sweep);
+    }
+    // Somewhere about the way, so that about half the boxes are near enough.
+    TqLVec3f const about = center.Vec() + sweep * random->Range(-0.2, 1.2);
+    TqLBox3f const box = RandomBox(random, 4.0, 5.0);
+    scene.box.SetValue(box.GetMin() + about, box.GetMax() + about);
+    return scene;
+}
+
+} // namespace
+
+// ---- Life ----------------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, HasNoBodyAfterConstructionAndCullsEverything)
+{
+    TqLPickSweep const sweep;
+    EXPECT_EQ(sweep.GetBody(), TqLPickSweep::eNOTHING);
+    EXPECT_EQ(sweep.GetCenter(), TqLPos3f());
+    EXPECT_EQ(sweep.GetSweep(), TqLVec3f());
+    EXPECT_TRUE(sweep.GetSweptBox().IsEmpty());
+    EXPECT_TRUE(sweep.IsPick());
+    EXPECT_FALSE(sweep.IsShortened());
+    EXPECT_TRUE(IsCulled(sweep, PointBox(0.0, 0.0, 0.0)));
+    EXPECT_NE(sweep.CanCullRepeat(PointBox(0.0, 0.0, 0.0)), 0);
+    int planes = 0;
+    EXPECT_NE(sweep.CanCull(PointBox(0.0, 0.0, 0.0), &planes), 0);
+}
+
+TEST(TqLPickSweep, KeepsTheBoxItIsSetTo)
+{
+    TqLPickSweep const sweep(TqLPos3f(1.0, 2.0, 3.0), TqLVec3f(0.5, 1.0, 1.5),
+                             TqLVec3f(10.0, 0.0, -20.0));
+    EXPECT_EQ(sweep.GetBody(), TqLPickSweep::eBOX);
+    EXPECT_EQ(sweep.GetCenter(), TqLPos3f(1.0, 2.0, 3.0));
+    EXPECT_EQ(sweep.GetHalfSize(), TqLVec3f(0.5, 1.0, 1.5));
+    EXPECT_EQ(sweep.GetRadius(), 0.0);
+    EXPECT_EQ(sweep.GetSweep(), TqLVec3f(10.0, 0.0, -20.0));
+    EXPECT_FALSE(sweep.IsPick());
+    EXPECT_EQ(sweep.GetSweptBox(),
+              TqLBox3f(TqLPos3f(0.5, 1.0, -18.5), TqLPos3f(11.5, 3.0, 4.5)));
+}
+
+TEST(TqLPickSweep, KeepsTheSphereItIsSetTo)
+{
+    TqLPickSweep const sweep(TqLPos3f(1.0, 2.0, 3.0), 0.5, TqLVec3f(10.0, 0.0, 0.0));
+    EXPECT_EQ(sweep.GetBody(), TqLPickSweep::eSPHERE);
+    EXPECT_EQ(sweep.GetRadius(), 0.5);
+    EXPECT_EQ(sweep.GetHalfSize(), TqLVec3f(0.5, 0.5, 0.5));
+    EXPECT_EQ(sweep.GetSweptBox(), TqLBox3f(TqLPos3f(0.5, 1.5, 2.5), TqLPos3f(11.5, 2.5, 3.5)));
+}
+
+TEST(TqLPickSweep, IsAPickWhenTheSweepVectorIsZero)
+{
+    TqLPickSweep sweep(TqLPos3f(), 1.0, TqLVec3f());
+    EXPECT_TRUE(sweep.IsPick());
+    EXPECT_FALSE(IsCulled(sweep, PointBox(0.0, 1.0, 0.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(0.0, 1.1, 0.0)));
+    sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(0.0, -0.0, 0.0));
+    EXPECT_TRUE(sweep.IsPick());
+    EXPECT_FALSE(IsCulled(sweep, PointBox(1.0, -1.0, 1.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(1.0, -1.0, 1.1)));
+    sweep.SetBox(TqLPos3f(), TqLVec3f(), TqLVec3f(0.0, 0.0, DBL_TRUE_MIN));
+    EXPECT_FALSE(sweep.IsPick());
+}
+
+TEST(TqLPickSweep, ImpossibleArgumentsPostAndLeaveNoBody)
+{
+    TqLPos3f const center(1.0, 2.0, 3.0);
+    TqLVec3f const half(1.0, 1.0, 1.0);
+    TqLVec3f const vec(5.0, 0.0, 0.0);
+    auto const expectRefused = [](auto const& make) {
+        TqLPickSweep sweep(TqLPos3f(), 1.0, TqLVec3f(1.0, 0.0, 0.0));
+        PostedErrors posted;
+        make(&sweep);
+        ASSERT_EQ(posted.Size(), 1);
+        EXPECT_EQ(posted.Get()[0].severity, 1);
+        EXPECT_EQ(posted.Get()[0].component, "TqLPickSweep");
+        EXPECT_EQ(sweep.GetBody(), TqLPickSweep::eNOTHING);
+        EXPECT_EQ(sweep.GetCenter(), TqLPos3f());
+        EXPECT_TRUE(sweep.IsPick());
+        EXPECT_TRUE(IsCulled(sweep, PointBox(0.0, 0.0, 0.0)));
+    };
+    for (double const bad : {notANumber, infinity, -infinity}) {
+        for (int axis = 0; axis < 3; ++axis) {
+            SCOPED_TRACE(testing::Message() << bad << " on axis " << axis);
+            expectRefused([&](TqLPickSweep* sweep) {
+                TqLPos3f wrong(center);
+                wrong[axis] = bad;
+                sweep->SetBox(wrong, half, vec);
+            });
+            expectRefused([&](TqLPickSweep* sweep) {
+                TqLVec3f wrong(half);
+                wrong[axis] = bad;
+                sweep->SetBox(center, wrong, vec);
+            });
+            expectRefused([&](TqLPickSweep* sweep) {
+                TqLVec3f wrong(vec);
+                wrong[axis] = bad;
+                sweep->SetSphere(center, 1.0, wrong);
+            });
+        }
+        expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(center, bad, vec); });
+    }
+    expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(center, -1.0, vec); });
+    expectRefused([&](TqLPickSweep* sweep) { *sweep = TqLPickSweep(center, -1.0, vec); });
+    expectRefused(
+        [&](TqLPickSweep* sweep) { sweep->SetBox(center, TqLVec3f(1.0, -1.0, 1.0), vec); });
+    expectRefused([&](TqLPickSweep* sweep) { // the end lies beyond the range of a double
+        sweep->SetSphere(TqLPos3f(DBL_MAX, 0.0, 0.0), 1.0, TqLVec3f(DBL_MAX, 0.0, 0.0));
+    });
+    expectRefused(
+        [&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), DBL_MAX, TqLVec3f()); });
+}
+
+// ---- Exact tests ---------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, ABoxTouchesWhatItMeetsOnItsWay)
+{
+    // A unit cube from the origin along the diagonal of x and y.
+    TqLPickSweep const sweep(TqLPos3f(), TqLVec3f(0.5, 0.5, 0.5), TqLVec3f(10.0, 10.0, 0.0));
+    EXPECT_FALSE(IsCulled(sweep, PointBox(5.0, 5.0, 0.0)));
+    EXPECT_FALSE(IsCulled(sweep, PointBox(5.0, 6.0, 0.0))); // its corner grazes the point
+    EXPECT_TRUE(IsCulled(sweep, PointBox(5.0, 6.1, 0.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(8.0, 2.0, 0.0))); // in the box around the sweep
+    EXPECT_FALSE(IsCulled(sweep, PointBox(10.5, 10.5, 0.5)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(10.6, 10.5, 0.5)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(-0.6, 0.0, 0.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(5.0, 5.0, 0.6)));
+}
+
+TEST(TqLPickSweep, ASphereTouchesWhatItMeetsOnItsWay)
+{
+    TqLPickSweep const sweep(TqLPos3f(), 1.0, TqLVec3f(10.0, 0.0, 0.0));
+    EXPECT_FALSE(IsCulled(sweep, PointBox(5.0, 1.0, 0.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(5.0, 0.8, 0.8))); // a box of this size would touch
+    EXPECT_FALSE(IsCulled(sweep, PointBox(11.0, 0.0, 0.0)));
+    EXPECT_TRUE(IsCulled(sweep, PointBox(10.8, 0.8, 0.0))); // beside the round end
+    EXPECT_FALSE(IsCulled(sweep, TqLBox3f(TqLPos3f(5.0, 0.6, 0.8), TqLPos3f(6.0, 4.0, 4.0))));
+    EXPECT_TRUE(IsCulled(sweep, TqLBox3f(TqLPos3f(5.0, 0.61, 0.81), TqLPos3f(6.0, 4.0, 4.0))));
+}
+
+TEST(TqLPickSweep, RandomSweepsCullJustWhatTheyLeaveAGapTo)
+{
+    SceneRandom random(61);
+    int culled = 0;
+    int kept = 0;
+    int undecided = 0;
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        // What is touched is kept without any allowance. A gap as small as this may count as a
+        // touch; the search for the least distance is good to a root of rounding.
+        long double const margin = 1e-13L * (scene.within + 10.0L) + 1e-9L;
+        bool const isCulled = IsCulled(scene.sweep, scene.box);
+        if (Touches(scene.sweep, scene.box, 0.0L)) {
+            ++kept;
+            ASSERT_FALSE(isCulled);
+        } else if (!Touches(scene.sweep, scene.box, margin)) {
+            ++culled;
+            ASSERT_TRUE(isCulled);
+        } else {
+            ++undecided; // such as a point through a flat box, where the search stops just short
+        }
+        ASSERT_EQ(scene.sweep.CanCullRepeat(scene.box) != 0, isCulled);
+    }
+    EXPECT_GT(culled, 5000);
+    EXPECT_GT(kept, 3000);
+    EXPECT_LT(undecided, 50);
+}
+
+TEST(TqLPickSweep, NeverCullsABoxThatTheBodyTouchesAtSomeMoment)
+{
+    SceneRandom random(62);
+    int touched = 0;
+    for (int run = 0; run < 5000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        bool isTouched = false;
+        for (int sample = 0; sample <= 100 && !isTouched; ++sample) {
+            isTouched = TouchesAt(scene.sweep, scene.box, 0.01L * sample);
+        }
+        if (isTouched) {
+            ++touched;
+            ASSERT_FALSE(IsCulled(scene.sweep, scene.box));
+        }
+    }
+    EXPECT_GT(touched, 1000);
+}
+
+TEST(TqLPickSweep, KeepsBoxesThatItOnlyGrazes)
+{
+    // Boxes whose corner lies on the boundary of the swept volume, up to one rounding.
+    SceneRandom random(63);
+    for (int run = 0; run < 5000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        TqLVec3f const side = RandomDirection(&random);
+        double const t = random.Unit();
+        TqLPos3f contact = scene.sweep.GetCenter() + scene.sweep.GetSweep() * t;
+        if (scene.sweep.GetBody() == TqLPickSweep::eSPHERE) {
+            contact += TqLUnitVec3f(side).Vec() * scene.sweep.GetRadius();
+        } else {
+            for (int axis = 0; axis < 3; ++axis) {
+                double const half = scene.sweep.GetHalfSize()[axis];
+                contact[axis] += side[axis] > 0.0 ? half : -half;
+            }
+        }
+        // The box lies on the far side of the contact.
+        TqLBox3f box;
+        box.ExtendBy(contact);
+        box.ExtendBy(contact + TqLVec3f(side[0] > 0.0 ? 1.0 : -1.0, side[1] > 0.0 ? 2.0 : -2.0,
+                                        side[2] > 0.0 ? 3.0 : -3.0));
+        ASSERT_FALSE(IsCulled(scene.sweep, box));
+    }
+}
+
+// ---- The plane mask ------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, ClearsTheFacesTheBoxIsInsideOfAndNoOther)
+{
+    TqLPickSweep const sweep(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(8.0, 0.0, 0.0));
+    int planes = 63 | 64;
+    EXPECT_EQ(sweep.CanCull(TqLBox3f(TqLPos3f(0.0, 0.0, 0.0), TqLPos3f(2.0, 1.0, 0.5)), &planes),
+              0);
+    EXPECT_EQ(planes, 64);
+    for (int face = 0; face < 6; ++face) {
+        TqLPos3f min(0.0, 0.0, 0.0);
+        TqLPos3f max(0.5, 0.5, 0.5);
+        (face % 2 == 0 ? min : max)[face / 2] = face % 2 == 0 ? -50.0 : 50.0;
+        planes = 63;
+        EXPECT_EQ(sweep.CanCull(TqLBox3f(min, max), &planes), 0) << face;
+        EXPECT_EQ(planes, 1 << face);
+    }
+}
+
+TEST(TqLPickSweep, NarrowedMasksGiveTheSameCullsAsAllFaces)
+{
+    SceneRandom random(64);
+    int culled = 0;
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        TqLVec3f const move = RandomVec(&random, 3.0);
+        TqLBox3f parent = scene.box;
+        parent.ExtendBy(TqLBox3f(scene.box.GetMin() + move, scene.box.GetMax() + move));
+        int planes = TqLPickSweep::eALL_PLANES;
+        bool const isParentCulled = scene.sweep.CanCull(parent, &planes) != 0;
+        int narrowed = planes;
+        bool const isCulled = IsCulled(scene.sweep, scene.box);
+        if (isParentCulled) {
+            ASSERT_TRUE(isCulled);
+        } else {
+            ASSERT_EQ(scene.sweep.CanCull(scene.box, &narrowed) != 0, isCulled);
+            ASSERT_EQ(narrowed & ~planes, 0);
+        }
+        culled += isCulled ? 1 : 0;
+    }
+    EXPECT_GT(culled, 5000);
+}
+
+// ---- Odd boxes -----------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, CullsEmptyBoxesAndNeverThoseWithoutBounds)
+{
+    for (bool const isBox : {true, false}) {
+        TqLPickSweep sweep;
+        if (isBox) {
+            sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(3.0, 4.0, 5.0));
+        } else {
+            sweep.SetSphere(TqLPos3f(), 1.0, TqLVec3f(3.0, 4.0, 5.0));
+        }
+        EXPECT_TRUE(IsCulled(sweep, TqLBox3f()));
+        EXPECT_TRUE(
+            IsCulled(sweep, TqLBox3f(TqLPos3f(0.0, 0.0, 1.0), TqLPos3f(1.0, 1.0, 0.5))));
+        TqLPos3f const nan(notANumber, notANumber, notANumber);
+        EXPECT_FALSE(IsCulled(sweep, TqLBox3f(nan, nan)));
+        EXPECT_FALSE(IsCulled(sweep, TqLBox3f(TqLPos3f(-infinity, -infinity, -infinity),
+                                              TqLPos3f(infinity, infinity, infinity))));
+        EXPECT_FALSE(IsCulled(sweep, TqLBox3f(TqLPos3f(-DBL_MAX, -DBL_MAX, -DBL_MAX),
+                                              TqLPos3f(DBL_MAX, DBL_MAX, DBL_MAX))));
+        TqLBox3f const aside(TqLPos3f(notANumber, 100.0, 0.0), TqLPos3f(1.0, 101.0, 1.0));
+        EXPECT_FALSE(IsCulled(sweep, aside));
+        EXPECT_TRUE(IsCulled(sweep, PointBox(1e200, 1e200, 1e200)));
+    }
+}
+
+// ---- Shortening ----------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, ShortenToEndsTheMotionAtAShareOfThePresentVector)
+{
+    TqLPickSweep sweep(TqLPos3f(), 1.0, TqLVec3f(8.0, 0.0, 0.0));
+    TqLBox3f const end = PointBox(8.5, 0.0, 0.0);
+    TqLBox3f const middle = PointBox(4.5, 0.0, 0.0);
+    EXPECT_EQ(sweep.CanCullRepeat(end), 0);
+    sweep.ShortenTo(0.5);
+    EXPECT_TRUE(sweep.IsShortened());
+    EXPECT_EQ(sweep.GetSweep(), TqLVec3f(4.0, 0.0, 0.0));
+    EXPECT_EQ(sweep.GetCenter(), TqLPos3f());
+    EXPECT_EQ(sweep.GetSweptBox(), TqLBox3f(TqLPos3f(-1.0, -1.0, -1.0), TqLPos3f(5.0, 1.0, 1.0)));
+    EXPECT_NE(sweep.CanCullRepeat(end), 0);
+    EXPECT_EQ(sweep.CanCullRepeat(middle), 0);
+    sweep.ShortenTo(0.5); // of what is left
+    EXPECT_EQ(sweep.GetSweep(), TqLVec3f(2.0, 0.0, 0.0));
+    EXPECT_NE(sweep.CanCullRepeat(middle), 0);
+    sweep.ShortenTo(1.0);
+    EXPECT_EQ(sweep.GetSweep(), TqLVec3f(2.0, 0.0, 0.0));
+    EXPECT_FALSE(sweep.IsPick());
+    sweep.ShortenTo(0.0);
+    EXPECT_TRUE(sweep.IsPick());
+    EXPECT_EQ(sweep.CanCullRepeat(PointBox(1.0, 0.0, 0.0)), 0);
+    EXPECT_NE(sweep.CanCullRepeat(PointBox(1.1, 0.0, 0.0)), 0);
+}
+
+TEST(TqLPickSweep, IsNoLongerShortenedWhenSetAgain)
+{
+    TqLPickSweep sweep(TqLPos3f(), 1.0, TqLVec3f(8.0, 0.0, 0.0));
+    sweep.ShortenTo(1.0);
+    EXPECT_TRUE(sweep.IsShortened());
+    sweep.SetSphere(TqLPos3f(), 1.0, TqLVec3f(8.0, 0.0, 0.0));
+    EXPECT_FALSE(sweep.IsShortened());
+    sweep.ShortenTo(0.25);
+    sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(8.0, 0.0, 0.0));
+    EXPECT_FALSE(sweep.IsShortened());
+    EXPECT_EQ(sweep.CanCullRepeat(PointBox(8.5, 0.0, 0.0)), 0);
+}
+
+TEST(TqLPickSweep, RandomShortenedSweepsAreThoseSetShortFromTheStart)
+{
+    SceneRandom random(65);
+    for (int run = 0; run < 5000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        double const fraction = random.Unit();
+        TqLPickSweep shortened = scene.sweep;
+        shortened.ShortenTo(fraction);
+        TqLVec3f const vec = scene.sweep.GetSweep() * fraction;
+        TqLPickSweep fresh;
+        if (scene.sweep.GetBody() == TqLPickSweep::eBOX) {
+            fresh.SetBox(scene.sweep.GetCenter(), scene.sweep.GetHalfSize(), vec);
+        } else {
+            fresh.SetSphere(scene.sweep.GetCenter(), scene.sweep.GetRadius(), vec);
+        }
+        ASSERT_EQ(shortened.GetSweptBox(), fresh.GetSweptBox());
+        ASSERT_EQ(shortened.CanCullRepeat(scene.box), fresh.CanCullRepeat(scene.box));
+    }
+}
+
+TEST(TqLPickSweep, ShortenToRefusesWhatIsNoShare)
+{
+    for (double const bad : {-0.1, 1.1, notANumber, infinity, -infinity}) {
+        TqLPickSweep sweep(TqLPos3f(), 1.0, TqLVec3f(8.0, 0.0, 0.0));
+        PostedErrors posted;
+        sweep.ShortenTo(bad);
+        EXPECT_EQ(sweep.GetSweep(), TqLVec3f(8.0, 0.0, 0.0));
+        EXPECT_FALSE(sweep.IsShortened());
+        ASSERT_EQ(posted.Size(), 1) << bad;
+        EXPECT_EQ(posted.Get()[0].severity, 0);
+        EXPECT_EQ(posted.Get()[0].component, "TqLPickSweep");
+    }
+}
+
+// ---- The component -------------------------------------------------------------------------------
+
+TEST(TqLPickSweep, CountsItsUsers)
+{
+    int const before = TqLPickSweep::IsInitialised();
+    TqLPickSweep::Initialise();
+    TqLPickSweep::Initialise();
+    TqLPickSweep::Terminate();
+    EXPECT_NE(TqLPickSweep::IsInitialised(), 0);
+    TqLPickSweep::Terminate();
+    EXPECT_EQ(TqLPickSweep::IsInitialised(), before);
+}
