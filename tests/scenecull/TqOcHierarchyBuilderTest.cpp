@@ -1037,7 +1037,7 @@ TEST(TqOcStaticHierarchyBuilder, AppendsLeavesBehindWhatTheListHolds)
     ASSERT_EQ(3, leaves.Size());
     EXPECT_EQ(existing.get(), leaves[0]);
     for (int i = 1; i < 3; ++i) {
-        EXPECT_EQ("[" + std::to_string(i - 1) + "]", Describe(leaves[i]));
+        EXPECT_EQ(i == 1 ? "[0]" : "[1]", Describe(leaves[i]));
         EXPECT_EQ(kAll, leaves[i]->GetModified());
         EXPECT_FALSE(leaves[i]->HasParent());
         EXPECT_EQ(leaves[i], (*model)[i - 1].GetSingleParent());

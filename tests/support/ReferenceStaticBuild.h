@@ -42,7 +42,7 @@ public:
             return m_notFinite.empty() ? "" : Leaf(m_notFinite);
         }
         std::string const tree = BuildIndex(MakeRoot(), 0);
-        return m_notFinite.empty() ? tree : "(" + tree + " " + Leaf(m_notFinite) + ")";
+        return m_notFinite.empty() ? tree : Group({tree, Leaf(m_notFinite)});
     }
 
     /// The list of leaves.
@@ -150,13 +150,31 @@ private:
         return root;
     }
 
+    static std::string Join(char open, std::vector<std::string> const& texts, char close)
+    {
+        std::string joined(1, open);
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            if (i != 0) {
+                joined += ' ';
+            }
+            joined += texts[i];
+        }
+        joined += close;
+        return joined;
+    }
+
+    static std::string Group(std::vector<std::string> const& children)
+    {
+        return Join('(', children, ')');
+    }
+
     static std::string Leaf(std::vector<int> const& shapes)
     {
-        std::string text = "[";
-        for (std::size_t i = 0; i < shapes.size(); ++i) {
-            text += (i != 0 ? " " : "") + std::to_string(shapes[i]);
+        std::vector<std::string> numbers;
+        for (int const shape : shapes) {
+            numbers.push_back(std::to_string(shape));
         }
-        return text + "]";
+        return Join('[', numbers, ']');
     }
 
     std::string Leaf(Store const& store)
@@ -199,11 +217,11 @@ private:
         if (parts.size() == 1) {
             return Leaf(store);
         }
-        std::string text = "(";
-        for (std::size_t i = 0; i < parts.size(); ++i) {
-            text += (i != 0 ? " " : "") + BuildIndex(parts[i], depth + 1);
+        std::vector<std::string> children;
+        for (Store const& part : parts) {
+            children.push_back(BuildIndex(part, depth + 1));
         }
-        return text + ")";
+        return Group(children);
     }
 
     bool SplitPart(Store& part, Store& rest)
