@@ -1,0 +1,1142 @@
+#include "scenecull/TqOcPrioritizedTraversal.h"
+
+#include "scenecull/internal/TqOcBestFirstWalk.h"
+
+#include "support/AllocationCounter.h"
+#include "support/WalkStage.h"
+
+#include "scenecull/TqOcHierarchyBuilder.h"
+
+#include "util/TqUMemory.h"
+#include "util/TqUPage.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <map>
+#include <set>
+#include <stdexcept>
+
+namespace
+{
+
+constexpr double s_infinity = std::numeric_limits<double>::infinity();
+constexpr double s_nan = std::numeric_limits<double>::quiet_NaN();
+
+/// Gives nodes the priorities that a test names, in place of the computed ones.
+class Priorities
+{
+public:
+    explicit Priorities(TqOcPrioritizedTraversal& walk)
+    {
+        walk.SetDynamicPriorityCallback(&Priorities::Call, this);
+    }
+    void Set(TqOcTraversable const* node, double priority) { m_priorities[node] = priority; }
+    void Cull(TqOcTraversable const* node) { m_culled.insert(node); }
+
+private:
+    static int Call(TqOcTraversable const* node, TqOcRenderTravCullData* data, void* self)
+    {
+        auto const& priorities = *static_cast<Priorities*>(self);
+        auto const found = priorities.m_priorities.find(node);
+        if (found != priorities.m_priorities.end()) {
+            data->priority = found->second;
+        }
+        return priorities.m_culled.count(node) == 0 ? 1 : 0;
+    }
+
+    std::map<TqOcTraversable const*, double> m_priorities;
+    std::set<TqOcTraversable const*> m_culled;
+};
+
+/// Opens the protected end of the walk.
+class OpenTraversal : public TqOcPrioritizedTraversal
+{
+public:
+    using TqOcPrioritizedTraversal::EndRender;
+    using TqOcPrioritizedTraversal::TqOcPrioritizedTraversal;
+};
+
+struct Failure : std::runtime_error
+{
+    Failure() : std::runtime_error("a host's callback failed") {}
+};
+
+} // namespace
+
+// ---- Frame --------------------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, DrawsNothingFromAnEmptyRootBoxAndCompletes)
+{
+    WalkStage stage;
+    stage.SetRoot({});
+    EXPECT_EQ(stage.Frame(), Lines());
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+    EXPECT_EQ(stage.log.Count("PostRedrawRequest"), 0);
+    EXPECT_EQ(stage.log.Count("GetWindowSize"), 0) << "nothing is built for an empty root";
+
+    OpenTraversal open(&stage.context);
+    open.AsyncApply(stage.root.get());
+    EXPECT_EQ(open.EndRender(), 1);
+}
+
+TEST(TqOcPrioritizedTraversal, EndsTheFrameWithoutWalkingWhenTheRootIsCulled)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("behind", -100.0)});
+    EXPECT_EQ(stage.Frame(), Lines());
+    EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), 1U);
+    EXPECT_EQ(stage.walk.GetNumFrustumCullTests(), 1U);
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+}
+
+TEST(TqOcPrioritizedTraversal, CallsTheContextInTheOrderOfAFrame)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0)});
+    stage.Frame();
+    EXPECT_EQ(stage.log.Get(),
+              (Lines{"StartRender", "GetWindowSize", "PrioritizedShape a",
+                     "CompletedRenderTraversal", "EndRender"}));
+}
+
+TEST(TqOcPrioritizedTraversal, PostsANullRootAndRunsNothing)
+{
+    WalkStage stage;
+    PostedErrors posts;
+    stage.walk.Apply(nullptr);
+    stage.walk.AsyncApply(nullptr);
+    EXPECT_EQ(posts.AsLines(), (Lines(2, "1 TqOcTraversal: A traversal was applied to a null root")));
+    EXPECT_EQ(stage.log.Get(), Lines());
+}
+
+TEST(TqOcPrioritizedTraversal, PostsAMissingContextAndDrawsNothing)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0)});
+    stage.walk.SetContext(nullptr);
+    PostedErrors posts;
+    EXPECT_EQ(stage.Frame(), Lines());
+    EXPECT_EQ(posts.AsLines(),
+              Lines{"1 TqOcRenderTraversal: A traversal without a context was applied"});
+    stage.walk.SetContext(&stage.context);
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsNothingAgainUnderAFrameIdThatWasUsed)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    --stage.frameId;
+    EXPECT_EQ(stage.Frame(), Lines());
+    EXPECT_EQ(stage.walk.GetTrisTraversedCulled(), 2U);
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+}
+
+TEST(TqOcPrioritizedTraversal, TakesNothingFromTheHeapAfterTheFirstFrame)
+{
+    WalkStage stage;
+    TqOcFlatHierarchyBuilder flat;
+    TqOcStaticHierarchyBuilder builder(4);
+    for (int i = 0; i < 500; ++i) {
+        (i % 2 == 0 ? builder.Append(stage.Shape("s", 1.0 + i)) : flat.Append(stage.Shape("f", 1.0 + i)));
+    }
+    stage.SetRoot({builder.End(), flat.End()});
+    TqOcContext quiet; // the recorder writes lines, which come from the heap
+    TqOcPrioritizedTraversal walk(&quiet);
+    walk.SetCullArea(0.0);
+    walk.SetDynamicShapeCullCallback([](TqOcShape const*, void*) { return 1; }, nullptr);
+    walk.SetFrameId(1);
+    walk.Apply(stage.root.get());
+    ASSERT_GT(walk.GetLeavesRendered(), 250U);
+
+    AllocationCounter counter;
+    for (unsigned int id = 2; id < 102; ++id) {
+        walk.SetFrameId(id);
+        walk.Apply(stage.root.get());
+    }
+    EXPECT_EQ(counter.GetNum(), 0U);
+}
+
+TEST(TqOcPrioritizedTraversal, WalksAndDeletesATreeOfAThousandLevels)
+{
+    WalkStage stage;
+    TqOcTraversable* node = stage.Leaf("deepest", 3000.0);
+    for (int level = 0; level < 1001; ++level) {
+        node = WalkStage::Group({node, stage.Leaf("side", 2000.0 - level)});
+    }
+    stage.root.reset(node);
+    stage.walk.SetViewFrustum(TqLFrustum3f(1.0, 1.0, 1.0, 10000.0));
+    EXPECT_EQ(stage.Frame().size(), 1002U);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+// ---- Order --------------------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, DrawsNearestFirst)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("c", 3.0), stage.Leaf("a", 1.0), stage.Leaf("d", 4.0), stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c", "d"}));
+}
+
+TEST(TqOcPrioritizedTraversal, VisitsEqualPrioritiesInTheOrderOfAppending)
+{
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 5.0), stage.Leaf("b", 5.0), stage.Leaf("c", 5.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+
+    stage.SetRoot({stage.Leaf("e1", 5.0), stage.Leaf("near1", 1.0), stage.Leaf("e2", 5.0),
+                   stage.Leaf("far", 9.0), stage.Leaf("e3", 5.0), stage.Leaf("near2", 1.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"near1", "near2", "e1", "e2", "e3", "far"}));
+}
+
+TEST(TqOcPrioritizedTraversal, PutsABranchOffBehindABetterSiblingAndComesBack)
+{
+    WalkStage stage;
+    stage.SetRoot({WalkStage::Group({stage.Leaf("a1", 1.0), stage.Leaf("a6", 6.0)}),
+                   WalkStage::Group({stage.Leaf("b2", 2.0), stage.Leaf("b5", 5.0)}),
+                   WalkStage::Group({stage.Leaf("c3", 3.0), stage.Leaf("c4", 4.0)})});
+    EXPECT_EQ(stage.Frame(), (Lines{"a1", "b2", "c3", "c4", "b5", "a6"}));
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, KeepsALevelsBoundForItsLaterTurns)
+{
+    // Lowering the level's own bound to its second child's priority would put it off after that.
+    WalkStage stage;
+    stage.SetRoot({WalkStage::Group({stage.Leaf("1", 1.0), stage.Leaf("2", 2.0), stage.Leaf("3", 3.0),
+                                     stage.Leaf("4", 4.0)}),
+                   WalkStage::Group({stage.Leaf("10", 10.0), stage.Leaf("11", 11.0)})});
+    auto* const first = static_cast<ActingGroup*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    int turns = 0;
+    first->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        ++turns;
+        return first->TqOcStaticGroup::Prioritized(walk, state);
+    };
+    EXPECT_EQ(stage.Frame(), (Lines{"1", "2", "3", "4", "10", "11"}));
+    EXPECT_EQ(turns, 1);
+}
+
+TEST(TqOcPrioritizedTraversal, StaysInABranchWithinTheSortSlack)
+{
+    auto const makeRoot = [](WalkStage& stage) {
+        stage.SetRoot({WalkStage::Group({stage.Leaf("a1", 1.0), stage.Leaf("a3", 3.0)}),
+                       WalkStage::Group({stage.Leaf("b2", 2.0), stage.Leaf("b4", 4.0)})});
+    };
+    struct Row
+    {
+        double slack;
+        double start;
+        Lines order;
+    };
+    Lines const strict = {"a1", "b2", "a3", "b4"};
+    Lines const slack = {"a1", "a3", "b2", "b4"};
+    Lines const late = {"a1", "b2", "b4", "a3"}; // bounds of 2 get no slack, those of 3 do
+    for (Row const& row :
+         {Row{0.0, 0.0, strict}, Row{1.0, 0.0, slack}, Row{0.5, 0.0, strict}, Row{-5.0, 0.0, strict},
+          Row{1.0, 2.0, late}, Row{1.0, 1.5, slack}, Row{s_nan, 0.0, strict}}) {
+        WalkStage stage;
+        makeRoot(stage);
+        stage.walk.SetSortSlack(row.slack);
+        stage.walk.SetSlackStart(row.start);
+        EXPECT_EQ(stage.Frame(), row.order) << "slack " << row.slack << " from " << row.start;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsInfinitePrioritiesToo)
+{
+    WalkStage stage;
+    auto* const last = stage.Leaf("last", 1.0);
+    auto* const inGroup = stage.Leaf("in group", 2.0);
+    auto* const group = WalkStage::Group({inGroup, stage.Leaf("sibling", 3.0)});
+    stage.SetRoot({last, group});
+    Priorities priorities(stage.walk);
+    priorities.Set(last, s_infinity);
+    priorities.Set(inGroup, s_infinity);
+    Lines const drawn = stage.Frame();
+    EXPECT_EQ(drawn.size(), 3U);
+    EXPECT_EQ(drawn.front(), "sibling");
+}
+
+TEST(TqOcPrioritizedTraversal, TakesAPriorityThatIsNoNumberAsTheLast)
+{
+    WalkStage stage;
+    auto* const broken = stage.Leaf("broken", 1.0);
+    stage.SetRoot({stage.Leaf("b", 2.0), broken, stage.Leaf("c", 3.0)});
+    Priorities priorities(stage.walk);
+    priorities.Set(broken, s_nan);
+    EXPECT_EQ(stage.Frame(), (Lines{"b", "c", "broken"}));
+}
+
+TEST(TqOcPrioritizedTraversal, NeitherDrawsNorLoopsOnANodeWithANanBox)
+{
+    WalkStage stage;
+    auto* const shape = new ActingShape(&stage.log, "nan", MakeBox(-1.0, -1.0, s_nan, 1.0, 1.0, -5.0));
+    stage.SetRoot({stage.Leaf("a", 1.0), new TqOcSingleLeaf(shape), stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), 1U);
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsANodeOfInfiniteExtent)
+{
+    WalkStage stage;
+    auto* const shape = new ActingShape(
+        &stage.log, "ground", MakeBox(-s_infinity, -2.0, -s_infinity, s_infinity, -1.0, s_infinity));
+    stage.SetRoot({stage.Leaf("a", 1.0), new TqOcSingleLeaf(shape)});
+    EXPECT_EQ(stage.Frame(), (Lines{"ground", "a"}));
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsForceRenderNodesFirst)
+{
+    WalkStage stage;
+    auto* const forced = stage.Leaf("forced", 50.0);
+    forced->GetShape()->SetForceRender(1);
+    stage.SetRoot({stage.Leaf("a", 1.0), forced, stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"forced", "a", "b"}));
+}
+
+TEST(TqOcPrioritizedTraversal, CullsChildrenThatThePriorityCallbackRejects)
+{
+    WalkStage stage;
+    auto* const rejected = stage.Leaf("rejected", 1.0);
+    stage.SetRoot({rejected, stage.Leaf("b", 2.0)});
+    Priorities priorities(stage.walk);
+    priorities.Cull(rejected);
+    EXPECT_EQ(stage.Frame(), Lines{"b"});
+}
+
+TEST(TqOcPrioritizedTraversal, StampsANodeWhoseChildrenAreAllCulled)
+{
+    WalkStage stage;
+    auto* const left = stage.Leaf("left", 5.0);
+    auto* const right = stage.Leaf("right", 6.0);
+    auto* const group = WalkStage::Group({left, right});
+    stage.SetRoot({group, stage.Leaf("b", 2.0)});
+    Priorities priorities(stage.walk);
+    priorities.Cull(left);
+    priorities.Cull(right);
+    EXPECT_EQ(stage.Frame(), Lines{"b"});
+    EXPECT_EQ(group->GetFrameId(), stage.frameId);
+    EXPECT_NE(left->GetFrameId(), stage.frameId);
+}
+
+// ---- Turns --------------------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, StampsHysteresisBeforeAndFrameAfterANodesTurn)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    stage.SetRoot({leaf, stage.Leaf("b", 2.0)});
+    unsigned int hysteresis = 0;
+    unsigned int frame = 1;
+    WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) {
+        hysteresis = leaf->GetHysteresisId();
+        frame = leaf->GetFrameId();
+    };
+    stage.Frame();
+    EXPECT_EQ(hysteresis, stage.frameId);
+    EXPECT_EQ(frame, 0U);
+    EXPECT_EQ(leaf->GetFrameId(), stage.frameId);
+    EXPECT_EQ(WalkStage::ShapeOf(leaf)->GetFrameId(), stage.frameId);
+    EXPECT_EQ(stage.root->GetHysteresisId(), stage.frameId);
+}
+
+TEST(TqOcPrioritizedTraversal, HandsOutTheCurrentStateOnlyDuringATurn)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    stage.SetRoot({leaf});
+    TqOcTravState* during = nullptr;
+    WalkStage::ShapeOf(leaf)->onTurn
+        = [&](TqOcPrioritizedTraversal* walk) { during = walk->GetCurrTravState(); };
+    EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
+    stage.Frame();
+    EXPECT_NE(during, nullptr);
+    EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
+}
+
+TEST(TqOcPrioritizedTraversal, MarksTheNodesOnThePathAndOnlyThose)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    auto* const group = WalkStage::Group({leaf, stage.Leaf("b", 2.0)});
+    auto* const other = WalkStage::Group({stage.Leaf("c", 3.0), stage.Leaf("d", 4.0)});
+    stage.SetRoot({group, other});
+    Lines marks;
+    WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) {
+        for (TqOcTraversable* const node : {stage.root.get(), (TqOcTraversable*)group, (TqOcTraversable*)other}) {
+            marks.push_back(node->IsTraversed() ? "on" : "off");
+        }
+    };
+    stage.Frame();
+    EXPECT_EQ(marks, (Lines{"on", "on", "off"}));
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, CollapsesChainsOfOnlyChildren)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 5.0);
+    auto* const inner = WalkStage::Group({leaf});
+    auto* const outer = WalkStage::Group({inner});
+    stage.SetRoot({outer, stage.Leaf("b", 9.0)});
+    Priorities priorities(stage.walk);
+    priorities.Set(outer, 3.0);
+    priorities.Set(leaf, 77.0); // never asked: the record keeps what it knows of the topmost
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    EXPECT_EQ(WalkStage::ShapeOf(leaf)->lastData.priority, 3.0);
+    for (TqOcTraversable* const node : {(TqOcTraversable*)outer, (TqOcTraversable*)inner, (TqOcTraversable*)leaf}) {
+        EXPECT_EQ(node->GetHysteresisId(), stage.frameId);
+        EXPECT_EQ(node->GetFrameId(), stage.frameId) << "what is passed over has been dealt with";
+    }
+    EXPECT_EQ(stage.walk.GetNumFrustumCullTests(), 3U) << "root, outer and b";
+}
+
+TEST(TqOcPrioritizedTraversal, CollapsesAChainFromTheRootAndStampsAllOfIt)
+{
+    WalkStage stage;
+    auto* const inner = WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
+    stage.SetRoot({inner});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    EXPECT_EQ(stage.root->GetFrameId(), stage.frameId);
+    EXPECT_EQ(inner->GetFrameId(), stage.frameId);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, DoesNotAppendAHiddenOnlyChild)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0, 7);
+    auto* const visible = stage.Leaf("b", 2.0);
+    auto* const group = WalkStage::Group({leaf});
+    stage.SetRoot({group, visible});
+    stage.root->Update();
+    leaf->UpdateHideRender(1); // the group does not know
+    EXPECT_EQ(stage.Frame(), Lines{"b"});
+    EXPECT_EQ(stage.walk.GetTrisVisibilityCulled(), 7U);
+    EXPECT_EQ(group->GetFrameId(), stage.frameId);
+}
+
+TEST(TqOcPrioritizedTraversal, DoesNotCollapseAnOnlyChildUnderAnotherCullObject)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 5.0);
+    auto* const group = WalkStage::Group({leaf});
+    group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        auto* const cull = state->TransformedCull(walk, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -4.0)));
+        state->Append(walk, leaf, cull);
+        return TqOcBaseTraversable::eAPPENDED;
+    };
+    stage.SetRoot({group, stage.Leaf("b", 7.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"b", "a"})) << "scored where the transform puts it";
+    EXPECT_DOUBLE_EQ(WalkStage::ShapeOf(leaf)->lastData.distance, 9.0);
+}
+
+TEST(TqOcPrioritizedTraversal, DropsWhatAFinishedNodeAppended)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    auto* const other = stage.Leaf("c", 1.0);
+    auto* const group = WalkStage::Group({leaf, other});
+    group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        state->Append(walk, leaf);
+        state->Append(walk, other);
+        return TqOcBaseTraversable::eFINISHED;
+    };
+    stage.SetRoot({group, stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), Lines{"b"});
+    EXPECT_EQ(group->GetFrameId(), stage.frameId);
+    EXPECT_NE(leaf->GetFrameId(), stage.frameId);
+}
+
+TEST(TqOcPrioritizedTraversal, ScoresChildrenUnderAnotherFrustumWithAllCullBits)
+{
+    WalkStage stage;
+    // Wholly inside the view, but outside the right half of it.
+    auto* const left = new TqOcSingleLeaf(
+        new ActingShape(&stage.log, "left", MakeCube(-0.6, 0.0, -4.0, 0.1)));
+    auto* const right = new TqOcSingleLeaf(
+        new ActingShape(&stage.log, "right", MakeCube(0.6, 0.0, -4.0, 0.1)));
+    auto* const group = WalkStage::Group({left, right});
+    stage.SetRoot({group});
+    EXPECT_EQ(stage.Frame(), (Lines{"left", "right"}));
+    group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        EXPECT_EQ(state->GetCullData().cullBits & 3, 0) << "the group lies inside the whole view";
+        auto* const cull = state->NarrowedCull(walk, 0.5, 1.0, 0.0, 1.0);
+        state->Append(walk, left, cull);
+        state->Append(walk, right, cull);
+        return TqOcBaseTraversable::eAPPENDED;
+    };
+    EXPECT_EQ(stage.Frame(), Lines{"right"});
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsANodeSharedByTwoParentsOnceUnlessBothOfferItFirst)
+{
+    WalkStage stage;
+    auto* const shared = stage.Leaf("shared", 5.0);
+    auto* const first = WalkStage::Group({shared, stage.Leaf("a", 1.0)});
+    auto* const second = WalkStage::Group({shared, stage.Leaf("z", 9.0)});
+    stage.SetRoot({first, second});
+    Priorities priorities(stage.walk);
+    priorities.Set(first, 1.0);
+    priorities.Set(second, 8.0); // opened after the shared leaf was drawn
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "shared", "z"}));
+    EXPECT_EQ(stage.walk.GetTrisTraversedCulled(), 1U);
+    priorities.Set(second, 2.0); // opened while the shared leaf waits
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "shared", "shared", "z"}));
+}
+
+// ---- Occlusion queries --------------------------------------------------------------------------
+
+namespace
+{
+
+/// Three leaves in a row, with queries on.
+void MakeRow(WalkStage& stage)
+{
+    stage.SetRoot({stage.Leaf("a", 1.0, 10), stage.Leaf("b", 2.0, 20), stage.Leaf("c", 3.0, 30)});
+    stage.walk.SetOcclusionCulling(1);
+    stage.context.startsQueries = true;
+    stage.walk.SetCullArea(1.0);
+    stage.context.querySamples = 100;
+}
+
+} // namespace
+
+TEST(TqOcPrioritizedTraversal, AsksForAQueryOneStepAheadAndReadsItAtTheTurn)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    stage.Frame();
+    EXPECT_EQ(stage.log.Get(),
+              (Lines{"StartRender", "GetWindowSize", "BeginOcclusionQuery 1", "PrioritizedShape a",
+                     "BeginOcclusionQuery 2", "CheckOcclusionQueryReady 1", "EndOcclusionQuery 1",
+                     "PrioritizedShape b", "CheckOcclusionQueryReady 2", "EndOcclusionQuery 2",
+                     "PrioritizedShape c", "CompletedRenderTraversal", "EndRender"}));
+}
+
+TEST(TqOcPrioritizedTraversal, HandsBoxAndTrianglesToTheQuery)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    std::vector<std::pair<TqLBox3f, unsigned int>> asked;
+    stage.context.onBeginQuery = [&](TqLBox3f const& box, unsigned int tris) {
+        asked.emplace_back(box, tris);
+        return false;
+    };
+    stage.Frame();
+    auto* const group = static_cast<TqOcStaticGroup*>(stage.root.get());
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_EQ(asked[0].first, group->GetChild(1)->GetBoundingBox());
+    EXPECT_EQ(asked[0].second, 20U);
+    EXPECT_EQ(asked[1].second, 30U);
+}
+
+TEST(TqOcPrioritizedTraversal, CullsNothingByOcclusionWithAContextWithoutQueries)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    TqOcContext plain;
+    stage.walk.SetContext(&plain);
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+    EXPECT_EQ(stage.walk.GetTrisOcclusionCulled(), 0U);
+}
+
+TEST(TqOcPrioritizedTraversal, HidesEveryQueriedNodeWithAContextThatBeginsButDoesNotEndQueries)
+{
+    class BeginsOnly : public TqOcContext
+    {
+    public:
+        TqOcOcclusionQuery* BeginOcclusionQuery(TqLBox3f const&, unsigned int) override
+        {
+            return reinterpret_cast<TqOcOcclusionQuery*>(this);
+        }
+    };
+    WalkStage stage;
+    MakeRow(stage);
+    BeginsOnly context;
+    stage.walk.SetContext(&context);
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+    EXPECT_EQ(stage.walk.GetTrisOcclusionCulled(), 50U);
+}
+
+TEST(TqOcPrioritizedTraversal, TakesANodeAsOccludedUpToTheCullArea)
+{
+    struct Row
+    {
+        double cullArea;
+        unsigned int edge;
+        bool isDrawn;
+    };
+    for (Row const& row :
+         {Row{0.0, 0, false}, Row{1.0, 1, false}, Row{0.99, 1, true}, Row{1.0, 2, true},
+          Row{4.0, 2, false}, Row{3.99, 2, true}, Row{-1.0, 0, false}, Row{1.0, 65535, true},
+          Row{0.0, 65536, false}, Row{1.0, 65536, false}, Row{131073.0, 65537, false},
+          Row{131072.9, 65537, true}, Row{s_nan, 1, true}}) {
+        WalkStage stage;
+        MakeRow(stage);
+        stage.walk.SetCullArea(0.0);
+        // The area test of the walk itself is left out by primitives that it exempts.
+        static_cast<TqOcStaticGroup*>(stage.root.get())->Update();
+        for (int i = 0; i < 3; ++i) {
+            auto* const leaf = static_cast<TqOcSingleLeaf*>(
+                static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(i));
+            leaf->GetShape()->SetPrimitives(TqLPrimitiveTypes::ePOINTS);
+        }
+        stage.walk.SetCullArea(row.cullArea);
+        stage.context.querySamples = row.edge;
+        EXPECT_EQ(stage.Frame().size(), row.isDrawn ? 3U : 1U)
+            << "cull area " << row.cullArea << ", edge " << row.edge;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, StampsAnOccludedNodeWithTheFrameButNotTheHysteresis)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    stage.context.querySamples = 0;
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+    EXPECT_EQ(stage.walk.GetTrisOcclusionCulled(), 50U);
+    TqOcTraversable const* const hidden = static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(1);
+    EXPECT_EQ(hidden->GetFrameId(), stage.frameId);
+    EXPECT_EQ(hidden->GetHysteresisId(), 0U);
+}
+
+TEST(TqOcPrioritizedTraversal, AbortsAQueryThatIsNotReadyAndDrawsTheNode)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    stage.context.queryReady = 0;
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+    EXPECT_EQ(stage.log.Filtered("AbortOcclusionQuery"),
+              (Lines{"AbortOcclusionQuery 1", "AbortOcclusionQuery 2"}));
+    EXPECT_EQ(stage.log.Count("EndOcclusionQuery"), 0);
+    EXPECT_EQ(stage.context.GetNumOpenQueries(), 0);
+}
+
+TEST(TqOcPrioritizedTraversal, AsksForNoQueryWhereNoneIsWanted)
+{
+    { // switched off
+        WalkStage stage;
+        MakeRow(stage);
+        stage.walk.SetOcclusionCulling(0);
+        stage.Frame();
+        EXPECT_EQ(stage.context.GetNumQueries(), 0);
+    }
+    { // cut by a clip plane: b, not c
+        WalkStage stage;
+        MakeRow(stage);
+        TqLPlane3f const plane(TqLUnitVec3f(TqLVec3f(0.0, 0.0, -1.0)), TqLPos3f(0.0, 0.0, -3.25));
+        stage.walk.SetClipPlanes(&plane, 1);
+        EXPECT_EQ(stage.Frame(), (Lines{"b", "c"}));
+        EXPECT_EQ(stage.context.GetNumQueries(), 1);
+        EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), 10U);
+    }
+    { // touching the near plane: its distance is not greater than the near-cull distance of 0
+        WalkStage stage;
+        stage.SetRoot({stage.Leaf("a", -0.125), stage.Leaf("b", 0.0)});
+        stage.walk.SetOcclusionCulling(1);
+        stage.context.startsQueries = true;
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+        EXPECT_EQ(stage.context.GetNumQueries(), 0);
+    }
+    { // already expanded, or already asked: one query for each branch, however often it is put off
+        WalkStage stage;
+        stage.SetRoot({WalkStage::Group({stage.Leaf("a1", 1.0), stage.Leaf("a3", 3.0)}),
+                       WalkStage::Group({stage.Leaf("b2", 2.0), stage.Leaf("b4", 4.0)})});
+        stage.walk.SetOcclusionCulling(1);
+        stage.context.startsQueries = true;
+        EXPECT_EQ(stage.Frame(), (Lines{"a1", "b2", "a3", "b4"}));
+        EXPECT_EQ(stage.context.GetNumQueries(), 3) << "group b, a3 and b4";
+        EXPECT_EQ(stage.context.GetNumOpenQueries(), 0);
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, ReadsTheCullDataOfForceRenderNodesAsZero)
+{
+    // Their distance is not computed: a record starts zeroed, so no query is asked for them.
+    WalkStage stage;
+    MakeRow(stage);
+    for (int i = 0; i < 3; ++i) {
+        static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(i))
+            ->GetShape()
+            ->SetForceRender(1);
+    }
+    stage.Frame();
+    EXPECT_EQ(stage.context.GetNumQueries(), 0);
+}
+
+TEST(TqOcPrioritizedTraversal, AbortsTheQueriesThatAClippedFrameLeavesOpen)
+{
+    WalkStage stage;
+    MakeRow(stage);
+    auto* const first = static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+    EXPECT_EQ(stage.log.Filtered("AbortOcclusionQuery"), Lines{"AbortOcclusionQuery 1"});
+    EXPECT_EQ(stage.context.GetNumOpenQueries(), 0);
+}
+
+// ---- Clipping -----------------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, UnwindsToTheRootWhenTheFrameIsClipped)
+{
+    WalkStage stage;
+    auto* const stop = stage.Leaf("stop", 1.0);
+    auto* const group = WalkStage::Group({stop, stage.Leaf("b", 2.0)});
+    stage.SetRoot({WalkStage::Group({group, stage.Leaf("c", 3.0)}), stage.Leaf("d", 4.0)});
+    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    EXPECT_EQ(stage.Frame(), Lines{"stop"});
+    EXPECT_TRUE(stage.walk.IsFrameClipped());
+    EXPECT_FALSE(stage.IsAnyMarked());
+    EXPECT_EQ(stop->GetFrameId(), stage.frameId);
+    EXPECT_NE(group->GetFrameId(), stage.frameId) << "not done with it";
+    EXPECT_EQ(stage.log.Filtered("PostRedrawRequest"), Lines{"PostRedrawRequest 4"});
+
+    WalkStage::ShapeOf(stop)->onTurn = nullptr;
+    EXPECT_EQ(stage.Frame(), (Lines{"stop", "b", "c", "d"}));
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+}
+
+TEST(TqOcPrioritizedTraversal, NeverClipsAFrameThatIsNeverInteractive)
+{
+    FakeClock clock;
+    clock.SetStepPerReading(10.0);
+    WalkStage stage;
+    stage.walk.SetPolicy(TqOcRenderTraversal::eNEVER_INTERACTIVE);
+    stage.walk.SetTargetFrameTime(1e-6);
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0), stage.Leaf("c", 3.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsAnInteractiveFrameWhenItsTimeIsUp)
+{
+    FakeClock clock;
+    WalkStage stage;
+    auto* const slow = stage.Leaf("slow", 2.0);
+    stage.SetRoot({stage.Leaf("a", 1.0), slow, stage.Leaf("c", 3.0)});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(0.2); };
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "slow"}));
+    EXPECT_TRUE(stage.walk.IsFrameClipped());
+    EXPECT_EQ(stage.log.Count("PostRedrawRequest"), 0) << "every frame is interactive: the next one comes";
+    EXPECT_EQ(stage.walk.GetLoad(), 2.0);
+}
+
+TEST(TqOcPrioritizedTraversal, DoesNotClipExactlyAtTheHighBand)
+{
+    FakeClock clock(0.0);
+    WalkStage stage;
+    auto* const slow = stage.Leaf("slow", 1.0);
+    stage.SetRoot({slow, stage.Leaf("b", 2.0)});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    stage.walk.SetTargetFrameTime(0.5);
+    WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(0.5); };
+    EXPECT_EQ(stage.Frame(), (Lines{"slow", "b"}));
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+}
+
+TEST(TqOcPrioritizedTraversal, DoesNotLookAtTheBudgetAfterAForceRenderNode)
+{
+    FakeClock clock;
+    WalkStage stage;
+    auto* const forced = stage.Leaf("forced", 5.0);
+    stage.SetRoot({forced, stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
+    forced->GetShape()->SetForceRender(1);
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    WalkStage::ShapeOf(forced)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(1.0); };
+    EXPECT_EQ(stage.Frame(), (Lines{"forced", "a"})) << "noticed after the next ordinary node";
+}
+
+TEST(TqOcPrioritizedTraversal, LetsShapesLookAtTheBudgetThemselves)
+{
+    FakeClock clock;
+    WalkStage stage;
+    auto* const slow = stage.Leaf("slow", 1.0);
+    stage.SetRoot({slow, stage.Leaf("b", 2.0)});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    int before = -1;
+    int after = -1;
+    WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal* walk) {
+        walk->CheckFrameExpired();
+        before = walk->IsFrameClipped();
+        clock.Advance(1.0);
+        walk->CheckFrameExpired();
+        after = walk->IsFrameClipped();
+    };
+    EXPECT_EQ(stage.Frame(), Lines{"slow"});
+    EXPECT_EQ(before, 0);
+    EXPECT_EQ(after, 1);
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsWhenTheTriangleTargetIsReachedAfterTheLowBand)
+{
+    // Two frames of 4 x 100 triangles at 20 ms each teach the target; the third is cut by it.
+    FakeClock clock;
+    WalkStage stage;
+    std::vector<TqOcTraversable*> leaves;
+    stage.SetRoot({});
+    for (int i = 0; i < 40; ++i) {
+        auto* const leaf = stage.Leaf(std::to_string(i), 1.0 + i, 100);
+        WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(0.01); };
+        static_cast<TqOcStaticGroup*>(stage.root.get())->AddChild(leaf);
+    }
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    stage.walk.SetLowBand(0.5);
+    stage.walk.SetHighBand(0.9);
+    stage.walk.SetMaxStress(1.0);
+    stage.Frame();
+    EXPECT_TRUE(stage.walk.IsFrameClipped());
+    EXPECT_EQ(stage.walk.GetTriangleTarget(), TqOcRenderTraversal::eNO_TRIANGLE_LIMIT);
+    stage.Frame();
+    EXPECT_LT(stage.walk.GetTriangleTarget(), TqOcRenderTraversal::eNO_TRIANGLE_LIMIT);
+    EXPECT_TRUE(stage.walk.IsFrameClipped());
+    EXPECT_GT(stage.walk.GetTrisRendered(), stage.walk.GetTriangleTarget());
+    EXPECT_LE(stage.walk.GetTrisRendered(), stage.walk.GetTriangleTarget() + 100);
+}
+
+TEST(TqOcPrioritizedTraversal, RaisesTheTargetWhenItIsReachedWithinTheLowBand)
+{
+    FakeClock clock;
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0, 10), stage.Leaf("b", 2.0, 20), stage.Leaf("c", 3.0, 30)});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    auto* const first = static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    WalkStage::ShapeOf(first)->onTurn
+        = [](TqOcPrioritizedTraversal* walk) { walk->LowTarget(0.0, 4); }; // a target of 5
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+    EXPECT_EQ(stage.walk.GetTriangleTarget(), 61U) << "raised to one more than drawn, each time";
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsFramesThatAreNotInteractiveOnlyWhenInterrupted)
+{
+    using Traversal = TqOcRenderTraversal;
+    struct Row
+    {
+        Traversal::Policy policy;
+        bool startInteractive; ///< in mid-frame: frames that start so are interactive
+        int pending;
+        bool isClipped;
+    };
+    for (Row const& row :
+         {Row{Traversal::eCOUNT_INTERACTIVE, false, 1, false}, Row{Traversal::eCOUNT_INTERACTIVE, true, 0, true},
+          Row{Traversal::eAUTO_INTERACTIVE, false, 0, false}, Row{Traversal::eAUTO_INTERACTIVE, false, 1, true},
+          Row{Traversal::eAUTO_INTERACTIVE, true, 0, true}, Row{Traversal::eINTERRUPTIBLE, false, 1, true},
+          Row{Traversal::eINTERRUPTIBLE, true, 0, false}, Row{Traversal::eNEVER_INTERACTIVE, true, 1, false},
+          Row{static_cast<Traversal::Policy>(9), true, 1, false}}) {
+        FakeClock clock;
+        WalkStage stage;
+        auto* const slow = stage.Leaf("slow", 1.0);
+        stage.SetRoot({slow, stage.Leaf("b", 2.0)});
+        stage.walk.SetPolicy(row.policy);
+        stage.context.interactionPending = row.pending;
+        WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal* walk) {
+            clock.Advance(1.0);
+            if (row.startInteractive) {
+                walk->StartInteractive();
+            }
+        };
+        stage.Frame();
+        EXPECT_EQ(stage.walk.IsFrameClipped() != 0, row.isClipped)
+            << "policy " << row.policy << ", count " << row.startInteractive << ", pending " << row.pending;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, ShowsALongDevelopFrameOnceAndGoesOn)
+{
+    for (int const develop : {0, 1}) {
+        FakeClock clock;
+        WalkStage stage;
+        stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0), stage.Leaf("c", 3.0)});
+        stage.walk.SetPolicy(TqOcRenderTraversal::eCOUNT_INTERACTIVE);
+        stage.walk.SetDevelopFrame(develop);
+        clock.SetStepPerReading(1.0);
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+        EXPECT_EQ(stage.log.Count("ShowRender"), develop);
+        EXPECT_EQ(stage.walk.IsFrameShown(), develop);
+        clock.SetStepPerReading(0.0);
+        stage.Frame();
+        EXPECT_EQ(stage.walk.IsFrameShown(), 0);
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsWhenMemoryIsOutWhateverThePolicy)
+{
+    FakeClock clock;
+    WalkStage stage;
+    auto* const slow = stage.Leaf("slow", 1.0);
+    stage.SetRoot({slow, stage.Leaf("b", 2.0)});
+    WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal*) {
+        TqUPage::SetMemoryLimit(1);
+        clock.Advance(1.0);
+    };
+    EXPECT_EQ(stage.Frame(), Lines{"slow"});
+    TqUPage::SetMemoryLimit(0);
+    WalkStage::ShapeOf(slow)->onTurn = nullptr;
+    EXPECT_EQ(stage.Frame(), (Lines{"slow", "b"}));
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsTheFrameWhenMemoryIsRefusedAtAnyPoint)
+{
+    for (int n = 1; n <= 6; ++n) {
+        WalkStage stage;
+        stage.SetRoot({});
+        for (int i = 0; i < 100; ++i) {
+            static_cast<TqOcStaticGroup*>(stage.root.get())->AddChild(stage.Leaf("s", 1.0 + i));
+        }
+        stage.root->Update();
+        stage.walk.SetFrameId(++stage.frameId);
+        int refused = 0;
+        {
+            RefuseAllocations refuse(n, RefuseAllocations::eAND_ALL_LATER);
+            EXPECT_NO_THROW(stage.walk.Apply(stage.root.get()));
+            refused = refuse.GetNumRefused();
+        }
+        EXPECT_EQ(stage.walk.IsFrameClipped() != 0, refused > 0) << "allocation " << n;
+        EXPECT_FALSE(stage.IsAnyMarked());
+        EXPECT_EQ(stage.Frame().size(), 100U);
+        EXPECT_FALSE(stage.walk.IsFrameClipped());
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, SaturatesTimeBudgetsThatDoNotFit)
+{
+    for (double const target : {1e300, s_infinity, s_nan, -1.0}) {
+        WalkStage stage;
+        stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
+        stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+        stage.walk.SetTargetFrameTime(target);
+        EXPECT_FALSE(stage.Frame().empty()) << target;
+    }
+}
+
+// ---- End of a frame -----------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, ArmsTheEndRenderBudgetWithWhatIsLeft)
+{
+    FakeClock clock(0.0);
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    stage.SetRoot({leaf});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    stage.walk.SetTargetFrameTime(1.0);
+    WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(0.75); };
+    std::vector<int> clipped;
+    stage.context.onEndRender = [&] {
+        stage.walk.CheckEndRenderExpired();
+        clipped.push_back(stage.walk.IsEndRenderClipped());
+        clock.Advance(0.125);
+        stage.walk.CheckEndRenderExpired();
+        clipped.push_back(stage.walk.IsEndRenderClipped());
+        clock.Advance(0.1875);
+        stage.walk.CheckEndRenderExpired();
+        clipped.push_back(stage.walk.IsEndRenderClipped());
+    };
+    stage.Frame();
+    EXPECT_EQ(clipped, (std::vector<int>{0, 0, 1}));
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsTheEndRenderAtOnceWhenNothingIsLeft)
+{
+    FakeClock clock(0.0);
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    stage.SetRoot({leaf});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(5.0); };
+    int clipped = -1;
+    stage.context.onEndRender = [&] { clipped = stage.walk.IsEndRenderClipped(); };
+    stage.Frame();
+    EXPECT_EQ(clipped, 1);
+}
+
+TEST(TqOcPrioritizedTraversal, DecidesTheEndRenderByPolicy)
+{
+    using Traversal = TqOcRenderTraversal;
+    struct Row
+    {
+        Traversal::Policy policy;
+        int pending;
+        bool isClipped;
+        int shown;
+    };
+    for (Row const& row :
+         {Row{Traversal::eNEVER_INTERACTIVE, 1, false, 0}, Row{Traversal::eINTERRUPTIBLE, 0, false, 0},
+          Row{Traversal::eINTERRUPTIBLE, 1, true, 0}, Row{Traversal::eCOUNT_INTERACTIVE, 1, false, 1},
+          Row{Traversal::eAUTO_INTERACTIVE, 1, true, 1}, Row{Traversal::eAUTO_INTERACTIVE, 0, false, 1},
+          Row{Traversal::eALWAYS_INTERACTIVE, 0, true, 0}}) {
+        FakeClock clock;
+        WalkStage stage;
+        stage.SetRoot({stage.Leaf("a", 1.0)});
+        stage.walk.SetPolicy(row.policy);
+        stage.walk.SetDevelopFrame(1);
+        stage.context.interactionPending = row.pending;
+        int clipped = -1;
+        stage.context.onEndRender = [&] {
+            clock.Advance(1.0);
+            stage.walk.CheckEndRenderExpired();
+            clipped = stage.walk.IsEndRenderClipped();
+        };
+        stage.Frame();
+        EXPECT_EQ(clipped != 0, row.isClipped) << "policy " << row.policy << ", pending " << row.pending;
+        EXPECT_EQ(stage.log.Count("ShowRender"), row.shown) << "policy " << row.policy;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, KeepsAForcedEndRenderClip)
+{
+    WalkStage stage;
+    stage.walk.ForceEndRenderClipped();
+    EXPECT_TRUE(stage.walk.IsEndRenderClipped());
+    stage.context.interactionPending = 0;
+    stage.walk.SetPolicy(TqOcRenderTraversal::eINTERRUPTIBLE);
+    stage.walk.CheckEndRenderExpired();
+    EXPECT_TRUE(stage.walk.IsEndRenderClipped());
+    EXPECT_EQ(stage.log.Get(), Lines());
+}
+
+// ---- Exceptions ---------------------------------------------------------------------------------
+
+TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenAShapeThrows)
+{
+    WalkStage stage;
+    auto* const bad = stage.Leaf("bad", 2.0);
+    stage.SetRoot({WalkStage::Group({WalkStage::Group({stage.Leaf("a", 1.0), bad}), stage.Leaf("c", 3.0)}),
+                   stage.Leaf("d", 4.0), stage.Leaf("e", 5.0)});
+    stage.walk.SetOcclusionCulling(1);
+    stage.context.startsQueries = true;
+    WalkStage::ShapeOf(bad)->onTurn = [](TqOcPrioritizedTraversal*) { throw Failure(); };
+    EXPECT_THROW(stage.Frame(), Failure);
+    EXPECT_FALSE(stage.IsAnyMarked());
+    EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
+    EXPECT_EQ(stage.context.GetNumOpenQueries(), 0);
+    EXPECT_GE(stage.log.Count("AbortOcclusionQuery"), 1);
+
+    WalkStage::ShapeOf(bad)->onTurn = nullptr;
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "bad", "c", "d", "e"}));
+}
+
+TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenACallbackThrowsWhileScoring)
+{
+    for (int call = 1; call <= 8; ++call) {
+        WalkStage stage;
+        stage.SetRoot({WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("b", 4.0), stage.Leaf("c", 7.0)}),
+                       WalkStage::Group({stage.Leaf("d", 2.0), stage.Leaf("e", 5.0)})});
+        stage.walk.SetOcclusionCulling(1);
+        stage.context.startsQueries = true;
+        struct Calls
+        {
+            int left;
+            static int Score(TqOcTraversable const*, TqOcRenderTravCullData*, void* self)
+            {
+                if (--static_cast<Calls*>(self)->left == 0) {
+                    throw Failure();
+                }
+                return 1;
+            }
+        } calls{call};
+        stage.walk.SetDynamicPriorityCallback(&Calls::Score, &calls);
+        EXPECT_THROW(stage.Frame(), Failure) << call;
+        EXPECT_FALSE(stage.IsAnyMarked());
+        EXPECT_EQ(stage.context.GetNumOpenQueries(), 0) << call;
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "d", "b", "e", "c"})) << call;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenAContextThrows)
+{
+    for (std::string const callback : {"begin", "check", "end", "start"}) {
+        WalkStage stage;
+        MakeRow(stage);
+        bool throws = true;
+        auto const fail = [&](std::string const& here) {
+            if (throws && here == callback) {
+                throws = false;
+                throw Failure();
+            }
+        };
+        stage.context.onBeginQuery = [&](TqLBox3f const&, unsigned int) {
+            fail("begin");
+            return true;
+        };
+        stage.context.onCheckQuery = [&](int) {
+            fail("check");
+            return 1;
+        };
+        stage.context.onEndQuery = [&](int) {
+            fail("end");
+            return 100U;
+        };
+        stage.context.onStartRender = [&] { fail("start"); };
+        EXPECT_THROW(stage.Frame(), Failure) << callback;
+        EXPECT_FALSE(stage.IsAnyMarked()) << callback;
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"})) << callback;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenTheWindowSizeThrows)
+{
+    class NoWindow : public TqOcContext
+    {
+    public:
+        void GetWindowSize(int* width, int* height) override
+        {
+            if (fails) {
+                throw Failure();
+            }
+            TqOcContext::GetWindowSize(width, height);
+        }
+        bool fails = true;
+    };
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0)});
+    NoWindow context;
+    stage.walk.SetContext(&context);
+    EXPECT_THROW(stage.Frame(), Failure);
+    context.fails = false;
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+}
+
+TEST(TqOcPrioritizedTraversal, AbortsTheOtherQueriesWhenAbortingOneThrows)
+{
+    class Throws : public RecordingContext
+    {
+    public:
+        using RecordingContext::RecordingContext;
+        void AbortOcclusionQuery(TqOcOcclusionQuery* query) override
+        {
+            RecordingContext::AbortOcclusionQuery(query);
+            throw Failure();
+        }
+    };
+    WalkStage stage;
+    auto* const stop = stage.Leaf("stop", 1.0);
+    stage.SetRoot({WalkStage::Group({stop, stage.Leaf("b", 2.0)}), stage.Leaf("c", 9.0)});
+    Throws context(&stage.log);
+    context.startsQueries = true;
+    stage.walk.SetContext(&context);
+    stage.walk.SetOcclusionCulling(1);
+    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    EXPECT_THROW(stage.Frame(), Failure);
+    EXPECT_EQ(context.GetNumOpenQueries(), 0);
+    EXPECT_EQ(context.GetNumQueries(), 2);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, RaisesTheLengthErrorOfAStackThatCannotGrow)
+{
+    std::vector<TqOcTravLevel> levels;
+    PushLevel(levels, {1.0, nullptr}, 2);
+    PushLevel(levels, {2.0, nullptr}, 2);
+    try {
+        PushLevel(levels, {3.0, nullptr}, 2);
+        FAIL() << "the third level was taken";
+    } catch (std::length_error const& error) {
+        EXPECT_STREQ(error.what(), "vector<T> too long");
+    }
+    EXPECT_EQ(levels.size(), 2U);
+}
