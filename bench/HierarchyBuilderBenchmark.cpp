@@ -8,6 +8,7 @@
 // rounds: what counts is the ratio within a round.
 
 #include "BenchModel.h"
+#include "tests/support/ReferenceStaticBuild.h"
 
 #include "scenes/SceneBoxes.h"
 
@@ -16,8 +17,6 @@
 
 #include "util/TqUMemory.h"
 #include "util/TqUPtrVector.h"
-
-#include "tests/support/ReferenceStaticBuild.h"
 
 #include <benchmark/benchmark.h>
 
@@ -49,16 +48,16 @@ struct Input
     Input(Scene scene, std::int64_t count)
         : boxes(MakeBoxes(scene, static_cast<std::size_t>(count)))
         , shapes(MakeBenchShapes(boxes))
-    {
-    }
+    {}
 
     Input(Input const&) = delete;
     Input& operator=(Input const&) = delete;
 
     static std::vector<TqLBox3f> MakeBoxes(Scene scene, std::size_t count)
     {
-        std::vector<SceneBox> const items =
-            scene == Scene::ePLANT ? MakePlant(count, eBENCH_SEED) : MakeUniform(count, eBENCH_SEED);
+        std::vector<SceneBox> const items = scene == Scene::ePLANT
+                                                ? MakePlant(count, eBENCH_SEED)
+                                                : MakeUniform(count, eBENCH_SEED);
         std::vector<TqLBox3f> boxes;
         boxes.reserve(items.size());
         for (SceneBox const& item : items) {

@@ -1,9 +1,11 @@
 // The builders: which tree comes out of which shapes, rule by rule and against a plain reference;
 // what is posted; what memory pressure, refused memory and exceptions leave behind.
 //
-// Trees are compared as text: [2 0] is a leaf of the shapes 2 and 0 in this order, ([2] [0]) a group
-// of two leaves. Most rules of the division are seen best in a list of leaves built with the total
-// as threshold: the first store is divided once, and its two parts are below the threshold.
+// Trees are compared as text: [2 0] is a leaf of the shapes 2 and 0 in this order, ([2] [0]) a
+// group of two leaves. Most rules of the division are seen best in a list of leaves built with the
+// total as threshold: the first store is divided once, and its two parts are below the threshold.
+
+#include "scenecull/TqOcHierarchyBuilder.h"
 
 #include "support/AllocationCounter.h"
 #include "support/Recorders.h"
@@ -14,7 +16,6 @@
 #include "scenes/SceneBoxes.h"
 #include "scenes/SceneRandom.h"
 
-#include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcShape.h"
 #include "scenecull/TqOcStaticTraversable.h"
 
@@ -63,9 +64,13 @@ public:
     }
 
     int GetNumber() const { return m_number; }
+
     TqLBox3f const& GetBox() const { return m_box; }
+
     void SetBox(TqLBox3f const& box) { m_box = box; }
+
     int GetNumBoxCalls() const { return m_numBoxCalls; }
+
     bool GotOnlyEmptyBoxes() const { return m_gotOnlyEmptyBoxes; }
 
     /// Lets the call of GetShapeBox after `calls` more throw.
@@ -82,6 +87,7 @@ public:
     }
 
     void RenderShape(TqOcRenderTraversal*) override {}
+
     void PickShape(TqOcPickFrustumTraversal*) override {}
 
     /// The parents in their order.
@@ -152,6 +158,7 @@ public:
     }
 
     NumberedShape& operator[](int i) { return m_shapes[static_cast<std::size_t>(i)]; }
+
     int Size() const { return static_cast<int>(m_shapes.size()); }
 
     void AppendTo(TqOcStaticHierarchyBuilder& builder)
@@ -884,8 +891,8 @@ TEST(TqOcStaticHierarchyBuilder, KeepsOnlySpanningBoxesInFrontButCountsByClassif
     for (int i = 2; i < 9; ++i) {
         model.AddOnX(origin, origin);
     }
-    model.AddOnX(origin - 4, origin + 4, 1000);              // 9: overflow, but not spanning
-    model.AddOnX(origin - 6, origin + 6);                    // 10
+    model.AddOnX(origin - 4, origin + 4, 1000);             // 9: overflow, but not spanning
+    model.AddOnX(origin - 6, origin + 6);                   // 10
     model.Add(MakeBox(origin - 6, 2, 0, origin + 6, 2, 0)); // 11
     // 10 and 11 have two triangles, but are taken for 1,002 and divided along y. The others have
     // 1,009, but are taken for 9 and left alone.
@@ -935,9 +942,9 @@ TEST(TqOcSHBSplitter, TakesTheBandAsItStandsWhenThePartsBoxIsTurnedAround)
 namespace
 {
 
-/// Sets of five slabs along x, y and z in turn, each set shorter than the last: every division peels
-/// one set off, divides its five slabs from one another, and leaves the smaller ones for the next
-/// level.
+/// Sets of five slabs along x, y and z in turn, each set shorter than the last: every division
+/// peels one set off, divides its five slabs from one another, and leaves the smaller ones for the
+/// next level.
 void AddNestedSlabs(Model& model, int numSets)
 {
     double length = std::ldexp(1.0, 340);
@@ -964,6 +971,7 @@ class CountingVisitor : public TqOcVisitor
 {
 public:
     int numShapes = 0;
+
     void VisitShape(TqOcShape*) override { ++numShapes; }
 };
 
@@ -1239,8 +1247,7 @@ TEST(TqOcStaticHierarchyBuilder, TakesAllBackWhenMemoryIsRefusedInEnd)
             std::unique_ptr<TqOcTraversable> const root(builder.End());
             EXPECT_EQ(0, refuse.GetNumRefused());
             break;
-        } catch (std::bad_alloc const&) {
-        }
+        } catch (std::bad_alloc const&) {}
         ASSERT_EQ(bytes, TqUMemory::GetLiveBytes()) << refused;
         for (int i = 0; i < model->Size(); ++i) {
             ASSERT_FALSE((*model)[i].HasMultipleParents()) << refused;
@@ -1268,8 +1275,7 @@ TEST(TqOcStaticHierarchyBuilder, TakesAllBackWhenMemoryIsRefusedForAListOfLeaves
                 RefuseAllocations const refuse(refused);
                 try {
                     builder.End(&leaves);
-                } catch (std::bad_alloc const&) {
-                }
+                } catch (std::bad_alloc const&) {}
             }
             if (!leaves.Empty()) {
                 for (int i = 0; i < leaves.Size(); ++i) {
@@ -1342,29 +1348,39 @@ enum class BoxKind
 class BoxMaker
 {
 public:
-    BoxMaker(BoxKind kind, SceneRandom& random)
-        : m_kind(kind)
-        , m_random(random)
-    {
-    }
+    BoxMaker(BoxKind kind, SceneRandom& random) : m_kind(kind), m_random(random) {}
 
     TqLBox3f Make()
     {
         switch (m_kind) {
-        case BoxKind::eGRID: return Spread(8, 3);
-        case BoxKind::ePOINTS: return Spread(6, 1);
-        case BoxKind::eFLAT: return Flatten(Spread(20, 6));
-        case BoxKind::eLONG: return Stretch();
-        case BoxKind::eNESTED: return MakeCube(0, 0, 0, 1 + m_random.Below(40));
-        case BoxKind::eUNEVEN: return Uniform(std::ldexp(1.0, static_cast<int>(m_random.Below(30))));
-        case BoxKind::eDUPLICATES: return Duplicate();
-        case BoxKind::eEMPTY: return m_random.Chance(0.3) ? TqLBox3f() : Spread(8, 3);
-        case BoxKind::eINVERTED: return Invert(Spread(10, 4));
-        case BoxKind::eHUGE: return Uniform(1e308);
-        case BoxKind::eTINY: return Uniform(20 * 4.9406564584124654e-324);
-        case BoxKind::eNEAR_2_53: return Near253();
-        case BoxKind::eNOT_FINITE: return BreakSome(Uniform(10));
-        default: return Uniform(1.0);
+        case BoxKind::eGRID:
+            return Spread(8, 3);
+        case BoxKind::ePOINTS:
+            return Spread(6, 1);
+        case BoxKind::eFLAT:
+            return Flatten(Spread(20, 6));
+        case BoxKind::eLONG:
+            return Stretch();
+        case BoxKind::eNESTED:
+            return MakeCube(0, 0, 0, 1 + m_random.Below(40));
+        case BoxKind::eUNEVEN:
+            return Uniform(std::ldexp(1.0, static_cast<int>(m_random.Below(30))));
+        case BoxKind::eDUPLICATES:
+            return Duplicate();
+        case BoxKind::eEMPTY:
+            return m_random.Chance(0.3) ? TqLBox3f() : Spread(8, 3);
+        case BoxKind::eINVERTED:
+            return Invert(Spread(10, 4));
+        case BoxKind::eHUGE:
+            return Uniform(1e308);
+        case BoxKind::eTINY:
+            return Uniform(20 * 4.9406564584124654e-324);
+        case BoxKind::eNEAR_2_53:
+            return Near253();
+        case BoxKind::eNOT_FINITE:
+            return BreakSome(Uniform(10));
+        default:
+            return Uniform(1.0);
         }
     }
 
@@ -1459,9 +1475,12 @@ private:
 unsigned int MakeTris(SceneRandom& random)
 {
     switch (random.Below(10)) {
-    case 0: return 0;
-    case 1: return static_cast<unsigned int>(random.Next());
-    default: return 1 + random.Below(20);
+    case 0:
+        return 0;
+    case 1:
+        return static_cast<unsigned int>(random.Next());
+    default:
+        return 1 + random.Below(20);
     }
 }
 
@@ -1705,8 +1724,7 @@ TEST(TqOcFlatHierarchyBuilder, TakesAllBackWhenMemoryIsRefused)
             std::unique_ptr<TqOcTraversable> const root(builder.End());
             EXPECT_EQ("([0] [1] [2] [0])", Describe(root.get()));
             break;
-        } catch (std::bad_alloc const&) {
-        }
+        } catch (std::bad_alloc const&) {}
         ASSERT_EQ(bytes, TqUMemory::GetLiveBytes()) << refused;
         for (int i = 0; i < 3; ++i) {
             ASSERT_FALSE((*model)[i].HasParent());

@@ -1,5 +1,5 @@
-// The static builder's inner loops: the vector form against the plain one, bit for bit, and the plain
-// one against the rule for a single record.
+// The static builder's inner loops: the vector form against the plain one, bit for bit, and the
+// plain one against the rule for a single record.
 
 #include "scenecull/internal/TqOcSHBKernels.h"
 
@@ -23,13 +23,20 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 double MakeNumber(SceneRandom& random)
 {
     switch (random.Below(8)) {
-    case 0: return 0.0;
-    case 1: return -0.0;
-    case 2: return static_cast<double>(random.Below(5)) - 2.0;
-    case 3: return random.Chance(0.5) ? DBL_MAX : -DBL_MAX;
-    case 4: return random.Range(-1.0, 1.0) * DBL_MIN;
-    case 5: return random.Range(-1.0, 1.0) * 1e300;
-    default: return random.Range(-10.0, 10.0);
+    case 0:
+        return 0.0;
+    case 1:
+        return -0.0;
+    case 2:
+        return static_cast<double>(random.Below(5)) - 2.0;
+    case 3:
+        return random.Chance(0.5) ? DBL_MAX : -DBL_MAX;
+    case 4:
+        return random.Range(-1.0, 1.0) * DBL_MIN;
+    case 5:
+        return random.Range(-1.0, 1.0) * 1e300;
+    default:
+        return random.Range(-10.0, 10.0);
     }
 }
 
@@ -49,10 +56,14 @@ std::vector<TqOcSHBRecord> MakeRecords(SceneRandom& random, int count)
 double MakeLimit(SceneRandom& random)
 {
     switch (random.Below(12)) {
-    case 0: return kInfinity;
-    case 1: return -kInfinity;
-    case 2: return kNan;
-    default: return MakeNumber(random);
+    case 0:
+        return kInfinity;
+    case 1:
+        return -kInfinity;
+    case 2:
+        return kNan;
+    default:
+        return MakeNumber(random);
     }
 }
 
@@ -62,8 +73,7 @@ struct Classification
         : order(static_cast<std::size_t>(count) + 1, -1)
         , overflow(static_cast<std::size_t>(count / 4 + 1), -1)
         , lists{order.data(), overflow.data(), -1, -1}
-    {
-    }
+    {}
 
     std::vector<std::int32_t> order;
     std::vector<std::int32_t> overflow;
@@ -90,8 +100,8 @@ TEST(TqOcSHBKernels, MeasureTheSameBitsInBothForms)
         TqOcSHBScalarKernels::Add(records.data(), count, scalar);
         TqOcSHBKernels::Add(records.data(), count, chosen);
         ASSERT_EQ(0, std::memcmp(scalar.m_bounds, chosen.m_bounds, sizeof(scalar.m_bounds)));
-        ASSERT_EQ(0, std::memcmp(scalar.m_centreSum, chosen.m_centreSum,
-                                 sizeof(scalar.m_centreSum)));
+        ASSERT_EQ(0,
+                  std::memcmp(scalar.m_centreSum, chosen.m_centreSum, sizeof(scalar.m_centreSum)));
         ASSERT_EQ(scalar.m_tris, chosen.m_tris);
     }
 }
@@ -173,7 +183,8 @@ TEST(TqOcSHBKernels, ClassifyListsLeftFromTheFrontAndOthersFromTheBack)
     std::vector<TqOcSHBRecord> const records = MakeRecords(random, count);
     TqOcSHBPartition const partition{1, 0.5, -1e301, 1e301};
     Classification result(count);
-    // A few records are always too large to be placed; a band this wide leaves them within a quarter.
+    // A few records are always too large to be placed; a band this wide leaves them within a
+    // quarter.
     ASSERT_TRUE(TqOcSHBKernels::Classify(records.data(), count, partition, result.lists));
     std::vector<std::int32_t> expected;
     std::vector<std::int32_t> others;

@@ -123,13 +123,16 @@ private:
     {
         bool finite = true;
         for (int axis = 0; axis < 3; ++axis) {
-            finite = finite && std::isfinite(box.GetMin()[axis]) && std::isfinite(box.GetMax()[axis]);
+            finite =
+                finite && std::isfinite(box.GetMin()[axis]) && std::isfinite(box.GetMax()[axis]);
         }
         return finite;
     }
 
     ReferenceShape const& Shape(int i) const { return m_shapes[static_cast<std::size_t>(i)]; }
+
     int& At(int position) { return m_order[static_cast<std::size_t>(position)]; }
+
     ReferenceShape const& ShapeAt(int position) { return Shape(At(position)); }
 
     static int Count(Store const& store) { return store.end - store.first; }
@@ -246,8 +249,8 @@ private:
                 set.tris += ShapeAt(i).tris;
                 ++set.count;
             }
-            if (partition.left.count != 0 && partition.right.count != 0
-                && partition.overflow.count <= count * 0.25) {
+            if (partition.left.count != 0 && partition.right.count != 0 &&
+                partition.overflow.count <= count * 0.25) {
                 bool const divided = partition.overflow.count != 0
                                          ? DivideOverflow(part, rest, partition)
                                          : DivideLeftRight(part, rest, partition);
@@ -267,8 +270,8 @@ private:
         for (int& axis : axes) {
             axis = -1;
             for (int candidate = 0; candidate < 3; ++candidate) {
-                if (!taken[static_cast<std::size_t>(candidate)]
-                    && (axis < 0 || box.GetSize()[candidate] > box.GetSize()[axis])) {
+                if (!taken[static_cast<std::size_t>(candidate)] &&
+                    (axis < 0 || box.GetSize()[candidate] > box.GetSize()[axis])) {
                     axis = candidate;
                 }
             }
@@ -310,8 +313,8 @@ private:
     bool DivideOverflow(Store& part, Store& rest, Partition const& partition)
     {
         int const middle = Reorder(part, [&](TqLBox3f const& box) {
-            return box.GetMin()[partition.axis] < partition.low
-                   && box.GetMax()[partition.axis] > partition.high;
+            return box.GetMin()[partition.axis] < partition.low &&
+                   box.GetMax()[partition.axis] > partition.high;
         });
         if (middle == part.first || middle == part.end) {
             m_posts.emplace_back("1 TqOcHierarchyBuilder: Bad overflow partition");

@@ -21,8 +21,8 @@ namespace
 {
 
 TqUComponent s_component("TqOcHierarchyBuilder");
-constexpr TqOcDependency s_dependencies[]
-    = {DependsOn<TqUVector>(), DependsOn<TqUPage>(), DependsOn<TqOcStaticGroup>()};
+constexpr TqOcDependency s_dependencies[] = {DependsOn<TqUVector>(), DependsOn<TqUPage>(),
+                                             DependsOn<TqOcStaticGroup>()};
 
 constexpr std::size_t s_itemAlignment = 8;
 
@@ -42,9 +42,10 @@ void LoadItems(TqUVoidPtrVector const& items, TqOcSHBSplitter& splitter)
     splitter.Load(items.Begin(), items.Size());
     int const numOthers = items.Size() - splitter.GetNumFinite();
     if (numOthers != 0) {
-        TqUError::Post(TqUSysError::eERROR, &s_component,
-                       "%d of %d shapes have a box that is not finite; they form a leaf of their own",
-                       numOthers, items.Size());
+        TqUError::Post(
+            TqUSysError::eERROR, &s_component,
+            "%d of %d shapes have a box that is not finite; they form a leaf of their own",
+            numOthers, items.Size());
     }
 }
 
@@ -53,10 +54,7 @@ void LoadItems(TqUVoidPtrVector const& items, TqOcSHBSplitter& splitter)
 class FlatGroup
 {
 public:
-    FlatGroup()
-        : m_group(new TqOcStaticGroup)
-    {
-    }
+    FlatGroup() : m_group(new TqOcStaticGroup) {}
 
     FlatGroup(FlatGroup const&) = delete;
     FlatGroup& operator=(FlatGroup const&) = delete;
@@ -123,8 +121,7 @@ int TqOcHierarchyBuilder::IsInitialised()
 TqOcStaticHierarchyBuilder::TqOcStaticHierarchyBuilder(int triSplitThreshold)
     : m_triSplitThreshold(triSplitThreshold)
     , m_itemArena(sizeof(TqOcSHBItem), s_itemAlignment)
-{
-}
+{}
 
 TqOcStaticHierarchyBuilder::~TqOcStaticHierarchyBuilder() = default;
 

@@ -34,18 +34,22 @@ public:
 /// divided into up to six parts, always the most voluminous part next, each time in two along one
 /// axis at the mean of the centres; shapes that straddle the plane too far on either side form a
 /// part of their own. Each part then becomes a leaf or, divided again, a group. A set that no axis
-/// divides becomes a leaf whatever its total. Triangle totals are sums modulo 2^32, like the nodes'.
+/// divides becomes a leaf whatever its total. Triangle totals are sums modulo 2^32, like the
+/// nodes'.
 ///
-/// Input that cannot be placed: a null shape is posted and ignored. Shapes whose box has an infinite
-/// or NaN corner take no part in the division; they form a leaf of their own, the last one, and are
-/// posted once a build. Empty boxes (corners of plus and minus DBL_MAX) are divided like others.
+/// Input that cannot be placed: a null shape is posted and ignored. Shapes whose box has an
+/// infinite or NaN corner take no part in the division; they form a leaf of their own, the last
+/// one, and are posted once a build. Empty boxes (corners of plus and minus DBL_MAX) are divided
+/// like others.
 ///
 /// Cost: O(n log n) for n shapes in practice. While it runs, a build holds 70 bytes a shape (up to
 /// twice that when nearly every shape gets a leaf of its own) beside the 64 that Append takes; all
-/// of it is returned when End returns. When memory is refused,
-/// Append and End throw std::bad_alloc, nothing is leaked, no shape keeps a link, and the builder
-/// still holds what was appended: End can be tried again, and Begin starts anew. An exception from
-/// GetShapeBox leaves Append, and one from the page-out callback Append or End, in the same way.
+/// of it is returned when End returns.
+///
+/// When memory is refused, Append and End throw std::bad_alloc, nothing is leaked, no shape keeps a
+/// link, and the builder still holds what was appended: End can be tried again, and Begin starts
+/// anew. An exception from GetShapeBox leaves Append, and one from the page-out callback Append or
+/// End, in the same way.
 class TQOC_API TqOcStaticHierarchyBuilder : public TqOcHierarchyBuilder
 {
 public:
@@ -109,15 +113,15 @@ public:
     /// Forgets what was appended.
     void Begin();
 
-    /// Adds a shape, which must live until the last End; it may be added twice. Null: posts severity
-    /// 1 and is ignored.
+    /// Adds a shape, which must live until the last End; it may be added twice. Null: posts
+    /// severity 1 and is ignored.
     void Append(TqOcShape* shape);
 
     /// Builds a group of single-shape leaves, in the order of Append, and brings it up to date. The
     /// list stays: a second End builds a second group over the same shapes.
     /// @return a TqOcStaticGroup, without children when nothing was appended. When memory is
-    /// refused (std::bad_alloc) or a shape's GetShapeBox throws, nothing is leaked, no shape keeps a
-    /// link, and the list stays.
+    /// refused (std::bad_alloc) or a shape's GetShapeBox throws, nothing is leaked, no shape keeps
+    /// a link, and the list stays.
     TqOcTraversable* End();
 
 private:

@@ -27,9 +27,11 @@ public:
     int Size() const { return m_size; }
 
     T* Data() { return m_data; }
+
     T const* Data() const { return m_data; }
 
     T& operator[](int i) { return m_data[i]; }
+
     T const& operator[](int i) const { return m_data[i]; }
 
     /// Adds `count` entries behind the others and returns the index of the first of them.
@@ -78,10 +80,7 @@ private:
         m_capacity = capacity;
     }
 
-    void Free()
-    {
-        TqUMemory::Dealloc(m_data, BytesFor(m_capacity), TqUMemory::eALIGN_CACHE_LINE);
-    }
+    void Free() { TqUMemory::Dealloc(m_data, BytesFor(m_capacity), TqUMemory::eALIGN_CACHE_LINE); }
 
     T* m_data = nullptr;
     int m_size = 0;

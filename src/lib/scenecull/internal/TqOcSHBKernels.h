@@ -110,12 +110,11 @@ struct TqOcSHBSse2Kernels
             double const* const b = records[i + 1].m_bounds + axis;
             __m128d const low = _mm_loadh_pd(_mm_load_sd(a), b);
             __m128d const high = _mm_xor_pd(_mm_loadh_pd(_mm_load_sd(a + 3), b + 3), sign);
-            __m128d const leansLeft =
-                _mm_cmpgt_pd(_mm_sub_pd(split, low), _mm_sub_pd(high, split));
+            __m128d const leansLeft = _mm_cmpgt_pd(_mm_sub_pd(split, low), _mm_sub_pd(high, split));
             // A box that does not straddle and leans left has `high <= split` (so it goes left by
             // the first rule already); the rules can therefore be joined without their "otherwise".
-            __m128d const goesLeft = _mm_or_pd(
-                _mm_cmple_pd(high, split), _mm_and_pd(leansLeft, _mm_cmple_pd(high, bandHigh)));
+            __m128d const goesLeft = _mm_or_pd(_mm_cmple_pd(high, split),
+                                               _mm_and_pd(leansLeft, _mm_cmple_pd(high, bandHigh)));
             __m128d const goesRight = _mm_or_pd(
                 _mm_cmpge_pd(low, split), _mm_andnot_pd(leansLeft, _mm_cmpge_pd(low, bandLow)));
             int const leftMask = _mm_movemask_pd(goesLeft);
@@ -171,8 +170,7 @@ private:
             , m_bounds45(_mm_loadu_pd(measure.m_bounds + 4))
             , m_centreXY(_mm_loadu_pd(measure.m_centreSum))
             , m_centreZ(_mm_load_sd(measure.m_centreSum + 2))
-        {
-        }
+        {}
 
         void Add(TqOcSHBRecord const& record)
         {

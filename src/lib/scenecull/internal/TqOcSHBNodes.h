@@ -3,8 +3,9 @@
 // Makes the nodes of a planned static build, and takes them back if that fails. Internal.
 //
 // A group's children are allocated one after the other, directly behind the group's child array and
-// in front of what hangs below them, so that a walk that tests a group's children reads neighbouring
-// memory. Children are linked to their parents from the leaves up, in the order of the parts.
+// in front of what hangs below them, so that a walk that tests a group's children reads
+// neighbouring memory. Children are linked to their parents from the leaves up, in the order of the
+// parts.
 
 #include "scenecull/internal/TqOcSHBBuffer.h"
 #include "scenecull/internal/TqOcSHBPlan.h"
@@ -24,8 +25,7 @@ public:
     TqOcSHBNodes(TqOcSHBPlan const& plan, TqOcSHBRecord const* records)
         : m_plan(plan)
         , m_records(records)
-    {
-    }
+    {}
 
     TqOcSHBNodes(TqOcSHBNodes const&) = delete;
     TqOcSHBNodes& operator=(TqOcSHBNodes const&) = delete;

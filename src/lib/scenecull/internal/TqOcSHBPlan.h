@@ -37,8 +37,7 @@ public:
         : m_splitter(splitter)
         , m_threshold(threshold)
         , m_component(component)
-    {
-    }
+    {}
 
     /// Plans a tree of all records; node 0 is its root. Records without a finite box form the last
     /// leaf below the root. There must be at least one record.
@@ -158,8 +157,7 @@ inline int TqOcSHBPlan::Divide(TqOcSHBStore (&parts)[s_maxChildren])
         if (chosen < 0) {
             break;
         }
-        if (parts[chosen].GetCount() >= 2
-            && m_splitter.SplitPart(parts[chosen], parts[numParts])) {
+        if (parts[chosen].GetCount() >= 2 && m_splitter.SplitPart(parts[chosen], parts[numParts])) {
             volumes[chosen] = parts[chosen].m_box.Volume();
             volumes[numParts] = parts[numParts].m_box.Volume();
             open[numParts] = true;

@@ -30,8 +30,8 @@ struct TqOcSHBMeasure
     std::uint32_t m_tris = 0;                ///< sum modulo 2^32
 };
 
-/// Where one split attempt divides a range: an axis (0 = x, 1 = y, 2 = z), a position on it, and the
-/// band around that position beyond which a straddling box counts as overflow.
+/// Where one split attempt divides a range: an axis (0 = x, 1 = y, 2 = z), a position on it, and
+/// the band around that position beyond which a straddling box counts as overflow.
 struct TqOcSHBPartition
 {
     int m_axis;

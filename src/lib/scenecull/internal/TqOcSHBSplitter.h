@@ -49,13 +49,10 @@ class TqOcSHBSplitter
 {
 public:
     /// @param component  what failed divisions are posted against
-    explicit TqOcSHBSplitter(TqUComponent const* component)
-        : m_component(component)
-    {
-    }
+    explicit TqOcSHBSplitter(TqUComponent const* component) : m_component(component) {}
 
-    /// Copies `count` items (pointers to TqOcSHBItem): those with a finite box in their order, then the others in theirs.
-    /// Throws std::bad_alloc when memory is refused.
+    /// Copies `count` items (pointers to TqOcSHBItem): those with a finite box in their order, then
+    /// the others in theirs. Throws std::bad_alloc when memory is refused.
     void Load(void const* const* items, int count);
 
     /// Number of records with a finite box; they stand first.
@@ -113,7 +110,8 @@ inline bool TqOcSHBSplitter::IsFinite(TqLBox3f const& box)
     // The difference of a number and itself is 0, unless it is infinite or NaN.
     double sum = 0.0;
     for (int axis = 0; axis < 3; ++axis) {
-        sum += (box.GetMin()[axis] - box.GetMin()[axis]) + (box.GetMax()[axis] - box.GetMax()[axis]);
+        sum +=
+            (box.GetMin()[axis] - box.GetMin()[axis]) + (box.GetMax()[axis] - box.GetMax()[axis]);
     }
     return sum == 0.0;
 }
@@ -277,9 +275,8 @@ inline bool TqOcSHBSplitter::OverflowSpansBand(TqOcSHBRecord const* records,
     if (!(partition.m_bandLow <= partition.m_split && partition.m_split <= partition.m_bandHigh)) {
         return false;
     }
-    return std::all_of(
-        m_lists.m_overflow, m_lists.m_overflow + m_lists.m_numOverflow,
-        [&](std::int32_t i) { return SpansBand(records[i], partition); });
+    return std::all_of(m_lists.m_overflow, m_lists.m_overflow + m_lists.m_numOverflow,
+                       [&](std::int32_t i) { return SpansBand(records[i], partition); });
 }
 
 inline int TqOcSHBSplitter::CollectSpanning(TqOcSHBRecord const* records, int count,
@@ -318,7 +315,7 @@ inline void TqOcSHBSplitter::MoveLeftToFront(TqOcSHBRecord* records, int count)
 {
     int const numLeft = m_lists.m_numLeft;
     std::int32_t const* const left = m_lists.m_order + numLeft - 1; // k-th from the back: left[-k]
-    std::int32_t const* const other = m_lists.m_order + count - 1;  // k-th from the front: other[-k]
+    std::int32_t const* const other = m_lists.m_order + count - 1; // k-th from the front: other[-k]
     int const maxSwaps = std::min(numLeft, count - numLeft);
     for (int k = 0; k < maxSwaps && other[-k] < left[-k]; ++k) {
         std::swap(records[other[-k]], records[left[-k]]);
