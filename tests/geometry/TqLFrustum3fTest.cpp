@@ -374,6 +374,19 @@ TEST(TqLFrustum3f, TakesTheFarPlaneOfExplicitDataFromTheMatrix)
     EXPECT_TRUE(HaveSameBits(copy, endless));
 }
 
+TEST(TqLFrustum3f, TakesAFarPlaneThatIsLostInRoundingForNone)
+{
+    // Of the far plane's coefficients only the last bits of the matrix are left.
+    TqLFrustum3f const source = TqLFrustum3f::Perspective(
+        TqLPos3f(), TqLVec3f(1.0, 2.0, -3.0), TqLVec3f(0.0, 1.0, 0.0), 1.0, 1.0, 1.0, 3e15);
+    TqLFrustum3f const frustum
+        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, source.GetWidth(),
+                                   source.GetHeight(), source.GetMatrix(), source.GetNearPlane(),
+                                   source.GetViewpoint());
+    EXPECT_TRUE(frustum.GetFarPlane().GetNormal().IsZero());
+    EXPECT_GT(frustum.GetFarPlane().DistanceFromPlane(TqLPos3f(1e300, 1e300, 1e300)), 0.0);
+}
+
 TEST(TqLFrustum3f, AMirroredMatrixHasItsSidesTheRightWayRound)
 {
     // Right and left exchanged, as for a picture in a mirror.
@@ -403,6 +416,13 @@ TEST(TqLFrustum3f, NarrowedByTheWholeIsTheSameBitForBit)
         TqLFrustum3f const frustum = RandomCamera(&random, 100.0).Make();
         ASSERT_TRUE(HaveSameBits(frustum.NarrowedBy(0.0, 1.0, 0.0, 1.0), frustum));
     }
+    TqLFrustum3f const source;
+    TqLMatrix4f matrix = source.GetMatrix();
+    matrix[2][0] = -0.0; // would be lost by subtracting nothing
+    TqLFrustum3f const frustum
+        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 1.0, 1.0, matrix,
+                                   source.GetNearPlane(), source.GetViewpoint());
+    EXPECT_TRUE(HaveSameBits(frustum.NarrowedBy(0.0, 1.0, 0.0, 1.0), frustum));
 }
 
 TEST(TqLFrustum3f, NarrowedByTakesLowerXUpperXLowerYUpperY)

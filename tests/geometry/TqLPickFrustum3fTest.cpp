@@ -136,6 +136,40 @@ TqLBox3f RandomBoxNear(SceneRandom* random, Case const& c)
     return TqLBox3f(center - half, center + half);
 }
 
+// The camera far away, looking at the origin of space, through which the left side of the rectangle
+// passes: the side's numbers are small there, and their errors are not.
+void LookFromFarAway(Case* c, double distance)
+{
+    c->viewpoint = TqLPos3f(TqLUnitVec3f(c->direction).Vec() * -distance);
+    c->nearDistance = 0.5 * distance;
+    c->farDistance = 2.0 * distance;
+    c->x0 = 0.5;
+    c->x1 = 0.75;
+    c->y0 = 0.25;
+    c->y1 = 0.75;
+    c->width = 10.0;
+    c->height = 10.0;
+}
+
+// How far inside its nearest side a point lies, given in a local space.
+long double LeastInside(Case const& c, TqLPos3f const& point, TqLAffine3f const& toWorld)
+{
+    long double inside[6];
+    c.Inside(LongTransform(LongVec(point), toWorld), inside);
+    return *std::min_element(inside, inside + 6);
+}
+
+// Of the way from a point inside to one outside, the last point inside.
+TqLPos3f FindLastInside(Case const& c, TqLPos3f inside, TqLPos3f outside,
+                        TqLAffine3f const& toWorld)
+{
+    for (int step = 0; step < 80; ++step) {
+        TqLPos3f const middle((inside.Vec() + outside.Vec()) * 0.5);
+        (LeastInside(c, middle, toWorld) >= 0.0L ? inside : outside) = middle;
+    }
+    return inside;
+}
+
 TqLBox3f PointBox(TqLPos3f const& point)
 {
     return TqLBox3f(point, point);
@@ -323,6 +357,42 @@ TEST(TqLPickFrustum3f, NeverCullsABoxThatHoldsAPointOfTheFrustum)
         }
         TqLBox3f const box(point - below, point + above);
         int planes = TqLPickFrustum3f::eALL_PLANES;
+        ASSERT_EQ(pick.CanCull(box, &planes), 0);
+    }
+}
+
+TEST(TqLPickFrustum3f, NeverCullsThePointsJustInsideASide)
+{
+    // To the last bit inside, in cameras near and far, in world space and in that of an instance.
+    SceneRandom random(57);
+    for (int run = 0; run < 10000; ++run) {
+        SCOPED_TRACE(run);
+        Case c = RandomCase(&random, random.Chance(0.3) ? 1e7 : 10.0);
+        bool const isFarAway = random.Chance(0.4);
+        if (isFarAway) {
+            LookFromFarAway(&c, 1e7);
+        }
+        TqLPos3f const middle
+            = isFarAway ? ToPos(c.Right() * 0.5L)
+                        : ToPos(c.Point(0.5, 0.5, 0.5 * (c.nearDistance + c.farDistance)));
+        TqLAffine3f const toWorld = random.Chance(0.5)
+                                        ? RandomAffine(&random, 0.0)
+                                              * TqLAffine3f::Translation(middle.Vec())
+                                        : TqLAffine3f();
+        bool const isLocal = !toWorld.IsIdentity();
+        TqLPos3f const inside = isLocal ? TqLPos3f() : middle;
+        ASSERT_GE(LeastInside(c, inside, toWorld), 0.0L);
+        double const way = isFarAway ? 10.0 : 100.0 * c.farDistance;
+        TqLPos3f const outside = inside + RandomDirection(&random) * way;
+        TqLPos3f const last = FindLastInside(c, inside, outside, toWorld);
+        ASSERT_GE(LeastInside(c, last, toWorld), 0.0L);
+        TqLPickFrustum3f const pick
+            = isLocal ? c.Make().TransformedByInverse(toWorld) : c.Make();
+        int planes = TqLPickFrustum3f::eALL_PLANES;
+        ASSERT_EQ(pick.CanCull(PointBox(last), &planes), 0);
+        // Nor may the other end of a box there let its children go untested.
+        TqLBox3f box = PointBox(last);
+        box.ExtendBy(outside);
         ASSERT_EQ(pick.CanCull(box, &planes), 0);
     }
 }
