@@ -203,7 +203,7 @@ void CheckFrame(OracleTree& tree, FrameRig& rig, SceneRandom& random, FrameCount
     }
 }
 
-void CheckTrees(OracleTreeKind kind, std::uint64_t seed)
+void CheckTrees(OracleTreeKind kind, double placed, std::uint64_t seed)
 {
     FrameRig rig;
     FrameCounts counts;
@@ -213,6 +213,7 @@ void CheckTrees(OracleTreeKind kind, std::uint64_t seed)
         OracleTreeOptions options;
         options.count = MakeRandomCount(random);
         options.kind = kind;
+        options.placed = placed;
         options.switches = random.Chance(0.7);
         OracleTree tree(options, random.Next());
         for (int frame = 0; frame < eFRAMES_A_TREE; ++frame) {
@@ -234,22 +235,27 @@ void CheckTrees(OracleTreeKind kind, std::uint64_t seed)
 
 TEST(TqOcPrioritizedTraversal, DrawsWhatTheRulesLeaveOfTreesMadeByHand)
 {
-    CheckTrees(OracleTreeKind::eBY_HAND, eSEED);
+    CheckTrees(OracleTreeKind::eBY_HAND, 0.0, eSEED);
 }
 
 TEST(TqOcPrioritizedTraversal, DrawsWhatTheRulesLeaveOfStaticBuildersTrees)
 {
-    CheckTrees(OracleTreeKind::eSTATIC_BUILDER, eSEED + 1);
+    CheckTrees(OracleTreeKind::eSTATIC_BUILDER, 0.0, eSEED + 1);
 }
 
 TEST(TqOcPrioritizedTraversal, DrawsWhatTheRulesLeaveOfFlatBuildersTrees)
 {
-    CheckTrees(OracleTreeKind::eFLAT_BUILDER, eSEED + 2);
+    CheckTrees(OracleTreeKind::eFLAT_BUILDER, 0.0, eSEED + 2);
 }
 
 TEST(TqOcPrioritizedTraversal, DrawsWhatTheRulesLeaveOfMixedTrees)
 {
-    CheckTrees(OracleTreeKind::eMIXED, eSEED + 3);
+    CheckTrees(OracleTreeKind::eMIXED, 0.0, eSEED + 3);
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsWhatTheRulesLeaveOfTransformedAndNarrowedBranches)
+{
+    CheckTrees(OracleTreeKind::eBY_HAND, 0.3, eSEED + 20);
 }
 
 // ---- Leaves on their own ------------------------------------------------------------------------

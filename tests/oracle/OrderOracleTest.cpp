@@ -31,6 +31,7 @@ struct WalkOptions
     bool queries = false;
     bool clipped = false;
     bool shared = false;
+    bool placed = false;
 };
 
 /// Hands each drawn shape of a tree to the host's list of events.
@@ -179,11 +180,13 @@ OrderCounts CheckOrders(WalkOptions const& walk, std::uint64_t seed)
         SceneRandom random(treeSeed);
         OracleTreeOptions options;
         options.count = std::min<std::size_t>(1500, MakeRandomCount(random));
-        options.kind = walk.shared ? OracleTreeKind::eBY_HAND
-                                   : static_cast<OracleTreeKind>(random.Below(eORACLE_TREE_KINDS));
+        options.kind = walk.shared || walk.placed
+                           ? OracleTreeKind::eBY_HAND
+                           : static_cast<OracleTreeKind>(random.Below(eORACLE_TREE_KINDS));
         options.switches = random.Chance(0.6);
         options.oneKind = random.Chance(0.4);
         options.shared = walk.shared ? 0.2 : 0.0;
+        options.placed = walk.placed ? 0.3 : 0.0;
         std::uint64_t const shapesSeed = random.Next();
         OrderRig rig(options, shapesSeed, random.Next());
         for (int frame = 1; frame <= eFRAMES_A_TREE; ++frame) {
@@ -244,6 +247,14 @@ TEST(TqOcPrioritizedTraversal, WalksSharedNodesAsThePlainRecursionDoes)
     WalkOptions walk;
     walk.shared = true;
     EXPECT_GT(CheckOrders(walk, eSEED + 4).draws, 10000);
+}
+
+TEST(TqOcPrioritizedTraversal, WalksTransformedAndNarrowedBranchesAsThePlainRecursionDoes)
+{
+    WalkOptions walk;
+    walk.placed = true;
+    walk.queries = true;
+    EXPECT_GT(CheckOrders(walk, eSEED + 5).draws, 5000);
 }
 
 } // namespace

@@ -120,13 +120,47 @@ OracleCull::Vec OracleCull::Normalised(Vec const& a)
     return Vec{{a.v[0] / length, a.v[1] / length, a.v[2] / length}};
 }
 
-OracleCull::Vec OracleCull::GetCorner(TqLBox3f const& box, int index)
+OracleCull::Vec OracleCull::GetCorner(TqLBox3f const& box, int index, OraclePlace const& place)
 {
-    Vec corner;
+    Vec corner{{place.origin[0], place.origin[1], place.origin[2]}};
     for (int axis = 0; axis < 3; ++axis) {
-        corner.v[axis] = ((index >> axis) & 1) != 0 ? box.GetMax()[axis] : box.GetMin()[axis];
+        long double const local =
+            ((index >> axis) & 1) != 0 ? box.GetMax()[axis] : box.GetMin()[axis];
+        for (int k = 0; k < 3; ++k) {
+            corner.v[k] += local * place.axes[axis][k];
+        }
     }
     return corner;
+}
+
+// ---- Place --------------------------------------------------------------------------------------
+
+OraclePlace OraclePlace::Transformed(TqLAffine3f const& affine) const
+{
+    OraclePlace result = *this;
+    for (int k = 0; k < 3; ++k) {
+        for (int row = 0; row < 3; ++row) {
+            result.axes[row][k] = 0.0L;
+            for (int i = 0; i < 3; ++i) {
+                result.axes[row][k] += static_cast<long double>(affine[row][i]) * axes[i][k];
+            }
+        }
+        for (int i = 0; i < 3; ++i) {
+            result.origin[k] += static_cast<long double>(affine[3][i]) * axes[i][k];
+        }
+    }
+    return result;
+}
+
+OraclePlace OraclePlace::Narrowed(double const window[4]) const
+{
+    OraclePlace result = *this;
+    for (int axis = 0; axis < 2; ++axis) {
+        long double const size = upper[axis] - lower[axis];
+        result.lower[axis] = lower[axis] + size * window[2 * axis];
+        result.upper[axis] = lower[axis] + size * window[2 * axis + 1];
+    }
+    return result;
 }
 
 // ---- Camera -------------------------------------------------------------------------------------
@@ -141,8 +175,7 @@ OracleCull::OracleCull(OracleCamera const& camera, OracleSettings const& setting
     , m_halfWidth(0.5L * camera.width)
     , m_halfHeight(0.5L * camera.height)
     , m_near(camera.nearDistance)
-    , m_xToPixel(0.5L * settings.windowWidth)
-    , m_yToPixel(0.5L * settings.windowHeight)
+    , m_toPixel{0.5L * settings.windowWidth, 0.5L * settings.windowHeight}
 {
     if (m_perspective) {
         m_halfHeight = std::tan(0.5L * camera.verticalAngle);
@@ -150,7 +183,7 @@ OracleCull::OracleCull(OracleCamera const& camera, OracleSettings const& setting
     }
 }
 
-OracleCull::Corner OracleCull::Project(Vec const& point) const
+OracleCull::Corner OracleCull::Project(Vec const& point, OraclePlace const& place) const
 {
     Vec const offset{{point.v[0] - m_eye.v[0], point.v[1] - m_eye.v[1], point.v[2] - m_eye.v[2]}};
     Corner corner;
@@ -158,50 +191,64 @@ OracleCull::Corner OracleCull::Project(Vec const& point) const
     corner.w = m_perspective ? corner.depth : 1.0L;
     corner.c[0] = Dot(offset, m_right) / m_halfWidth;
     corner.c[1] = Dot(offset, m_up) / m_halfHeight;
+    for (int axis = 0; axis < 2; ++axis) {
+        // From the whole window, -1 to 1, to the part of it that counts.
+        long double const middle = place.lower[axis] + place.upper[axis] - 1.0L;
+        long double const half = place.upper[axis] - place.lower[axis];
+        corner.c[axis] = (corner.c[axis] - middle * corner.w) / half;
+    }
     return corner;
 }
 
 // The magnitude of the terms that the walk's sums are made of, for its rounding.
-long double OracleCull::GetReach(TqLBox3f const& box) const
+long double OracleCull::GetReach(Placed const& placed) const
 {
     long double reach = 1.0L;
     for (int axis = 0; axis < 3; ++axis) {
-        reach += std::fabs(static_cast<long double>(box.GetMin()[axis]));
-        reach += std::fabs(static_cast<long double>(box.GetMax()[axis]));
-        reach += std::fabs(m_eye.v[axis]);
+        reach += std::fabs(static_cast<long double>(placed.node.box.GetMin()[axis]));
+        reach += std::fabs(static_cast<long double>(placed.node.box.GetMax()[axis]));
+        reach += std::fabs(placed.place.origin[axis]) + std::fabs(m_eye.v[axis]);
     }
-    return reach * (1.0L + 1.0L / m_halfWidth + 1.0L / m_halfHeight);
+    long double const share = std::min(placed.place.upper[0] - placed.place.lower[0],
+                                       placed.place.upper[1] - placed.place.lower[1]);
+    return reach * (1.0L + 1.0L / m_halfWidth + 1.0L / m_halfHeight) / share;
+}
+
+// Pixels that one unit of cull space takes.
+long double OracleCull::GetPixels(Placed const& placed, int axis) const
+{
+    return m_toPixel[axis] * (placed.place.upper[axis] - placed.place.lower[axis]);
 }
 
 // ---- Rules --------------------------------------------------------------------------------------
 
-OracleResult OracleCull::Judge(OracleNode const& node) const
+OracleResult OracleCull::Judge(OracleNode const& node, OraclePlace const& place) const
 {
-    OracleResult result;
-    Corner corners[8];
+    Placed placed{node, place, {}, {}, 0.0L};
     for (int i = 0; i < 8; ++i) {
-        corners[i] = Project(GetCorner(node.box, i));
+        placed.world[i] = GetCorner(node.box, i, place);
+        placed.corners[i] = Project(placed.world[i], place);
     }
-    long double const tolerance = eTOLERANCE * GetReach(node.box);
+    placed.tolerance = eTOLERANCE * GetReach(placed);
 
-    if (IsClipped(node, result) || IsBehindEye(corners, tolerance, result) ||
-        IsOutside(corners, tolerance, result)) {
+    OracleResult result;
+    if (IsClipped(placed, result) || IsBehindEye(placed, result) || IsOutside(placed, result)) {
         return result;
     }
-    FindCullBits(corners, tolerance, result);
-    FindRectangle(corners, 0, tolerance, result);
-    FindRectangle(corners, 1, tolerance, result);
-    if (IsTooSmall(node, result) || IsTooFarOrNear(corners, tolerance, result)) {
+    FindCullBits(placed, result);
+    FindRectangle(placed, 0, result);
+    FindRectangle(placed, 1, result);
+    if (IsTooSmall(placed, result) || IsTooFarOrNear(placed, result)) {
         return result;
     }
-    FindPriority(node, result);
+    FindPriority(placed, result);
     return result;
 }
 
 // Clip planes: the whole box on the negative side of one of them.
-bool OracleCull::IsClipped(OracleNode const& node, OracleResult& result) const
+bool OracleCull::IsClipped(Placed const& placed, OracleResult& result) const
 {
-    if (node.ignoreClip) {
+    if (placed.node.ignoreClip) {
         return false;
     }
     for (TqLPlane3f const& plane : m_settings.clipPlanes) {
@@ -209,13 +256,12 @@ bool OracleCull::IsClipped(OracleNode const& node, OracleResult& result) const
         Vec const direction{{normal[0], normal[1], normal[2]}};
         long double largest = 0.0L;
         for (int i = 0; i < 8; ++i) {
-            long double const distance =
-                Dot(direction, GetCorner(node.box, i)) - plane.GetDistance();
+            long double const distance = Dot(direction, placed.world[i]) - plane.GetDistance();
             largest = i == 0 ? distance : std::max(largest, distance);
         }
         bool certain = true;
         long double const tolerance =
-            eTOLERANCE * (GetReach(node.box) + std::fabs(plane.GetDistance()));
+            placed.tolerance + eTOLERANCE * std::fabs(plane.GetDistance());
         if (IsNegative(largest, tolerance, certain)) {
             if (Cull(result, OracleReason::eCLIP_PLANE, certain)) {
                 return true;
@@ -228,15 +274,14 @@ bool OracleCull::IsClipped(OracleNode const& node, OracleResult& result) const
 }
 
 // Behind the eye: all corners have a negative weight.
-bool OracleCull::IsBehindEye(Corner const corners[8], long double tolerance,
-                             OracleResult& result) const
+bool OracleCull::IsBehindEye(Placed const& placed, OracleResult& result) const
 {
-    long double largest = corners[0].w;
+    long double largest = placed.corners[0].w;
     for (int i = 1; i < 8; ++i) {
-        largest = std::max(largest, corners[i].w);
+        largest = std::max(largest, placed.corners[i].w);
     }
     bool certain = true;
-    if (IsNegative(largest, m_perspective ? tolerance : 0.0L, certain)) {
+    if (IsNegative(largest, m_perspective ? placed.tolerance : 0.0L, certain)) {
         return Cull(result, OracleReason::eBEHIND_EYE, certain);
     }
     Keep(result, certain);
@@ -244,18 +289,17 @@ bool OracleCull::IsBehindEye(Corner const corners[8], long double tolerance,
 }
 
 // Frustum: all corners beyond the same one of the four side planes.
-bool OracleCull::IsOutside(Corner const corners[8], long double tolerance,
-                           OracleResult& result) const
+bool OracleCull::IsOutside(Placed const& placed, OracleResult& result) const
 {
     for (int axis = 0; axis < 2; ++axis) {
         for (int side = -1; side <= 1; side += 2) {
             // How far the best corner is inside the plane; negative when none is.
-            long double best = corners[0].w + side * corners[0].c[axis];
+            long double best = placed.corners[0].w + side * placed.corners[0].c[axis];
             for (int i = 1; i < 8; ++i) {
-                best = std::max(best, corners[i].w + side * corners[i].c[axis]);
+                best = std::max(best, placed.corners[i].w + side * placed.corners[i].c[axis]);
             }
             bool certain = true;
-            if (IsNegative(best, tolerance, certain)) {
+            if (IsNegative(best, placed.tolerance, certain)) {
                 if (Cull(result, OracleReason::eFRUSTUM, certain)) {
                     return true;
                 }
@@ -268,31 +312,29 @@ bool OracleCull::IsOutside(Corner const corners[8], long double tolerance,
 }
 
 // What the node's children need not be tested against: sides that none of its corners is beyond.
-void OracleCull::FindCullBits(Corner const corners[8], long double tolerance,
-                              OracleResult& result) const
+void OracleCull::FindCullBits(Placed const& placed, OracleResult& result) const
 {
     for (int i = 0; i < 8; ++i) {
-        Corner const& corner = corners[i];
+        Corner const& corner = placed.corners[i];
         for (int axis = 0; axis < 2; ++axis) {
             bool const beyond =
-                IsNegative(corner.w + corner.c[axis], tolerance, result.cullBitsCertain) ||
-                IsNegative(corner.w - corner.c[axis], tolerance, result.cullBitsCertain);
+                IsNegative(corner.w + corner.c[axis], placed.tolerance, result.cullBitsCertain) ||
+                IsNegative(corner.w - corner.c[axis], placed.tolerance, result.cullBitsCertain);
             result.cullBits |= beyond ? 1 << axis : 0;
         }
-        bool const before = IsNegative(-corner.w, tolerance, result.cullBitsCertain);
+        bool const before = IsNegative(-corner.w, placed.tolerance, result.cullBitsCertain);
         result.cullBits |= before ? 0 : 4;
     }
 }
 
 // The projected range on one axis. Corners beyond a plane pin that end to the plane; a corner that
 // is behind the eye and beyond both planes stretches the range on the side to which it wraps.
-void OracleCull::FindRectangle(Corner const corners[8], int axis, long double tolerance,
-                               OracleResult& result) const
+void OracleCull::FindRectangle(Placed const& placed, int axis, OracleResult& result) const
 {
     long double low = 1.0L;
     long double high = -1.0L;
     for (int i = 0; i < 8; ++i) {
-        Corner const& corner = corners[i];
+        Corner const& corner = placed.corners[i];
         bool const beyondLow = -corner.w > corner.c[axis];
         bool const beyondHigh = corner.c[axis] > corner.w;
         if (!beyondLow && !beyondHigh) {
@@ -303,18 +345,19 @@ void OracleCull::FindRectangle(Corner const corners[8], int axis, long double to
         } else if (!beyondLow) {
             high = 1.0L;
         }
-        if (m_perspective && std::fabs(corner.w) <= tolerance) {
+        if (m_perspective && std::fabs(corner.w) <= placed.tolerance) {
             Keep(result, false); // projects to anywhere
         }
     }
     bool stretchesLow = false;
     bool stretchesHigh = false;
     for (int i = 0; i < 8; ++i) {
-        Corner const& corner = corners[i];
+        Corner const& corner = placed.corners[i];
         if (-corner.w > corner.c[axis] && corner.c[axis] > corner.w) {
             bool certain = true;
-            stretchesLow |= IsNegative(corner.c[axis] - corner.w * low, tolerance, certain);
-            stretchesHigh |= IsNegative(corner.w * high - corner.c[axis], tolerance, certain);
+            stretchesLow |= IsNegative(corner.c[axis] - corner.w * low, placed.tolerance, certain);
+            stretchesHigh |=
+                IsNegative(corner.w * high - corner.c[axis], placed.tolerance, certain);
             Keep(result, certain);
         }
     }
@@ -323,11 +366,11 @@ void OracleCull::FindRectangle(Corner const corners[8], int axis, long double to
 }
 
 // Area for triangles, extent for lines, nothing for points and text.
-bool OracleCull::IsTooSmall(OracleNode const& node, OracleResult& result) const
+bool OracleCull::IsTooSmall(Placed const& placed, OracleResult& result) const
 {
-    long double const width = (result.high[0] - result.low[0]) * m_xToPixel;
-    long double const height = (result.high[1] - result.low[1]) * m_yToPixel;
-    auto const primitives = static_cast<unsigned>(node.primitives);
+    long double const width = (result.high[0] - result.low[0]) * GetPixels(placed, 0);
+    long double const height = (result.high[1] - result.low[1]) * GetPixels(placed, 1);
+    auto const primitives = static_cast<unsigned>(placed.node.primitives);
     bool certain = true;
     bool small = false;
     if ((primitives & eTEXT_OR_POINTS) != 0) {
@@ -356,44 +399,44 @@ bool OracleCull::IsTooSmall(OracleNode const& node, OracleResult& result) const
 }
 
 // Distance is measured from the near plane. A box wholly nearer than it is dropped.
-bool OracleCull::IsTooFarOrNear(Corner const corners[8], long double tolerance,
-                                OracleResult& result) const
+bool OracleCull::IsTooFarOrNear(Placed const& placed, OracleResult& result) const
 {
-    long double smallest = corners[0].depth - m_near;
+    long double smallest = placed.corners[0].depth - m_near;
     long double largest = smallest;
     for (int i = 1; i < 8; ++i) {
-        smallest = std::min(smallest, corners[i].depth - m_near);
-        largest = std::max(largest, corners[i].depth - m_near);
+        smallest = std::min(smallest, placed.corners[i].depth - m_near);
+        largest = std::max(largest, placed.corners[i].depth - m_near);
     }
     result.distance = smallest;
     bool certain = true;
     long double const limit = m_settings.cullDistance;
     if (limit < 1e300L) {
-        bool const far = IsNegative(limit - smallest, tolerance, certain);
+        bool const far = IsNegative(limit - smallest, placed.tolerance, certain);
         if (far && Cull(result, OracleReason::eDISTANCE, certain)) {
             return true;
         }
         Keep(result, certain);
     }
     bool startCertain = true;
-    result.straddlesNear = IsNegative(smallest, tolerance, startCertain);
+    result.straddlesNear = IsNegative(smallest, placed.tolerance, startCertain);
     result.priorityCertain &= startCertain;
     certain = true;
-    if (IsNegative(largest, tolerance, certain)) {
+    if (IsNegative(largest, placed.tolerance, certain)) {
         return Cull(result, OracleReason::eNEAR, certain);
     }
     Keep(result, certain);
     return false;
 }
 
-void OracleCull::FindPriority(OracleNode const& node, OracleResult& result) const
+void OracleCull::FindPriority(Placed const& placed, OracleResult& result) const
 {
-    if (node.forceRender) {
+    if (placed.node.forceRender) {
         result.priority = eFORCED_PRIORITY;
         return;
     }
     long double const area = (result.high[0] - result.low[0]) * (result.high[1] - result.low[1]);
-    long double const pixels = area * m_xToPixel * m_yToPixel;
+    long double const areaToPixel = GetPixels(placed, 0) * GetPixels(placed, 1);
+    long double const pixels = area * areaToPixel;
     bool certain = true;
     long double priority;
     if (m_settings.primary == 1) {
@@ -401,7 +444,7 @@ void OracleCull::FindPriority(OracleNode const& node, OracleResult& result) cons
     } else {
         // The reciprocal of an area that is all rounding error is not comparable.
         certain = !(area > 0.0L && area < 1e-6L);
-        priority = area > 0.0L ? 1.0L / area : m_xToPixel * m_yToPixel;
+        priority = area > 0.0L ? 1.0L / area : areaToPixel;
     }
     unsigned const secondary = m_settings.secondary;
     if ((secondary & eSECONDARY_DISTANCE) != 0) {
@@ -411,11 +454,11 @@ void OracleCull::FindPriority(OracleNode const& node, OracleResult& result) cons
         priority *= LookUp(m_settings.areas, pixels, certain);
     }
     if ((secondary & eSECONDARY_SCALE) != 0) {
-        priority *= node.scale;
+        priority *= placed.node.scale;
     }
     if ((secondary & eSECONDARY_HYSTERESIS) != 0) {
         // The difference wraps as frame numbers do, and a node stamped later counts as just drawn.
-        auto const age = static_cast<int>(m_settings.frameId - node.hysteresisId - 1u);
+        auto const age = static_cast<int>(m_settings.frameId - placed.node.hysteresisId - 1u);
         if (age < static_cast<int>(m_settings.hysteresis.size())) {
             priority *=
                 m_settings.hysteresis.empty()

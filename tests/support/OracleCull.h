@@ -9,6 +9,7 @@
 
 #include "geometry/TqLBox.h"
 #include "geometry/TqLFrustum3f.h"
+#include "geometry/TqLMatrix.h"
 #include "geometry/TqLPlane3f.h"
 #include "geometry/TqLPrimitiveTypes.h"
 #include "geometry/TqLVec.h"
@@ -64,6 +65,21 @@ struct OracleSettings
 void ApplyOracleSettings(OracleCamera const& camera, OracleSettings const& settings,
                          TqOcRenderTraversal& traversal);
 
+/// How the coordinates of a branch lie in the world, and which part of the window it is seen in.
+struct OraclePlace
+{
+    long double axes[3][3] = {{1.0L, 0.0L, 0.0L}, {0.0L, 1.0L, 0.0L}, {0.0L, 0.0L, 1.0L}};
+    long double origin[3] = {0.0L, 0.0L, 0.0L};
+    long double lower[2] = {0.0L, 0.0L}; ///< Of the window, x and y, in shares from 0 to 1.
+    long double upper[2] = {1.0L, 1.0L};
+
+    /// This place for children under \p affine.
+    OraclePlace Transformed(TqLAffine3f const& affine) const;
+
+    /// This place for children seen in a part of its window: x0, x1, y0, y1.
+    OraclePlace Narrowed(double const window[4]) const;
+};
+
 /// What the rules read of a node.
 struct OracleNode
 {
@@ -115,7 +131,8 @@ class OracleCull
 public:
     OracleCull(OracleCamera const& camera, OracleSettings const& settings);
 
-    OracleResult Judge(OracleNode const& node) const;
+    /// @param place  rigid: a scale would change what distances are measured in.
+    OracleResult Judge(OracleNode const& node, OraclePlace const& place = OraclePlace()) const;
 
 private:
     struct Vec
@@ -131,22 +148,32 @@ private:
         long double depth; // from the eye along the direction
     };
 
+    // A node with its corners in the world.
+    struct Placed
+    {
+        OracleNode const& node;
+        OraclePlace const& place;
+        Vec world[8];
+        Corner corners[8];
+        long double tolerance;
+    };
+
     static Vec Cross(Vec const& a, Vec const& b);
     static Vec Normalised(Vec const& a);
     static long double Dot(Vec const& a, Vec const& b);
-    static Vec GetCorner(TqLBox3f const& box, int index);
-    Corner Project(Vec const& point) const;
-    long double GetReach(TqLBox3f const& box) const;
+    static Vec GetCorner(TqLBox3f const& box, int index, OraclePlace const& place);
+    Corner Project(Vec const& point, OraclePlace const& place) const;
+    long double GetReach(Placed const& placed) const;
 
-    bool IsClipped(OracleNode const& node, OracleResult& result) const;
-    bool IsBehindEye(Corner const corners[8], long double tolerance, OracleResult& result) const;
-    bool IsOutside(Corner const corners[8], long double tolerance, OracleResult& result) const;
-    bool IsTooSmall(OracleNode const& node, OracleResult& result) const;
-    bool IsTooFarOrNear(Corner const corners[8], long double tolerance, OracleResult& result) const;
-    void FindCullBits(Corner const corners[8], long double tolerance, OracleResult& result) const;
-    void FindRectangle(Corner const corners[8], int axis, long double tolerance,
-                       OracleResult& result) const;
-    void FindPriority(OracleNode const& node, OracleResult& result) const;
+    bool IsClipped(Placed const& placed, OracleResult& result) const;
+    bool IsBehindEye(Placed const& placed, OracleResult& result) const;
+    bool IsOutside(Placed const& placed, OracleResult& result) const;
+    bool IsTooSmall(Placed const& placed, OracleResult& result) const;
+    bool IsTooFarOrNear(Placed const& placed, OracleResult& result) const;
+    void FindCullBits(Placed const& placed, OracleResult& result) const;
+    void FindRectangle(Placed const& placed, int axis, OracleResult& result) const;
+    void FindPriority(Placed const& placed, OracleResult& result) const;
+    long double GetPixels(Placed const& placed, int axis) const;
 
     OracleSettings m_settings;
     Vec m_eye;
@@ -157,6 +184,5 @@ private:
     long double m_halfWidth; // at depth 1, or everywhere when parallel
     long double m_halfHeight;
     long double m_near;
-    long double m_xToPixel;
-    long double m_yToPixel;
+    long double m_toPixel[2]; // per unit of the whole window's cull space
 };

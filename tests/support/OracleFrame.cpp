@@ -16,7 +16,7 @@ OracleFrame::OracleFrame(OracleTree const& tree, OracleCamera const& camera,
 {
     TqOcTraversable* root = tree.GetRoot();
     if (root->GetBoundingBox().GetMin()[0] <= root->GetBoundingBox().GetMax()[0]) {
-        Judge(root, OracleChance::eYES);
+        Judge(root, OracleChance::eYES, OraclePlace());
     }
 }
 
@@ -26,9 +26,9 @@ bool OracleFrame::IsVisible(TqOcBaseTraversable const& node) const
            (static_cast<unsigned>(node.GetPrimitives()) & m_primitiveBits) != 0;
 }
 
-void OracleFrame::Judge(TqOcTraversable* node, OracleChance chance)
+void OracleFrame::Judge(TqOcTraversable* node, OracleChance chance, OraclePlace const& place)
 {
-    OracleResult const result = m_cull.Judge(MakeOracleNode(*node));
+    OracleResult const result = m_cull.Judge(MakeOracleNode(*node), place);
     m_judged[node] = OracleNodeRecord{chance, result};
     m_decided &= result.verdict != OracleVerdict::eUNDECIDED && result.reasonCertain;
     ++m_totals.judged;
@@ -37,7 +37,8 @@ void OracleFrame::Judge(TqOcTraversable* node, OracleChance chance)
     }
     switch (result.reason) {
     case OracleReason::eNONE:
-        Enter(node, result.verdict == OracleVerdict::eVISIBLE ? chance : OracleChance::ePERHAPS);
+        Enter(node, result.verdict == OracleVerdict::eVISIBLE ? chance : OracleChance::ePERHAPS,
+              place);
         break;
     case OracleReason::eCLIP_PLANE:
     case OracleReason::eBEHIND_EYE:
@@ -54,7 +55,7 @@ void OracleFrame::Judge(TqOcTraversable* node, OracleChance chance)
     }
 }
 
-void OracleFrame::Enter(TqOcTraversable* node, OracleChance chance)
+void OracleFrame::Enter(TqOcTraversable* node, OracleChance chance, OraclePlace const& place)
 {
     if (node->IsLeaf() != 0) {
         EnterLeaf(node, chance);
@@ -70,12 +71,14 @@ void OracleFrame::Enter(TqOcTraversable* node, OracleChance chance)
             m_totals.visibilityCulled += children[i]->GetTris();
         }
     }
-    if (visible.size() == 1) {
-        Enter(visible[0], chance); // an only child takes its parent's turn over, unjudged
+    auto const* placing = dynamic_cast<OraclePlaceGroup const*>(node);
+    if (visible.size() == 1 && placing == nullptr) {
+        Enter(visible[0], chance, place); // an only child takes its parent's turn over, unjudged
         return;
     }
+    OraclePlace const below = placing != nullptr ? placing->GetPlaceBelow(place) : place;
     for (TqOcTraversable* child : visible) {
-        Judge(child, chance);
+        Judge(child, chance, below);
     }
 }
 

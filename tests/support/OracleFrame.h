@@ -4,7 +4,8 @@
 //
 // It goes through the hierarchy plainly: a node is reached when its parents are, a container with
 // exactly one visible child hands its turn on unjudged, every other child is judged by OracleCull
-// on its own. Only trees in which every node has one parent are described.
+// on its own. Children of an OraclePlaceGroup are judged at their place. Only trees in which every
+// node has one parent are described.
 
 #include "support/OracleCull.h"
 #include "support/OracleTrees.h"
@@ -64,8 +65,8 @@ public:
     OracleTotals const& GetTotals() const { return m_totals; }
 
 private:
-    void Judge(TqOcTraversable* node, OracleChance chance);
-    void Enter(TqOcTraversable* node, OracleChance chance);
+    void Judge(TqOcTraversable* node, OracleChance chance, OraclePlace const& place);
+    void Enter(TqOcTraversable* node, OracleChance chance, OraclePlace const& place);
     void EnterLeaf(TqOcTraversable* leaf, OracleChance chance);
     bool IsVisible(TqOcBaseTraversable const& node) const;
 

@@ -1,7 +1,7 @@
 #include "support/OracleTrees.h"
 
 #include "scenecull/TqOcHierarchyBuilder.h"
-#include "scenecull/TqOcStaticTraversable.h"
+#include "scenecull/TqOcPrioritizedTraversal.h"
 
 #include <algorithm>
 #include <set>
@@ -78,11 +78,59 @@ void OracleShape::RenderShape(TqOcRenderTraversal* traversal)
     BoxShape::RenderShape(traversal);
 }
 
+// ---- Place group --------------------------------------------------------------------------------
+
+OraclePlaceGroup::OraclePlaceGroup(TqLPos3f const& middle, SceneRandom& random)
+    : m_transforming(random.Chance(0.6))
+{
+    if (m_transforming) {
+        TqLUnitVec3f const axis(MakeRandomDirection(random));
+        TqLVec3f offset = MakeRandomDirection(random);
+        offset *= 2.0;
+        m_affine = TqLAffine3f::Rotation(middle, axis, random.Range(-0.3, 0.3)) *
+                   TqLAffine3f::Translation(offset);
+        return;
+    }
+    for (int axis = 0; axis < 2; ++axis) {
+        m_window[2 * axis] = random.Range(0.0, 0.4);
+        m_window[2 * axis + 1] = random.Range(0.6, 1.0);
+    }
+}
+
+OraclePlace OraclePlaceGroup::GetPlaceBelow(OraclePlace const& place) const
+{
+    return m_transforming ? place.Transformed(m_affine) : place.Narrowed(m_window);
+}
+
+TqOcBaseTraversable::TraversalStatus
+OraclePlaceGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+{
+    TqOcRenderTravCull* const cull =
+        m_transforming
+            ? state->TransformedCull(traversal, m_affine)
+            : state->NarrowedCull(traversal, m_window[0], m_window[1], m_window[2], m_window[3]);
+    for (int i = 0; i < GetNumChildren(); ++i) {
+        state->Append(traversal, GetChild(i), cull);
+    }
+    return eAPPENDED;
+}
+
+// The children's boxes are in the coordinates below, the group's own in those above.
+void OraclePlaceGroup::DoUpdate()
+{
+    bool const rebuilds = (GetModified() & eMODIFIED_BOX) != 0;
+    TqOcStaticGroup::DoUpdate();
+    if (rebuilds && m_transforming) {
+        UpdateBoundingBox(m_affine.TransformedBox(GetBoundingBox()));
+    }
+}
+
 // ---- Tree ---------------------------------------------------------------------------------------
 
 OracleTree::OracleTree(OracleTreeOptions const& options, std::uint64_t seed)
 {
     SceneRandom random(seed);
+    m_placed = options.placed;
     MakeShapes(options, random);
     std::vector<int> numbers(m_shapes.size());
     for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -174,7 +222,13 @@ TqOcTraversable* OracleTree::GroupByHand(std::vector<int> const& numbers, int de
     if (small || depth >= eMAX_HAND_DEPTH) {
         return MakeLeaf(numbers, random);
     }
-    auto* group = new TqOcStaticGroup;
+    TqOcStaticGroup* group;
+    if (random.Chance(m_placed)) {
+        TqLBox3f const& some = m_items[static_cast<std::size_t>(numbers[0])].box;
+        group = new OraclePlaceGroup(some.GetCenter(), random);
+    } else {
+        group = new TqOcStaticGroup;
+    }
     if (random.Chance(0.08)) {
         group->AddChild(GroupByHand(numbers, depth + 1, random));
         return group;

@@ -12,7 +12,10 @@
 #include "scenes/SceneBoxes.h"
 #include "scenes/SceneRandom.h"
 
+#include "scenecull/TqOcStaticTraversable.h"
+
 #include "geometry/TqLBox.h"
+#include "geometry/TqLMatrix.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -39,6 +42,33 @@ private:
     std::vector<int>* m_draws;
 };
 
+/// A group whose children live under an affine or are seen in a part of the window.
+class OraclePlaceGroup : public TqOcStaticGroup
+{
+public:
+    /// Moves and turns what is near \p middle by a little, or narrows the window.
+    OraclePlaceGroup(TqLPos3f const& middle, SceneRandom& random);
+
+    bool IsTransforming() const { return m_transforming; }
+
+    TqLAffine3f const& GetAffine() const { return m_affine; }
+
+    /// Lower and upper x, lower and upper y.
+    double const* GetWindow() const { return m_window; }
+
+    OraclePlace GetPlaceBelow(OraclePlace const& place) const;
+
+    TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
+
+protected:
+    void DoUpdate() override;
+
+private:
+    bool m_transforming;
+    TqLAffine3f m_affine;
+    double m_window[4] = {0.0, 1.0, 0.0, 1.0};
+};
+
 /// How the containers of a tree are made.
 enum class OracleTreeKind
 {
@@ -57,6 +87,7 @@ struct OracleTreeOptions
     OracleTreeKind kind = OracleTreeKind::eBY_HAND;
     bool switches = true; ///< Some nodes hidden, forced, or ignoring clip planes.
     bool oneKind = false; ///< Triangles only, scale 1: what is culled above is culled below.
+    double placed = 0.0;  ///< Share of groups that are OraclePlaceGroups (by hand only).
     double shared = 0.0;  ///< Share of containers that get a second parent (by hand only).
 };
 
@@ -92,6 +123,7 @@ private:
     void ShareContainers(double share, SceneRandom& random);
     void SwitchContainers(SceneRandom& random);
 
+    double m_placed = 0.0;
     std::vector<SceneBox> m_items;
     std::vector<int> m_draws;
     std::vector<std::unique_ptr<OracleShape>> m_shapes;

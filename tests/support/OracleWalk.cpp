@@ -1,8 +1,6 @@
 #include "support/OracleWalk.h"
 
 #include "scenecull/TqOcStaticTraversable.h"
-#include "scenecull/TqOcTravFrustum.h"
-#include "scenecull/TqOcTravTransform.h"
 
 #include "geometry/TqLMatrix.h"
 
@@ -109,16 +107,16 @@ void OracleWalk::Run(TqOcTraversable* root)
     TqOcTravFrustum frustum(m_traversal.GetViewFrustum(), &m_host, m_traversal.GetStress());
     TqOcTravTransform transform(identity, m_traversal.GetClipPlanes(),
                                 m_traversal.GetNumClipPlanes());
-    TqOcRenderTravCull const cull(&frustum, &transform);
-    m_cull = &cull;
+    TqOcRenderTravCull cull(&frustum, &transform);
 
     Record record;
     record.node = root;
+    record.cull = &cull;
     if (cull.CalcPriority(&m_traversal, 1, root, 7, &record.data) != 0 && Expand(record)) {
         Visit(record, std::numeric_limits<double>::infinity());
         AbortQueries(record);
     }
-    m_cull = nullptr;
+    m_levels.clear();
 }
 
 bool OracleWalk::IsVisible(TqOcBaseTraversable const& node) const
@@ -137,7 +135,7 @@ bool OracleWalk::Expand(Record& record)
             record.node->SetFrameId(frameId);
             return false;
         }
-        if (record.children.size() > 1) {
+        if (record.children.size() > 1 || record.children[0].cull != record.cull) {
             break;
         }
         // An only child stands in for its parent and inherits the parent's score.
@@ -162,21 +160,45 @@ bool OracleWalk::TakeTurn(Record& record)
         DrawLeaf(node);
         return false;
     }
+    TqOcRenderTravCull* const cull = GetCullBelow(record);
     TqOcBaseTraversable* const* children = nullptr;
     int const count = node->GetChildren(&children);
     for (int i = 0; i < count; ++i) {
-        Append(record, children[i]);
+        Append(record, children[i], cull);
     }
     return true;
 }
 
-void OracleWalk::Append(Record& record, TqOcBaseTraversable* child)
+// The node's own cull object, or one more where it places its children.
+TqOcRenderTravCull* OracleWalk::GetCullBelow(Record& record)
+{
+    auto const* placing = dynamic_cast<OraclePlaceGroup const*>(record.node);
+    if (placing == nullptr) {
+        return record.cull;
+    }
+    TqOcTravFrustum* frustum = record.cull->GetTravFrustum();
+    TqOcTravTransform* transform = record.cull->GetTravTransform();
+    m_levels.push_back(Level{*frustum, *transform, *record.cull});
+    Level& level = m_levels.back();
+    if (placing->IsTransforming()) {
+        level.transform.Transform(*transform, placing->GetAffine());
+        level.cull = TqOcRenderTravCull(frustum, &level.transform);
+    } else {
+        double const* window = placing->GetWindow();
+        level.frustum.Narrow(*frustum, window[0], window[1], window[2], window[3]);
+        level.cull = TqOcRenderTravCull(&level.frustum, transform);
+    }
+    return &level.cull;
+}
+
+void OracleWalk::Append(Record& record, TqOcBaseTraversable* child, TqOcRenderTravCull* cull)
 {
     if (child->IsTraversed() != 0 || child->GetFrameId() == m_traversal.GetFrameId()) {
         m_traversal.IncTrisTraversedCulled(child->GetTris());
     } else if (IsVisible(*child)) {
         record.children.emplace_back();
         record.children.back().node = static_cast<TqOcTraversable*>(child);
+        record.children.back().cull = cull;
     } else {
         m_traversal.IncTrisVisibilityCulled(child->GetTris());
     }
@@ -203,8 +225,10 @@ void OracleWalk::Score(Record& record)
 {
     std::vector<Record> kept;
     for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
-        if (m_cull->CalcPriority(&m_traversal, 1, child->node, record.data.cullBits,
-                                 &child->data) != 0) {
+        // Sides that the parent is wholly inside of count only in the same window.
+        bool const sameWindow = child->cull->GetTravFrustum() == record.cull->GetTravFrustum();
+        int const bits = sameWindow ? record.data.cullBits : 7;
+        if (child->cull->CalcPriority(&m_traversal, 1, child->node, bits, &child->data) != 0) {
             kept.insert(kept.begin(), *child);
         }
     }
@@ -284,8 +308,8 @@ void OracleWalk::BeginQuery(Record& record)
     TqLBox3f const& box = record.node->GetBoundingBox();
     bool const wanted = !record.expanded && m_traversal.IsOcclusionCulling() != 0 &&
                         record.query == nullptr &&
-                        record.data.distance > m_cull->GetNearCullDistance() &&
-                        m_cull->ClipPlaneIntersect(box) == 0;
+                        record.data.distance > record.cull->GetNearCullDistance() &&
+                        record.cull->ClipPlaneIntersect(box) == 0;
     if (wanted) {
         record.query = m_host.BeginOcclusionQuery(box, record.node->GetTris());
     }

@@ -11,6 +11,8 @@
 #include "scenecull/TqOcContext.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
+#include "scenecull/TqOcTravFrustum.h"
+#include "scenecull/TqOcTravTransform.h"
 
 #include "geometry/TqLBox.h"
 
@@ -80,10 +82,19 @@ private:
     struct Record
     {
         TqOcTraversable* node = nullptr;
+        TqOcRenderTravCull* cull = nullptr;
         TqOcRenderTravCullData data = TqOcRenderTravCullData();
         std::vector<Record> children; // in the order in which they were appended, but for swaps
         bool expanded = false;
         TqOcOcclusionQuery* query = nullptr;
+    };
+
+    // A cull object with the states that it points at.
+    struct Level
+    {
+        TqOcTravFrustum frustum;
+        TqOcTravTransform transform;
+        TqOcRenderTravCull cull;
     };
 
     enum Outcome
@@ -94,7 +105,8 @@ private:
 
     bool Expand(Record& record);
     bool TakeTurn(Record& record);
-    void Append(Record& record, TqOcBaseTraversable* child);
+    void Append(Record& record, TqOcBaseTraversable* child, TqOcRenderTravCull* cull);
+    TqOcRenderTravCull* GetCullBelow(Record& record);
     void DrawLeaf(TqOcTraversable* leaf);
     void Score(Record& record);
     void CheckExpired(Record const& record);
@@ -107,6 +119,6 @@ private:
 
     TqOcPrioritizedTraversal& m_traversal;
     OracleHost& m_host;
-    TqOcRenderTravCull const* m_cull = nullptr;
+    std::deque<Level> m_levels;
     bool m_clipped = false;
 };
