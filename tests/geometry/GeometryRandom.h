@@ -5,10 +5,11 @@
 // Everything comes from SceneRandom, so a seed gives the same case with every compiler; tests name
 // the seed with SCOPED_TRACE. Nothing here calls the library's own arithmetic.
 
+#include "scenes/SceneRandom.h"
+
 #include "geometry/TqLBox.h"
 #include "geometry/TqLMatrix.h"
 #include "geometry/TqLVec.h"
-#include "scenes/SceneRandom.h"
 
 #include <algorithm>
 #include <array>
@@ -70,18 +71,18 @@ inline LongVec LongUnit(LongVec const& a)
 /// p * affine in long double.
 inline LongVec LongTransform(LongVec const& p, TqLAffine3f const& affine)
 {
-    return LongVec(affine.GetRow(0)) * p.x + LongVec(affine.GetRow(1)) * p.y
-           + LongVec(affine.GetRow(2)) * p.z + LongVec(affine.GetTranslation());
+    return LongVec(affine.GetRow(0)) * p.x + LongVec(affine.GetRow(1)) * p.y +
+           LongVec(affine.GetRow(2)) * p.z + LongVec(affine.GetTranslation());
 }
 
 inline std::array<LongVec, 8> LongCorners(TqLBox3f const& box)
 {
     std::array<LongVec, 8> corners;
     for (int index = 0; index < 8; ++index) {
-        corners[static_cast<std::size_t>(index)]
-            = LongVec((index & 4) != 0 ? box.GetMax()[0] : box.GetMin()[0],
-                      (index & 2) != 0 ? box.GetMax()[1] : box.GetMin()[1],
-                      (index & 1) != 0 ? box.GetMax()[2] : box.GetMin()[2]);
+        corners[static_cast<std::size_t>(index)] =
+            LongVec((index & 4) != 0 ? box.GetMax()[0] : box.GetMin()[0],
+                    (index & 2) != 0 ? box.GetMax()[1] : box.GetMin()[1],
+                    (index & 1) != 0 ? box.GetMax()[2] : box.GetMin()[2]);
     }
     return corners;
 }
@@ -91,7 +92,7 @@ inline TqLPos3f ToPos(LongVec const& a)
     return TqLPos3f(static_cast<double>(a.x), static_cast<double>(a.y), static_cast<double>(a.z));
 }
 
-// ---- Random values -------------------------------------------------------------------------------
+// ---- Random values ------------------------------------------------------------------------------
 
 inline TqLVec3f RandomVec(SceneRandom* random, double size)
 {
@@ -148,6 +149,6 @@ inline TqLAffine3f RandomAffine(SceneRandom* random, double offset)
     }
     TqLAffine3f const first = RandomRotation(random);
     TqLAffine3f const second = RandomRotation(random);
-    return first * TqLAffine3f::Scale(scales[0], scales[1], scales[2]) * second
-           * TqLAffine3f::Translation(RandomVec(random, offset));
+    return first * TqLAffine3f::Scale(scales[0], scales[1], scales[2]) * second *
+           TqLAffine3f::Translation(RandomVec(random, offset));
 }

@@ -8,7 +8,8 @@
 #include <cstring>
 #include <limits>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -27,7 +28,7 @@ TqLBox3f EmptyBox()
 
 } // namespace
 
-// ---- Two dimensions ------------------------------------------------------------------------------
+// ---- Two dimensions -----------------------------------------------------------------------------
 
 TEST(TqLBox2f, IsEmptyAfterConstructionAndMadeEmptyAgain)
 {
@@ -51,7 +52,7 @@ TEST(TqLBox2f, CopiesBothCornersFromABox)
     EXPECT_EQ(box, source);
 }
 
-// ---- Emptiness -----------------------------------------------------------------------------------
+// ---- Emptiness ----------------------------------------------------------------------------------
 
 TEST(TqLBox3f, IsEmptyAfterConstruction)
 {
@@ -91,7 +92,7 @@ TEST(TqLBox3f, TwoEmptyBoxesAreEqualOnlyWhenAllSixComponentsAre)
     }
 }
 
-// ---- Growing -------------------------------------------------------------------------------------
+// ---- Growing ------------------------------------------------------------------------------------
 
 TEST(TqLBox3f, EmptyBoxExtendedByABoxEqualsThatBox)
 {
@@ -175,15 +176,15 @@ TEST(TqLBox3f, RandomUnionsAreTheSmallestEnclosingBoxes)
         TqLBox3f const both = a.Union(b);
         ASSERT_TRUE(both.Contains(a) && both.Contains(b));
         for (int axis = 0; axis < 3; ++axis) {
-            ASSERT_TRUE(both.GetMin()[axis] == a.GetMin()[axis]
-                        || both.GetMin()[axis] == b.GetMin()[axis]);
-            ASSERT_TRUE(both.GetMax()[axis] == a.GetMax()[axis]
-                        || both.GetMax()[axis] == b.GetMax()[axis]);
+            ASSERT_TRUE(both.GetMin()[axis] == a.GetMin()[axis] ||
+                        both.GetMin()[axis] == b.GetMin()[axis]);
+            ASSERT_TRUE(both.GetMax()[axis] == a.GetMax()[axis] ||
+                        both.GetMax()[axis] == b.GetMax()[axis]);
         }
     }
 }
 
-// ---- Containing ----------------------------------------------------------------------------------
+// ---- Containing ---------------------------------------------------------------------------------
 
 TEST(TqLBox3f, ContainsWhatLiesWhollyInsideFacesIncluded)
 {
@@ -221,7 +222,7 @@ TEST(TqLBox3f, ContainsPointsUpToItsFaces)
     EXPECT_FALSE(box.Contains(TqLPos3f(0.5, notANumber, 1.0)));
 }
 
-// ---- Measures ------------------------------------------------------------------------------------
+// ---- Measures -----------------------------------------------------------------------------------
 
 TEST(TqLBox3f, MeasuresCenterSizeAndVolume)
 {
@@ -262,16 +263,16 @@ TEST(TqLBox3f, SizeOfAnEmptyBoxIsNegative)
 TEST(TqLBox3f, NumbersItsCornersXFirst)
 {
     TqLBox3f const box = MakeBox(0.0, 10.0, 20.0, 1.0, 11.0, 21.0);
-    TqLPos3f const expected[8]
-        = {TqLPos3f(0.0, 10.0, 20.0), TqLPos3f(0.0, 10.0, 21.0), TqLPos3f(0.0, 11.0, 20.0),
-           TqLPos3f(0.0, 11.0, 21.0), TqLPos3f(1.0, 10.0, 20.0), TqLPos3f(1.0, 10.0, 21.0),
-           TqLPos3f(1.0, 11.0, 20.0), TqLPos3f(1.0, 11.0, 21.0)};
+    TqLPos3f const expected[8] = {TqLPos3f(0.0, 10.0, 20.0), TqLPos3f(0.0, 10.0, 21.0),
+                                  TqLPos3f(0.0, 11.0, 20.0), TqLPos3f(0.0, 11.0, 21.0),
+                                  TqLPos3f(1.0, 10.0, 20.0), TqLPos3f(1.0, 10.0, 21.0),
+                                  TqLPos3f(1.0, 11.0, 20.0), TqLPos3f(1.0, 11.0, 21.0)};
     for (int index = 0; index < 8; ++index) {
         EXPECT_EQ(box.GetCorner(index), expected[index]) << index;
     }
 }
 
-// ---- Values --------------------------------------------------------------------------------------
+// ---- Values -------------------------------------------------------------------------------------
 
 TEST(TqLBox3f, SetsCopiesAndComparesBothCorners)
 {

@@ -12,7 +12,8 @@
 #include <limits>
 #include <vector>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -54,17 +55,16 @@ struct Camera
     // The point at a depth, at cull-space x and y (after division by w).
     [[nodiscard]] LongVec Point(long double x, long double y, long double depth) const
     {
-        return LongVec(viewpoint) + Forward() * depth + Right() * (x * HalfWidth(depth))
-               + Up() * (y * HalfHeight(depth));
+        return LongVec(viewpoint) + Forward() * depth + Right() * (x * HalfWidth(depth)) +
+               Up() * (y * HalfHeight(depth));
     }
 
     [[nodiscard]] TqLFrustum3f Make() const
     {
-        return isPerspective
-                   ? TqLFrustum3f::Perspective(viewpoint, direction, up, angle, aspect,
-                                               nearDistance, farDistance)
-                   : TqLFrustum3f::Parallel(viewpoint, direction, up, width, height, nearDistance,
-                                            farDistance);
+        return isPerspective ? TqLFrustum3f::Perspective(viewpoint, direction, up, angle, aspect,
+                                                         nearDistance, farDistance)
+                             : TqLFrustum3f::Parallel(viewpoint, direction, up, width, height,
+                                                      nearDistance, farDistance);
     }
 };
 
@@ -107,11 +107,11 @@ CullPoint ToCullSpace(TqLMatrix4f const& matrix, TqLPos3f const& p)
 
 bool HaveSameBits(TqLFrustum3f const& a, TqLFrustum3f const& b)
 {
-    return std::memcmp(a.GetMatrix().Data(), b.GetMatrix().Data(), 16 * sizeof(double)) == 0
-           && std::memcmp(&a.GetNearPlane(), &b.GetNearPlane(), sizeof(TqLPlane3f)) == 0
-           && std::memcmp(&a.GetFarPlane(), &b.GetFarPlane(), sizeof(TqLPlane3f)) == 0
-           && a.GetViewpoint() == b.GetViewpoint() && a.GetWidth() == b.GetWidth()
-           && a.GetHeight() == b.GetHeight() && a.GetFrustumType() == b.GetFrustumType();
+    return std::memcmp(a.GetMatrix().Data(), b.GetMatrix().Data(), 16 * sizeof(double)) == 0 &&
+           std::memcmp(&a.GetNearPlane(), &b.GetNearPlane(), sizeof(TqLPlane3f)) == 0 &&
+           std::memcmp(&a.GetFarPlane(), &b.GetFarPlane(), sizeof(TqLPlane3f)) == 0 &&
+           a.GetViewpoint() == b.GetViewpoint() && a.GetWidth() == b.GetWidth() &&
+           a.GetHeight() == b.GetHeight() && a.GetFrustumType() == b.GetFrustumType();
 }
 
 // What an impossible argument must leave: one post of severity 1, and the default frustum.
@@ -128,7 +128,7 @@ void ExpectRefused(std::function<TqLFrustum3f()> const& make)
 
 } // namespace
 
-// ---- The four doubles ----------------------------------------------------------------------------
+// ---- The four doubles ---------------------------------------------------------------------------
 
 TEST(TqLFrustum3f, FourDoublesMakeAPerspectiveFromTheOriginAlongMinusZ)
 {
@@ -174,7 +174,7 @@ TEST(TqLFrustum3f, WeightIsNegativeBehindTheEye)
     EXPECT_EQ(ToCullSpace(TqLFrustum3f().GetMatrix(), TqLPos3f(1.0, 2.0, 0.0)).w, 0.0);
 }
 
-// ---- Cameras -------------------------------------------------------------------------------------
+// ---- Cameras ------------------------------------------------------------------------------------
 
 TEST(TqLFrustum3f, RandomCamerasPutPointsWhereTheyAreSeen)
 {
@@ -201,9 +201,8 @@ TEST(TqLFrustum3f, RandomCamerasPutPointsWhereTheyAreSeen)
                                               : (2.0 * depth - f - n) / (f - n);
         // What a coordinate is off by, in the world, times what cull space makes of it.
         double const off = 1e-15 * (within + camera.farDistance) * 20.0;
-        double const perX = camera.isPerspective
-                                ? 1.0 / static_cast<double>(camera.HalfWidth(1.0L))
-                                : 2.0 / camera.width;
+        double const perX = camera.isPerspective ? 1.0 / static_cast<double>(camera.HalfWidth(1.0L))
+                                                 : 2.0 / camera.width;
         double const perY = camera.isPerspective
                                 ? 1.0 / static_cast<double>(camera.HalfHeight(1.0L))
                                 : 2.0 / camera.height;
@@ -225,8 +224,8 @@ TEST(TqLFrustum3f, RandomCamerasHaveTheNearAndFarPlaneOfTheirDistances)
         TqLFrustum3f const frustum = camera.Make();
         double const off = 1e-15 * (within + camera.farDistance) * 20.0;
         double const depth = random.Range(-10.0, 1.5 * camera.farDistance);
-        TqLPos3f const point
-            = ToPos(camera.Point(random.Range(-2.0, 2.0), random.Range(-2.0, 2.0), depth));
+        TqLPos3f const point =
+            ToPos(camera.Point(random.Range(-2.0, 2.0), random.Range(-2.0, 2.0), depth));
         // Both normals point into the frustum.
         ASSERT_NEAR(frustum.GetNearPlane().DistanceFromPlane(point), depth - camera.nearDistance,
                     off);
@@ -254,8 +253,7 @@ TEST(TqLFrustum3f, RandomPlanesHaveTheFrustumOnTheirPositiveSide)
         camera.Make().GetPlanes(planes);
         double const x = random.Range(-2.0, 2.0);
         double const y = random.Range(-2.0, 2.0);
-        double const depth
-            = random.Range(camera.nearDistance * 0.1, camera.farDistance * 1.5);
+        double const depth = random.Range(camera.nearDistance * 0.1, camera.farDistance * 1.5);
         TqLPos3f const point = ToPos(camera.Point(x, y, depth));
         // How far inside each side the point lies, measured across the side.
         long double const tiltX = camera.isPerspective ? camera.HalfWidth(1.0L) : 0.0L;
@@ -266,7 +264,8 @@ TEST(TqLFrustum3f, RandomPlanesHaveTheFrustumOnTheirPositiveSide)
                                     static_cast<double>((1.0L - x) * acrossX),
                                     static_cast<double>((1.0L + y) * acrossY),
                                     static_cast<double>((1.0L - y) * acrossY),
-                                    depth - camera.nearDistance, camera.farDistance - depth};
+                                    depth - camera.nearDistance,
+                                    camera.farDistance - depth};
         double const off = 1e-15 * (within + camera.farDistance) * 20.0;
         for (int index = 0; index < 6; ++index) {
             ASSERT_NEAR(planes[index].DistanceFromPlane(point), expected[index], off) << index;
@@ -277,9 +276,8 @@ TEST(TqLFrustum3f, RandomPlanesHaveTheFrustumOnTheirPositiveSide)
 
 TEST(TqLFrustum3f, UpNeedNotBeAcrossTheDirectionNorOfUnitLength)
 {
-    TqLFrustum3f const tilted
-        = TqLFrustum3f::Perspective(TqLPos3f(), TqLVec3f(0.0, 0.0, -8.0),
-                                    TqLVec3f(0.0, 3.0, -5.0), 0.5 * pi, 1.0, 1.0, 1000.0);
+    TqLFrustum3f const tilted = TqLFrustum3f::Perspective(
+        TqLPos3f(), TqLVec3f(0.0, 0.0, -8.0), TqLVec3f(0.0, 3.0, -5.0), 0.5 * pi, 1.0, 1.0, 1000.0);
     TqLFrustum3f const straight(2.0, 2.0, 1.0, 1000.0);
     for (int index = 0; index < 16; ++index) {
         EXPECT_NEAR(tilted.GetMatrix().Data()[index], straight.GetMatrix().Data()[index], 1e-15);
@@ -290,10 +288,9 @@ TEST(TqLFrustum3f, LongAndShortDirectionsAreTheSame)
 {
     TqLVec3f const direction(1.0, 2.0, -3.0);
     TqLVec3f const up(0.0, 1.0, 0.0);
-    TqLFrustum3f const a
-        = TqLFrustum3f::Parallel(TqLPos3f(), direction, up, 4.0, 2.0, 1.0, 10.0);
-    TqLFrustum3f const b = TqLFrustum3f::Parallel(TqLPos3f(), direction * 0x1p+900,
-                                                  up * 0x1p-900, 4.0, 2.0, 1.0, 10.0);
+    TqLFrustum3f const a = TqLFrustum3f::Parallel(TqLPos3f(), direction, up, 4.0, 2.0, 1.0, 10.0);
+    TqLFrustum3f const b = TqLFrustum3f::Parallel(TqLPos3f(), direction * 0x1p+900, up * 0x1p-900,
+                                                  4.0, 2.0, 1.0, 10.0);
     EXPECT_TRUE(HaveSameBits(a, b));
 }
 
@@ -301,13 +298,13 @@ TEST(TqLFrustum3f, ParallelMayBeginAtOrBehindItsViewpoint)
 {
     for (double const nearDistance : {0.0, -20.0}) {
         PostedErrors posted;
-        TqLFrustum3f const frustum = TqLFrustum3f::Parallel(
-            TqLPos3f(0.0, 0.0, 0.0), TqLVec3f(0.0, 0.0, -1.0), TqLVec3f(0.0, 1.0, 0.0), 4.0, 2.0,
-            nearDistance, 100.0);
+        TqLFrustum3f const frustum =
+            TqLFrustum3f::Parallel(TqLPos3f(0.0, 0.0, 0.0), TqLVec3f(0.0, 0.0, -1.0),
+                                   TqLVec3f(0.0, 1.0, 0.0), 4.0, 2.0, nearDistance, 100.0);
         EXPECT_TRUE(posted.Empty());
         EXPECT_EQ(frustum.GetFrustumType(), TqLFrustum3f::ePARALLEL);
-        CullPoint const corner
-            = ToCullSpace(frustum.GetMatrix(), TqLPos3f(2.0, -1.0, -nearDistance));
+        CullPoint const corner =
+            ToCullSpace(frustum.GetMatrix(), TqLPos3f(2.0, -1.0, -nearDistance));
         EXPECT_EQ(corner.w, 1.0);
         EXPECT_DOUBLE_EQ(corner.x, 1.0);
         EXPECT_DOUBLE_EQ(corner.y, -1.0);
@@ -338,7 +335,7 @@ TEST(TqLFrustum3f, HugeFarDistancesDoNotOverflow)
     EXPECT_EQ(frustum.GetMatrix()[3][2], -2.0);
 }
 
-// ---- Explicit data -------------------------------------------------------------------------------
+// ---- Explicit data ------------------------------------------------------------------------------
 
 TEST(TqLFrustum3f, KeepsExplicitDataAsGiven)
 {
@@ -346,9 +343,8 @@ TEST(TqLFrustum3f, KeepsExplicitDataAsGiven)
     matrix[2][0] = 0.25; // off-centre
     TqLPlane3f const nearPlane(TqLUnitVec3f(TqLVec3f(0.0, 0.0, -1.0)), 1.0);
     PostedErrors posted;
-    TqLFrustum3f const frustum
-        = TqLFrustum3f::FromMatrix(static_cast<TqLFrustum3f::Type>(3), 5.0, 6.0, matrix, nearPlane,
-                                   TqLPos3f(0.0, 0.0, 0.5));
+    TqLFrustum3f const frustum = TqLFrustum3f::FromMatrix(
+        static_cast<TqLFrustum3f::Type>(3), 5.0, 6.0, matrix, nearPlane, TqLPos3f(0.0, 0.0, 0.5));
     EXPECT_TRUE(posted.Empty());
     EXPECT_EQ(frustum.GetFrustumType(), 3);
     EXPECT_EQ(frustum.GetWidth(), 5.0);
@@ -361,16 +357,16 @@ TEST(TqLFrustum3f, KeepsExplicitDataAsGiven)
 TEST(TqLFrustum3f, TakesTheFarPlaneOfExplicitDataFromTheMatrix)
 {
     TqLFrustum3f const source(4.0, 2.0, 1.0, 50.0);
-    TqLFrustum3f const frustum
-        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, source.GetMatrix(),
-                                   source.GetNearPlane(), source.GetViewpoint());
+    TqLFrustum3f const frustum =
+        TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, source.GetMatrix(),
+                                 source.GetNearPlane(), source.GetViewpoint());
     EXPECT_NEAR(frustum.GetFarPlane().GetDistance(), -50.0, 1e-12);
     EXPECT_EQ(frustum.GetFarPlane().GetNormal().Vec(), TqLVec3f(0.0, 0.0, 1.0));
 
     TqLFrustum3f const endless(4.0, 2.0, 1.0, infinity);
-    TqLFrustum3f const copy
-        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, endless.GetMatrix(),
-                                   endless.GetNearPlane(), endless.GetViewpoint());
+    TqLFrustum3f const copy =
+        TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 4.0, 2.0, endless.GetMatrix(),
+                                 endless.GetNearPlane(), endless.GetViewpoint());
     EXPECT_TRUE(HaveSameBits(copy, endless));
 }
 
@@ -379,10 +375,9 @@ TEST(TqLFrustum3f, TakesAFarPlaneThatIsLostInRoundingForNone)
     // Of the far plane's coefficients only the last bits of the matrix are left.
     TqLFrustum3f const source = TqLFrustum3f::Perspective(
         TqLPos3f(), TqLVec3f(1.0, 2.0, -3.0), TqLVec3f(0.0, 1.0, 0.0), 1.0, 1.0, 1.0, 3e15);
-    TqLFrustum3f const frustum
-        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, source.GetWidth(),
-                                   source.GetHeight(), source.GetMatrix(), source.GetNearPlane(),
-                                   source.GetViewpoint());
+    TqLFrustum3f const frustum =
+        TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, source.GetWidth(), source.GetHeight(),
+                                 source.GetMatrix(), source.GetNearPlane(), source.GetViewpoint());
     EXPECT_TRUE(frustum.GetFarPlane().GetNormal().IsZero());
     EXPECT_GT(frustum.GetFarPlane().DistanceFromPlane(TqLPos3f(1e300, 1e300, 1e300)), 0.0);
 }
@@ -391,11 +386,11 @@ TEST(TqLFrustum3f, AMirroredMatrixHasItsSidesTheRightWayRound)
 {
     // Right and left exchanged, as for a picture in a mirror.
     TqLFrustum3f const source(2.0, 2.0, 1.0, 100.0);
-    TqLMatrix4f const mirrored = TqLMatrix4f(TqLAffine3f::Scale(-1.0, 1.0, 1.0))
-                                 * source.GetMatrix();
+    TqLMatrix4f const mirrored =
+        TqLMatrix4f(TqLAffine3f::Scale(-1.0, 1.0, 1.0)) * source.GetMatrix();
     TqLPlane3f planes[6];
-    TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 2.0, 2.0, mirrored,
-                             source.GetNearPlane(), source.GetViewpoint())
+    TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 2.0, 2.0, mirrored, source.GetNearPlane(),
+                             source.GetViewpoint())
         .GetPlanes(planes);
     TqLPos3f const inside(5.0, 3.0, -10.0);
     for (TqLPlane3f const& plane : planes) {
@@ -406,7 +401,7 @@ TEST(TqLFrustum3f, AMirroredMatrixHasItsSidesTheRightWayRound)
     EXPECT_GT(planes[1].DistanceFromPlane(TqLPos3f(15.0, 0.0, -10.0)), 0.0);
 }
 
-// ---- Narrowing -----------------------------------------------------------------------------------
+// ---- Narrowing ----------------------------------------------------------------------------------
 
 TEST(TqLFrustum3f, NarrowedByTheWholeIsTheSameBitForBit)
 {
@@ -419,9 +414,8 @@ TEST(TqLFrustum3f, NarrowedByTheWholeIsTheSameBitForBit)
     TqLFrustum3f const source;
     TqLMatrix4f matrix = source.GetMatrix();
     matrix[2][0] = -0.0; // would be lost by subtracting nothing
-    TqLFrustum3f const frustum
-        = TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, 1.0, 1.0, matrix,
-                                   source.GetNearPlane(), source.GetViewpoint());
+    TqLFrustum3f const frustum = TqLFrustum3f::FromMatrix(
+        TqLFrustum3f::ePERSPECTIVE, 1.0, 1.0, matrix, source.GetNearPlane(), source.GetViewpoint());
     EXPECT_TRUE(HaveSameBits(frustum.NarrowedBy(0.0, 1.0, 0.0, 1.0), frustum));
 }
 
@@ -480,8 +474,8 @@ TEST(TqLFrustum3f, RandomNarrowingStretchesTheRectangleOverTheView)
         // Cull coordinates of the sub-view, in those of the whole.
         double const wholeX = 2.0 * (x0 + (x1 - x0) * 0.5 * (x + 1.0)) - 1.0;
         double const wholeY = 2.0 * (y0 + (y1 - y0) * 0.5 * (y + 1.0)) - 1.0;
-        CullPoint const c = ToCullSpace(narrow.GetMatrix(),
-                                        ToPos(camera.Point(wholeX, wholeY, depth)));
+        CullPoint const c =
+            ToCullSpace(narrow.GetMatrix(), ToPos(camera.Point(wholeX, wholeY, depth)));
         double const off = 1e-14 * (100.0 + camera.farDistance);
         double const perX = 10.0 * (1.0 + 1.0 / static_cast<double>(camera.HalfWidth(1.0L)));
         double const perY = 10.0 * (1.0 + 1.0 / static_cast<double>(camera.HalfHeight(1.0L)));
@@ -493,8 +487,8 @@ TEST(TqLFrustum3f, RandomNarrowingStretchesTheRectangleOverTheView)
 TEST(TqLFrustum3f, NarrowingTwiceIsNarrowingOnce)
 {
     TqLFrustum3f const frustum(4.0, 2.0, 1.0, 100.0);
-    TqLFrustum3f const twice
-        = frustum.NarrowedBy(0.5, 1.0, 0.0, 0.5).NarrowedBy(0.0, 0.5, 0.5, 1.0);
+    TqLFrustum3f const twice =
+        frustum.NarrowedBy(0.5, 1.0, 0.0, 0.5).NarrowedBy(0.0, 0.5, 0.5, 1.0);
     TqLFrustum3f const once = frustum.NarrowedBy(0.5, 0.75, 0.25, 0.5);
     EXPECT_TRUE(HaveSameBits(twice, once)); // halves are exact
 }
@@ -502,12 +496,11 @@ TEST(TqLFrustum3f, NarrowingTwiceIsNarrowingOnce)
 TEST(TqLFrustum3f, ImpossibleBoundsPostAndLeaveTheWholeView)
 {
     TqLFrustum3f const frustum(4.0, 2.0, 1.0, 100.0);
-    double const bounds[][4] = {{0.5, 0.5, 0.0, 1.0},        {0.6, 0.5, 0.0, 1.0},
-                                {0.0, 1.0, 0.5, 0.5},        {0.0, 1.0, 1.0, 0.0},
-                                {notANumber, 1.0, 0.0, 1.0}, {0.0, notANumber, 0.0, 1.0},
-                                {0.0, 1.0, notANumber, 1.0}, {0.0, 1.0, 0.0, notANumber},
-                                {0.0, infinity, 0.0, 1.0},   {0.0, 1.0, -infinity, 1.0},
-                                {0.0, DBL_TRUE_MIN, 0.0, 1.0}};
+    double const bounds[][4] = {
+        {0.5, 0.5, 0.0, 1.0},        {0.6, 0.5, 0.0, 1.0},         {0.0, 1.0, 0.5, 0.5},
+        {0.0, 1.0, 1.0, 0.0},        {notANumber, 1.0, 0.0, 1.0},  {0.0, notANumber, 0.0, 1.0},
+        {0.0, 1.0, notANumber, 1.0}, {0.0, 1.0, 0.0, notANumber},  {0.0, infinity, 0.0, 1.0},
+        {0.0, 1.0, -infinity, 1.0},  {0.0, DBL_TRUE_MIN, 0.0, 1.0}};
     for (double const(&b)[4] : bounds) {
         SCOPED_TRACE(testing::Message() << b[0] << ' ' << b[1] << ' ' << b[2] << ' ' << b[3]);
         PostedErrors posted;
@@ -518,17 +511,17 @@ TEST(TqLFrustum3f, ImpossibleBoundsPostAndLeaveTheWholeView)
     }
 }
 
-// ---- Impossible arguments ------------------------------------------------------------------------
+// ---- Impossible arguments -----------------------------------------------------------------------
 
 TEST(TqLFrustum3f, FourImpossibleDoublesPostAndLeaveTheDefault)
 {
-    double const cases[][4]
-        = {{0.0, 1.0, 1.0, 10.0},        {-1.0, 1.0, 1.0, 10.0},      {notANumber, 1.0, 1.0, 10.0},
-           {infinity, 1.0, 1.0, 10.0},   {1.0, 0.0, 1.0, 10.0},       {1.0, -1.0, 1.0, 10.0},
-           {1.0, notANumber, 1.0, 10.0}, {1.0, 1.0, 0.0, 10.0},       {1.0, 1.0, -1.0, 10.0},
-           {1.0, 1.0, notANumber, 10.0}, {1.0, 1.0, infinity, 10.0},  {1.0, 1.0, 1.0, 1.0},
-           {1.0, 1.0, 1.0, 0.5},         {1.0, 1.0, 1.0, notANumber}, {1.0, 1.0, 1.0, -infinity},
-           {DBL_TRUE_MIN, 1.0, 1.0, 10.0}};
+    double const cases[][4] = {
+        {0.0, 1.0, 1.0, 10.0},         {-1.0, 1.0, 1.0, 10.0},      {notANumber, 1.0, 1.0, 10.0},
+        {infinity, 1.0, 1.0, 10.0},    {1.0, 0.0, 1.0, 10.0},       {1.0, -1.0, 1.0, 10.0},
+        {1.0, notANumber, 1.0, 10.0},  {1.0, 1.0, 0.0, 10.0},       {1.0, 1.0, -1.0, 10.0},
+        {1.0, 1.0, notANumber, 10.0},  {1.0, 1.0, infinity, 10.0},  {1.0, 1.0, 1.0, 1.0},
+        {1.0, 1.0, 1.0, 0.5},          {1.0, 1.0, 1.0, notANumber}, {1.0, 1.0, 1.0, -infinity},
+        {DBL_TRUE_MIN, 1.0, 1.0, 10.0}};
     for (double const(&c)[4] : cases) {
         SCOPED_TRACE(testing::Message() << c[0] << ' ' << c[1] << ' ' << c[2] << ' ' << c[3]);
         ExpectRefused([&c] { return TqLFrustum3f(c[0], c[1], c[2], c[3]); });
@@ -550,7 +543,10 @@ TEST(TqLFrustum3f, ImpossibleCamerasPostAndLeaveTheDefault)
     std::vector<std::function<void(Camera*)>> const spoilBoth = {
         [](Camera* c) { c->viewpoint.Set(1, notANumber); },
         [](Camera* c) { c->viewpoint.Set(2, infinity); },
-        [](Camera* c) { c->viewpoint.Set(2, DBL_MAX); c->direction.SetValue(0.0, 1e-3, 1.0); },
+        [](Camera* c) {
+            c->viewpoint.Set(2, DBL_MAX);
+            c->direction.SetValue(0.0, 1e-3, 1.0);
+        },
         [](Camera* c) { c->direction.MakeZero(); },
         [](Camera* c) { c->direction.Set(0, notANumber); },
         [](Camera* c) { c->direction.Set(0, infinity); },
@@ -565,17 +561,12 @@ TEST(TqLFrustum3f, ImpossibleCamerasPostAndLeaveTheDefault)
         [](Camera* c) { c->nearDistance = -infinity; },
     };
     std::vector<std::function<void(Camera*)>> const spoilPerspective = {
-        [](Camera* c) { c->angle = 0.0; },
-        [](Camera* c) { c->angle = -1.0; },
-        [](Camera* c) { c->angle = pi; },
-        [](Camera* c) { c->angle = 4.0; },
+        [](Camera* c) { c->angle = 0.0; },         [](Camera* c) { c->angle = -1.0; },
+        [](Camera* c) { c->angle = pi; },          [](Camera* c) { c->angle = 4.0; },
         [](Camera* c) { c->angle = 7.0; }, // where the tangent is positive again
-        [](Camera* c) { c->angle = notANumber; },
-        [](Camera* c) { c->aspect = 0.0; },
-        [](Camera* c) { c->aspect = -2.0; },
-        [](Camera* c) { c->aspect = notANumber; },
-        [](Camera* c) { c->aspect = infinity; },
-        [](Camera* c) { c->nearDistance = 0.0; },
+        [](Camera* c) { c->angle = notANumber; },  [](Camera* c) { c->aspect = 0.0; },
+        [](Camera* c) { c->aspect = -2.0; },       [](Camera* c) { c->aspect = notANumber; },
+        [](Camera* c) { c->aspect = infinity; },   [](Camera* c) { c->nearDistance = 0.0; },
         [](Camera* c) { c->nearDistance = -1.0; },
     };
     std::vector<std::function<void(Camera*)>> const spoilParallel = {
@@ -608,7 +599,7 @@ TEST(TqLFrustum3f, ImpossibleExplicitDataPostsAndLeavesTheDefault)
 {
     TqLFrustum3f const good(4.0, 2.0, 1.0, 50.0);
     auto const make = [](double width, double height, TqLMatrix4f const& matrix,
-                              TqLPlane3f const& plane, TqLPos3f const& viewpoint) {
+                         TqLPlane3f const& plane, TqLPos3f const& viewpoint) {
         return [=] {
             return TqLFrustum3f::FromMatrix(TqLFrustum3f::ePERSPECTIVE, width, height, matrix,
                                             plane, viewpoint);

@@ -9,7 +9,8 @@
 #include <cmath>
 #include <limits>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -60,7 +61,7 @@ void ExpectRefusedInverse(T const& value)
 
 } // namespace
 
-// ---- The component -------------------------------------------------------------------------------
+// ---- The component ------------------------------------------------------------------------------
 
 TEST(TqLMatrix, CountsItsUsers)
 {
@@ -74,7 +75,7 @@ TEST(TqLMatrix, CountsItsUsers)
     EXPECT_EQ(TqLMatrix::IsInitialised(), before);
 }
 
-// ---- TqLAffine3f: identity and makers ------------------------------------------------------------
+// ---- TqLAffine3f: identity and makers -----------------------------------------------------------
 
 TEST(TqLAffine3f, IsTheIdentityAfterConstructionAndMadeItAgain)
 {
@@ -194,7 +195,7 @@ TEST(TqLAffine3f, RandomRotationsKeepLengthsAnglesAndHandedness)
     }
 }
 
-// ---- TqLAffine3f: products -----------------------------------------------------------------------
+// ---- TqLAffine3f: products ----------------------------------------------------------------------
 
 TEST(TqLAffine3f, AppliesTheLeftFactorOfAProductFirst)
 {
@@ -215,13 +216,12 @@ TEST(TqLAffine3f, ProductsAgreeWithTransformingOneAfterTheOther)
         LongVec const expected = LongTransform(LongTransform(LongVec(point), first), second);
         ExpectNear(point * (first * second), ToPos(expected), 1e-11);
         ExpectNear(TqLPos3f(TqLVec3f(point.Vec()) * first),
-                   ToPos(LongTransform(LongVec(point), first)
-                         - LongVec(first.GetTranslation())),
+                   ToPos(LongTransform(LongVec(point), first) - LongVec(first.GetTranslation())),
                    1e-12);
     }
 }
 
-// ---- TqLAffine3f: inverse ------------------------------------------------------------------------
+// ---- TqLAffine3f: inverse -----------------------------------------------------------------------
 
 TEST(TqLAffine3f, InverseOfTheIdentityIsTheIdentity)
 {
@@ -265,10 +265,9 @@ TEST(TqLAffine3f, InvertsAnySizeOfScale)
 {
     for (double const scale : {1e-150, 1e-100, 1e100, 1e150, 1e300}) {
         PostedErrors posted;
-        TqLAffine3f const turn
-            = TqLAffine3f::Rotation(TqLUnitVec3f(TqLVec3f(1.0, 2.0, 3.0)), 0.7);
-        TqLAffine3f const product
-            = turn * TqLAffine3f::Scale(scale) * (turn * TqLAffine3f::Scale(scale)).Inverse();
+        TqLAffine3f const turn = TqLAffine3f::Rotation(TqLUnitVec3f(TqLVec3f(1.0, 2.0, 3.0)), 0.7);
+        TqLAffine3f const product =
+            turn * TqLAffine3f::Scale(scale) * (turn * TqLAffine3f::Scale(scale)).Inverse();
         ExpectNear(product, TqLAffine3f(), 1e-14);
         EXPECT_TRUE(posted.Empty()) << scale;
     }
@@ -309,7 +308,7 @@ TEST(TqLAffine3f, InverseOfANonFiniteAffinePostsAndIsTheIdentity)
     ExpectRefusedInverse(TqLAffine3f::Scale(DBL_TRUE_MIN));
 }
 
-// ---- TqLAffine3f: boxes --------------------------------------------------------------------------
+// ---- TqLAffine3f: boxes -------------------------------------------------------------------------
 
 TEST(TqLAffine3f, TransformedBoxEnclosesTheEightTransformedCorners)
 {
@@ -336,7 +335,7 @@ TEST(TqLAffine3f, TransformedBoxKeepsEmptyBoxesEmptyAndInfiniteOnesFreeOfNaN)
     EXPECT_EQ(turn.TransformedBox(slab), slab);
 }
 
-// ---- TqLMatrix4f ---------------------------------------------------------------------------------
+// ---- TqLMatrix4f --------------------------------------------------------------------------------
 
 TEST(TqLMatrix4f, IsTheIdentityAfterConstructionAndMadeItAgain)
 {

@@ -9,7 +9,8 @@
 #include <cmath>
 #include <limits>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -57,11 +58,10 @@ struct Case
         for (int side = 0; side < 4; ++side) {
             bool const isX = side < 2;
             long double const share = 2.0L * bounds[side] - 1.0L;
-            long double const slope
-                = isPerspective ? share * (isX ? HalfWidth(1.0L) : HalfHeight(1.0L)) : 0.0L;
-            long double const edge
-                = isPerspective ? slope * depth
-                                : share * (isX ? HalfWidth(1.0L) : HalfHeight(1.0L));
+            long double const slope =
+                isPerspective ? share * (isX ? HalfWidth(1.0L) : HalfHeight(1.0L)) : 0.0L;
+            long double const edge =
+                isPerspective ? slope * depth : share * (isX ? HalfWidth(1.0L) : HalfHeight(1.0L));
             long double const along = LongDot(offset, isX ? Right() : Up());
             long double const sign = side % 2 == 0 ? 1.0L : -1.0L;
             inside[side] = sign * (along - edge) / std::sqrt(1.0L + slope * slope);
@@ -75,17 +75,16 @@ struct Case
     {
         long double const x = 2.0L * (x0 + (x1 - x0) * shareX) - 1.0L;
         long double const y = 2.0L * (y0 + (y1 - y0) * shareY) - 1.0L;
-        return LongVec(viewpoint) + Forward() * depth + Right() * (x * HalfWidth(depth))
-               + Up() * (y * HalfHeight(depth));
+        return LongVec(viewpoint) + Forward() * depth + Right() * (x * HalfWidth(depth)) +
+               Up() * (y * HalfHeight(depth));
     }
 
     [[nodiscard]] TqLFrustum3f MakeWhole() const
     {
-        return isPerspective
-                   ? TqLFrustum3f::Perspective(viewpoint, direction, up, angle, aspect,
-                                               nearDistance, farDistance)
-                   : TqLFrustum3f::Parallel(viewpoint, direction, up, width, height, nearDistance,
-                                            farDistance);
+        return isPerspective ? TqLFrustum3f::Perspective(viewpoint, direction, up, angle, aspect,
+                                                         nearDistance, farDistance)
+                             : TqLFrustum3f::Parallel(viewpoint, direction, up, width, height,
+                                                      nearDistance, farDistance);
     }
 
     [[nodiscard]] TqLPickFrustum3f Make() const
@@ -177,7 +176,7 @@ TqLBox3f PointBox(TqLPos3f const& point)
 
 } // namespace
 
-// ---- Life ----------------------------------------------------------------------------------------
+// ---- Life ---------------------------------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, IsThatOfTheDefaultFrustumAfterConstruction)
 {
@@ -195,9 +194,9 @@ TEST(TqLPickFrustum3f, IsThatOfTheDefaultFrustumAfterConstruction)
 
 TEST(TqLPickFrustum3f, TakesPlanesAndOriginOfTheViewFrustum)
 {
-    TqLFrustum3f const frustum = TqLFrustum3f::Perspective(
-        TqLPos3f(1.0, 2.0, 3.0), TqLVec3f(1.0, 1.0, 0.0), TqLVec3f(0.0, 0.0, 1.0), 1.0, 1.5, 0.1,
-        100.0);
+    TqLFrustum3f const frustum =
+        TqLFrustum3f::Perspective(TqLPos3f(1.0, 2.0, 3.0), TqLVec3f(1.0, 1.0, 0.0),
+                                  TqLVec3f(0.0, 0.0, 1.0), 1.0, 1.5, 0.1, 100.0);
     TqLPickFrustum3f const pick(frustum);
     TqLPlane3f planes[6];
     frustum.GetPlanes(planes);
@@ -212,8 +211,8 @@ TEST(TqLPickFrustum3f, TakesAPixelRectangleFromTheLowerLeftCorner)
 {
     // 400 x 200 pixels over 4 x 2 units at the near plane: a hundredth of a unit a pixel.
     TqLFrustum3f const frustum(4.0, 2.0, 1.0, 100.0);
-    TqLPickFrustum3f const pick(
-        frustum, TqLBox2f(TqLPos2f(10.0, 20.0), TqLPos2f(11.0, 21.0)), 400, 200);
+    TqLPickFrustum3f const pick(frustum, TqLBox2f(TqLPos2f(10.0, 20.0), TqLPos2f(11.0, 21.0)), 400,
+                                200);
     auto const isPicked = [&pick](double pixelX, double pixelY) {
         int planes = TqLPickFrustum3f::eALL_PLANES;
         TqLPos3f const point(-2.0 + 0.01 * pixelX, -1.0 + 0.01 * pixelY, -1.0);
@@ -246,15 +245,23 @@ TEST(TqLPickFrustum3f, ImpossiblePixelRectanglesPostAndPickNothing)
         double x0, y0, x1, y1;
         int width, height;
     } const cases[] = {
-        {10.0, 10.0, 10.0, 20.0, 100, 100},     {10.0, 10.0, 20.0, 10.0, 100, 100},
-        {20.0, 10.0, 10.0, 20.0, 100, 100},     {10.0, 20.0, 20.0, 10.0, 100, 100},
-        {notANumber, 0.0, 1.0, 1.0, 100, 100},  {0.0, notANumber, 1.0, 1.0, 100, 100},
-        {0.0, 0.0, notANumber, 1.0, 100, 100},  {0.0, 0.0, 1.0, notANumber, 100, 100},
-        {0.0, 0.0, infinity, 1.0, 100, 100},    {-infinity, 0.0, 1.0, 1.0, 100, 100},
-        {0.0, 0.0, 1.0, 1.0, 0, 100},           {0.0, 0.0, 1.0, 1.0, 100, 0},
-        {0.0, 0.0, 1.0, 1.0, -5, 100},          {0.0, 0.0, 1.0, 1.0, 100, -5},
+        {10.0, 10.0, 10.0, 20.0, 100, 100},
+        {10.0, 10.0, 20.0, 10.0, 100, 100},
+        {20.0, 10.0, 10.0, 20.0, 100, 100},
+        {10.0, 20.0, 20.0, 10.0, 100, 100},
+        {notANumber, 0.0, 1.0, 1.0, 100, 100},
+        {0.0, notANumber, 1.0, 1.0, 100, 100},
+        {0.0, 0.0, notANumber, 1.0, 100, 100},
+        {0.0, 0.0, 1.0, notANumber, 100, 100},
+        {0.0, 0.0, infinity, 1.0, 100, 100},
+        {-infinity, 0.0, 1.0, 1.0, 100, 100},
+        {0.0, 0.0, 1.0, 1.0, 0, 100},
+        {0.0, 0.0, 1.0, 1.0, 100, 0},
+        {0.0, 0.0, 1.0, 1.0, -5, 100},
+        {0.0, 0.0, 1.0, 1.0, 100, -5},
         {DBL_MAX, DBL_MAX, -DBL_MAX, -DBL_MAX, 100, 100},
     };
+
     int number = 0;
     for (auto const& c : cases) {
         SCOPED_TRACE(number++);
@@ -272,7 +279,7 @@ TEST(TqLPickFrustum3f, ImpossiblePixelRectanglesPostAndPickNothing)
     }
 }
 
-// ---- CanCull against brute force -----------------------------------------------------------------
+// ---- CanCull against brute force ----------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, CullsJustTheBoxesWhollyOutsideOneSide)
 {
@@ -304,8 +311,7 @@ TEST(TqLPickFrustum3f, CullsJustTheBoxesWhollyOutsideOneSide)
         bool isUndecided = false;
         for (int side = 0; side < 6; ++side) {
             isOutside = isOutside || greatest[side] < -rounding;
-            isUndecided
-                = isUndecided || (greatest[side] < 0.0L && greatest[side] >= -rounding);
+            isUndecided = isUndecided || (greatest[side] < 0.0L && greatest[side] >= -rounding);
         }
         int planes = TqLPickFrustum3f::eALL_PLANES;
         int const isCulled = pick.CanCull(box, &planes);
@@ -372,13 +378,12 @@ TEST(TqLPickFrustum3f, NeverCullsThePointsJustInsideASide)
         if (isFarAway) {
             LookFromFarAway(&c, 1e7);
         }
-        TqLPos3f const middle
-            = isFarAway ? ToPos(c.Right() * 0.5L)
-                        : ToPos(c.Point(0.5, 0.5, 0.5 * (c.nearDistance + c.farDistance)));
-        TqLAffine3f const toWorld = random.Chance(0.5)
-                                        ? RandomAffine(&random, 0.0)
-                                              * TqLAffine3f::Translation(middle.Vec())
-                                        : TqLAffine3f();
+        TqLPos3f const middle =
+            isFarAway ? ToPos(c.Right() * 0.5L)
+                      : ToPos(c.Point(0.5, 0.5, 0.5 * (c.nearDistance + c.farDistance)));
+        TqLAffine3f const toWorld =
+            random.Chance(0.5) ? RandomAffine(&random, 0.0) * TqLAffine3f::Translation(middle.Vec())
+                               : TqLAffine3f();
         bool const isLocal = !toWorld.IsIdentity();
         TqLPos3f const inside = isLocal ? TqLPos3f() : middle;
         ASSERT_GE(LeastInside(c, inside, toWorld), 0.0L);
@@ -386,8 +391,7 @@ TEST(TqLPickFrustum3f, NeverCullsThePointsJustInsideASide)
         TqLPos3f const outside = inside + RandomDirection(&random) * way;
         TqLPos3f const last = FindLastInside(c, inside, outside, toWorld);
         ASSERT_GE(LeastInside(c, last, toWorld), 0.0L);
-        TqLPickFrustum3f const pick
-            = isLocal ? c.Make().TransformedByInverse(toWorld) : c.Make();
+        TqLPickFrustum3f const pick = isLocal ? c.Make().TransformedByInverse(toWorld) : c.Make();
         int planes = TqLPickFrustum3f::eALL_PLANES;
         ASSERT_EQ(pick.CanCull(PointBox(last), &planes), 0);
         // Nor may the other end of a box there let its children go untested.
@@ -423,7 +427,7 @@ TEST(TqLPickFrustum3f, NarrowedMasksGiveTheSameCullsAsAllPlanes)
     EXPECT_GT(culled, 2000);
 }
 
-// ---- CanCull, particular cases -------------------------------------------------------------------
+// ---- CanCull, particular cases ------------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, TestsOnlyThePlanesInTheMask)
 {
@@ -438,6 +442,7 @@ TEST(TqLPickFrustum3f, TestsOnlyThePlanesInTheMask)
 TEST(TqLPickFrustum3f, ClearsThePlanesTheBoxIsInsideOfAndNoOther)
 {
     TqLPickFrustum3f const pick{TqLFrustum3f(2.0, 2.0, 1.0, 100.0)};
+
     // At depth 10 the view spans -10 to 10.
     struct
     {
@@ -452,6 +457,7 @@ TEST(TqLPickFrustum3f, ClearsThePlanesTheBoxIsInsideOfAndNoOther)
         {TqLPos3f(-0.1, -0.1, -11.0), TqLPos3f(0.1, 0.1, -0.5), 16},
         {TqLPos3f(-0.1, -0.1, -200.0), TqLPos3f(0.1, 0.1, -10.0), 32},
     };
+
     for (auto const& c : cases) {
         int planes = 63 | 64 | 128;
         EXPECT_EQ(pick.CanCull(TqLBox3f(c.min, c.max), &planes), 0);
@@ -509,7 +515,7 @@ TEST(TqLPickFrustum3f, CullsBetweenEyeAndNearPlaneAndBehindTheEye)
     EXPECT_TRUE(isCulled(-100.5));
 }
 
-// ---- MinDistance ---------------------------------------------------------------------------------
+// ---- MinDistance --------------------------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, MinDistanceIsZeroInsideAndOnTheBox)
 {
@@ -543,9 +549,9 @@ TEST(TqLPickFrustum3f, MinDistanceOfRandomBoxesIsTheExactDistance)
         LongVec const origin(c.viewpoint);
         long double square = 0.0L;
         for (int axis = 0; axis < 3; ++axis) {
-            long double const nearest
-                = std::min(std::max(origin.Get(axis), static_cast<long double>(box.GetMin()[axis])),
-                           static_cast<long double>(box.GetMax()[axis]));
+            long double const nearest =
+                std::min(std::max(origin.Get(axis), static_cast<long double>(box.GetMin()[axis])),
+                         static_cast<long double>(box.GetMax()[axis]));
             square += (nearest - origin.Get(axis)) * (nearest - origin.Get(axis));
         }
         double const expected = static_cast<double>(std::sqrt(square));
@@ -553,7 +559,7 @@ TEST(TqLPickFrustum3f, MinDistanceOfRandomBoxesIsTheExactDistance)
     }
 }
 
-// ---- Into local space ----------------------------------------------------------------------------
+// ---- Into local space ---------------------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, TransformedByInverseDecidesLocalBoxesAsBruteForceDoes)
 {
@@ -611,8 +617,8 @@ TEST(TqLPickFrustum3f, TransformedByInverseDecidesLocalBoxesAsBruteForceDoes)
 TEST(TqLPickFrustum3f, TransformedByInverseMeasuresInLocalUnits)
 {
     TqLPickFrustum3f const world{TqLFrustum3f(2.0, 2.0, 1.0, 100.0)};
-    TqLAffine3f const toWorld
-        = TqLAffine3f::Scale(2.0) * TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -20.0));
+    TqLAffine3f const toWorld =
+        TqLAffine3f::Scale(2.0) * TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -20.0));
     TqLPickFrustum3f const local = world.TransformedByInverse(toWorld);
     EXPECT_EQ(local.GetOrigin(), TqLPos3f(0.0, 0.0, 10.0));
     EXPECT_EQ(local.MinDistance(PointBox(TqLPos3f())), 10.0);
@@ -622,8 +628,7 @@ TEST(TqLPickFrustum3f, TransformedByInverseMeasuresInLocalUnits)
 TEST(TqLPickFrustum3f, TransformedByASingularAffinePostsAndPicksNothing)
 {
     PostedErrors posted;
-    TqLPickFrustum3f const local
-        = TqLPickFrustum3f().TransformedByInverse(TqLAffine3f::Scale(0.0));
+    TqLPickFrustum3f const local = TqLPickFrustum3f().TransformedByInverse(TqLAffine3f::Scale(0.0));
     EXPECT_EQ(posted.Size(), 1);
     int planes = 0;
     EXPECT_NE(local.CanCull(PointBox(TqLPos3f(0.0, 0.0, -2.0)), &planes), 0);

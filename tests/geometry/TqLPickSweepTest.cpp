@@ -9,7 +9,8 @@
 #include <cmath>
 #include <limits>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -25,7 +26,7 @@ bool IsCulled(TqLPickSweep const& sweep, TqLBox3f const& box)
     return sweep.CanCull(box, &planes) != 0;
 }
 
-// ---- Oracles, in long double ---------------------------------------------------------------------
+// ---- Oracles, in long double --------------------------------------------------------------------
 
 // Whether the segment of centres meets the box grown by a margin and the half sizes: clipping the
 // segment, one axis after the other.
@@ -147,7 +148,7 @@ Scene RandomScene(SceneRandom* random)
 
 } // namespace
 
-// ---- Life ----------------------------------------------------------------------------------------
+// ---- Life ---------------------------------------------------------------------------------------
 
 TEST(TqLPickSweep, HasNoBodyAfterConstructionAndCullsEverything)
 {
@@ -174,8 +175,7 @@ TEST(TqLPickSweep, KeepsTheBoxItIsSetTo)
     EXPECT_EQ(sweep.GetRadius(), 0.0);
     EXPECT_EQ(sweep.GetSweep(), TqLVec3f(10.0, 0.0, -20.0));
     EXPECT_FALSE(sweep.IsPick());
-    EXPECT_EQ(sweep.GetSweptBox(),
-              TqLBox3f(TqLPos3f(0.5, 1.0, -18.5), TqLPos3f(11.5, 3.0, 4.5)));
+    EXPECT_EQ(sweep.GetSweptBox(), TqLBox3f(TqLPos3f(0.5, 1.0, -18.5), TqLPos3f(11.5, 3.0, 4.5)));
 }
 
 TEST(TqLPickSweep, KeepsTheSphereItIsSetTo)
@@ -246,11 +246,10 @@ TEST(TqLPickSweep, ImpossibleArgumentsPostAndLeaveNoBody)
     expectRefused([&](TqLPickSweep* sweep) { // the end lies beyond the range of a double
         sweep->SetSphere(TqLPos3f(DBL_MAX, 0.0, 0.0), 1.0, TqLVec3f(DBL_MAX, 0.0, 0.0));
     });
-    expectRefused(
-        [&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), DBL_MAX, TqLVec3f()); });
+    expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), DBL_MAX, TqLVec3f()); });
 }
 
-// ---- Exact tests ---------------------------------------------------------------------------------
+// ---- Exact tests --------------------------------------------------------------------------------
 
 TEST(TqLPickSweep, ABoxTouchesWhatItMeetsOnItsWay)
 {
@@ -352,7 +351,7 @@ TEST(TqLPickSweep, KeepsBoxesThatItOnlyGrazes)
     }
 }
 
-// ---- The plane mask ------------------------------------------------------------------------------
+// ---- The plane mask -----------------------------------------------------------------------------
 
 TEST(TqLPickSweep, ClearsTheFacesTheBoxIsInsideOfAndNoOther)
 {
@@ -396,7 +395,7 @@ TEST(TqLPickSweep, NarrowedMasksGiveTheSameCullsAsAllFaces)
     EXPECT_GT(culled, 5000);
 }
 
-// ---- Odd boxes -----------------------------------------------------------------------------------
+// ---- Odd boxes ----------------------------------------------------------------------------------
 
 TEST(TqLPickSweep, CullsEmptyBoxesAndNeverThoseWithoutBounds)
 {
@@ -408,8 +407,7 @@ TEST(TqLPickSweep, CullsEmptyBoxesAndNeverThoseWithoutBounds)
             sweep.SetSphere(TqLPos3f(), 1.0, TqLVec3f(3.0, 4.0, 5.0));
         }
         EXPECT_TRUE(IsCulled(sweep, TqLBox3f()));
-        EXPECT_TRUE(
-            IsCulled(sweep, TqLBox3f(TqLPos3f(0.0, 0.0, 1.0), TqLPos3f(1.0, 1.0, 0.5))));
+        EXPECT_TRUE(IsCulled(sweep, TqLBox3f(TqLPos3f(0.0, 0.0, 1.0), TqLPos3f(1.0, 1.0, 0.5))));
         TqLPos3f const nan(notANumber, notANumber, notANumber);
         EXPECT_FALSE(IsCulled(sweep, TqLBox3f(nan, nan)));
         EXPECT_FALSE(IsCulled(sweep, TqLBox3f(TqLPos3f(-infinity, -infinity, -infinity),
@@ -422,7 +420,7 @@ TEST(TqLPickSweep, CullsEmptyBoxesAndNeverThoseWithoutBounds)
     }
 }
 
-// ---- Shortening ----------------------------------------------------------------------------------
+// ---- Shortening ---------------------------------------------------------------------------------
 
 TEST(TqLPickSweep, ShortenToEndsTheMotionAtAShareOfThePresentVector)
 {
@@ -497,7 +495,7 @@ TEST(TqLPickSweep, ShortenToRefusesWhatIsNoShare)
     }
 }
 
-// ---- The component -------------------------------------------------------------------------------
+// ---- The component ------------------------------------------------------------------------------
 
 TEST(TqLPickSweep, CountsItsUsers)
 {

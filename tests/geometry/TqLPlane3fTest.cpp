@@ -1,6 +1,7 @@
 #include "geometry/TqLPlane3f.h"
 
 #include "GeometryRandom.h"
+
 #include "geometry/TqLMatrix.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,8 @@
 #include <cfloat>
 #include <cstring>
 
-namespace {
+namespace
+{
 
 TqLUnitVec3f Unit(double x, double y, double z)
 {
@@ -23,8 +25,8 @@ TqLPlane3f RandomPlane(SceneRandom* random, double within)
 
 long double LongDistance(TqLPlane3f const& plane, LongVec const& point)
 {
-    return LongDot(LongVec(plane.GetNormal().Vec()), point)
-           - static_cast<long double>(plane.GetDistance());
+    return LongDot(LongVec(plane.GetNormal().Vec()), point) -
+           static_cast<long double>(plane.GetDistance());
 }
 
 bool HaveSameBits(TqLPlane3f const& a, TqLPlane3f const& b)
@@ -113,7 +115,7 @@ TEST(TqLPlane3f, ZeroNormalGivesEveryBoxTheSameDistance)
     EXPECT_EQ(plane.MaxDistanceFromPlane(box), -4.0);
 }
 
-// ---- Into local space ----------------------------------------------------------------------------
+// ---- Into local space ---------------------------------------------------------------------------
 
 TEST(TqLPlane3f, TransformedByInverseOfATranslationMovesTheDistanceOnly)
 {
@@ -184,11 +186,10 @@ TEST(TqLPlane3f, TransformedByInverseKeepsSideAndLocalDistanceOfEveryPoint)
                             LongDot(normal, LongVec(toWorld.GetRow(2))));
         long double const length = LongLength(image);
         LongVec const point(RandomVec(&random, 10.0));
-        long double const expected
-            = LongDistance(world, LongTransform(point, toWorld)) / length;
+        long double const expected = LongDistance(world, LongTransform(point, toWorld)) / length;
         long double const tolerance = 1e-14L * (far + 100.0L) / length;
-        ASSERT_NEAR(static_cast<double>(LongDistance(local, point)),
-                    static_cast<double>(expected), static_cast<double>(tolerance));
+        ASSERT_NEAR(static_cast<double>(LongDistance(local, point)), static_cast<double>(expected),
+                    static_cast<double>(tolerance));
         ASSERT_NEAR(local.GetNormal().Vec().Length(), 1.0, 1e-12);
     }
 }
@@ -196,10 +197,9 @@ TEST(TqLPlane3f, TransformedByInverseKeepsSideAndLocalDistanceOfEveryPoint)
 TEST(TqLPlane3f, TransformedByInverseOfAFlatteningAffineKeepsTheWorldDistance)
 {
     // Everything local lies at world height 3; the plane is at height 10.
-    TqLAffine3f const toWorld = TqLAffine3f::Scale(1.0, 0.0, 1.0)
-                                * TqLAffine3f::Translation(TqLVec3f(0.0, 3.0, 0.0));
-    TqLPlane3f const local
-        = TqLPlane3f(Unit(0.0, 1.0, 0.0), 10.0).TransformedByInverse(toWorld);
+    TqLAffine3f const toWorld =
+        TqLAffine3f::Scale(1.0, 0.0, 1.0) * TqLAffine3f::Translation(TqLVec3f(0.0, 3.0, 0.0));
+    TqLPlane3f const local = TqLPlane3f(Unit(0.0, 1.0, 0.0), 10.0).TransformedByInverse(toWorld);
     EXPECT_TRUE(local.GetNormal().IsZero());
     EXPECT_EQ(local.DistanceFromPlane(TqLPos3f(5.0, 50.0, 500.0)), -7.0);
 }

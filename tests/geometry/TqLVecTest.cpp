@@ -12,7 +12,8 @@
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace
+{
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -20,17 +21,15 @@ constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 // Whether the type shows operator[] to everybody.
 template <class T, class = void>
 struct HasIndex : std::false_type
-{
-};
+{};
 
 template <class T>
 struct HasIndex<T, std::void_t<decltype(std::declval<T const&>()[0])>> : std::true_type
-{
-};
+{};
 
 } // namespace
 
-// ---- TqLBaseVec2f, TqLVec2f, TqLPos2f ------------------------------------------------------------
+// ---- TqLBaseVec2f, TqLVec2f, TqLPos2f -----------------------------------------------------------
 
 TEST(TqLVec2f, IsZeroAfterConstructionAndMadeZeroAgain)
 {
@@ -76,7 +75,7 @@ TEST(TqLPos2f, ViewsItselfAsVectorWithoutCopy)
     EXPECT_EQ(view.Data(), pos.Data());
 }
 
-// ---- TqLBaseVec3f, TqLVec3f, TqLPos3f ------------------------------------------------------------
+// ---- TqLBaseVec3f, TqLVec3f, TqLPos3f -----------------------------------------------------------
 
 TEST(TqLBaseVec3f, KeepsIndexingForItsDerivedTypes)
 {
@@ -167,7 +166,7 @@ TEST(TqLPos3f, ComparesEveryCoordinateAndNotNaN)
     EXPECT_NE(nan, nan);
 }
 
-// ---- TqLUnitVec3f --------------------------------------------------------------------------------
+// ---- TqLUnitVec3f -------------------------------------------------------------------------------
 
 TEST(TqLUnitVec3f, NormalisesTheVectorItIsBuiltFrom)
 {
@@ -217,7 +216,7 @@ TEST(TqLUnitVec3f, NormalisesVectorsOfAnySize)
     EXPECT_EQ(TqLUnitVec3f(TqLVec3f(0.0, DBL_TRUE_MIN, 0.0)).Vec(), TqLVec3f(0.0, 1.0, 0.0));
 }
 
-// ---- The small types -----------------------------------------------------------------------------
+// ---- The small types ----------------------------------------------------------------------------
 
 TEST(TqLColor3f, ReadsAndWritesItsParts)
 {

@@ -63,9 +63,7 @@ class TqLBox3f
 {
 public:
     /// An empty box, as MakeEmpty leaves it.
-    constexpr TqLBox3f() : m_min(DBL_MAX, DBL_MAX, DBL_MAX), m_max(-DBL_MAX, -DBL_MAX, -DBL_MAX)
-    {
-    }
+    constexpr TqLBox3f() : m_min(DBL_MAX, DBL_MAX, DBL_MAX), m_max(-DBL_MAX, -DBL_MAX, -DBL_MAX) {}
 
     /// The corners are stored as given; nothing sorts them.
     constexpr TqLBox3f(TqLPos3f const& min, TqLPos3f const& max) : m_min(min), m_max(max) {}
@@ -120,8 +118,9 @@ public:
     }
 
     /// Grows this box to enclose another. A box made empty becomes the argument, and an argument
-    /// made empty changes nothing. The corners are merged axis by axis as they stand, so an inverted
-    /// box counts with the numbers that it holds; a NaN on either side of a compare changes nothing.
+    /// made empty changes nothing. The corners are merged axis by axis as they stand, so an
+    /// inverted box counts with the numbers that it holds; a NaN on either side of a compare
+    /// changes nothing.
     constexpr void ExtendBy(TqLBox3f const& box)
     {
         for (int axis = 0; axis < 3; ++axis) {
@@ -152,15 +151,15 @@ public:
     /// every box, and a box with a NaN in none.
     constexpr bool Contains(TqLBox3f const& box) const
     {
-        return box.m_min[0] >= m_min[0] && box.m_max[0] <= m_max[0] && box.m_min[1] >= m_min[1]
-               && box.m_max[1] <= m_max[1] && box.m_min[2] >= m_min[2] && box.m_max[2] <= m_max[2];
+        return box.m_min[0] >= m_min[0] && box.m_max[0] <= m_max[0] && box.m_min[1] >= m_min[1] &&
+               box.m_max[1] <= m_max[1] && box.m_min[2] >= m_min[2] && box.m_max[2] <= m_max[2];
     }
 
     /// Whether the point lies inside or on a face.
     constexpr bool Contains(TqLPos3f const& point) const
     {
-        return point[0] >= m_min[0] && point[0] <= m_max[0] && point[1] >= m_min[1]
-               && point[1] <= m_max[1] && point[2] >= m_min[2] && point[2] <= m_max[2];
+        return point[0] >= m_min[0] && point[0] <= m_max[0] && point[1] >= m_min[1] &&
+               point[1] <= m_max[1] && point[2] >= m_min[2] && point[2] <= m_max[2];
     }
 
 private:

@@ -6,11 +6,12 @@
 #include <cfloat>
 #include <cmath>
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqLFrustum3f");
 
-// ---- What is possible ----------------------------------------------------------------------------
+// ---- What is possible ---------------------------------------------------------------------------
 
 bool IsPositive(double value)
 {
@@ -41,11 +42,11 @@ bool IsUsable(TqLPlane3f const& plane)
 
 void PostImpossible(char const* what)
 {
-    TqUError::Post(TqUSysError::eERROR, &s_component,
-                   "Impossible %s; the default frustum is used.", what);
+    TqUError::Post(TqUSysError::eERROR, &s_component, "Impossible %s; the default frustum is used.",
+                   what);
 }
 
-// ---- Planes --------------------------------------------------------------------------------------
+// ---- Planes -------------------------------------------------------------------------------------
 
 // A plane that cuts nothing off.
 TqLPlane3f MakeNoPlane()
@@ -85,7 +86,7 @@ bool IsPossibleDepth(double nearDistance, double farDistance)
 
 } // namespace
 
-// ---- Cameras -------------------------------------------------------------------------------------
+// ---- Cameras ------------------------------------------------------------------------------------
 
 struct TqLFrustum3f::Camera
 {
@@ -190,13 +191,12 @@ bool TqLFrustum3f::Build(Type type, Camera const& camera, double width, double h
                    ? camera.MakePerspectiveMatrix(width, height, nearDistance, farDistance)
                    : camera.MakeParallelMatrix(width, height, nearDistance, farDistance);
     m_nearPlane.SetValue(camera.direction, depth + nearDistance);
-    m_farPlane = std::isinf(farDistance)
-                     ? MakeNoPlane()
-                     : TqLPlane3f(-camera.direction, -(depth + farDistance));
+    m_farPlane = std::isinf(farDistance) ? MakeNoPlane()
+                                         : TqLPlane3f(-camera.direction, -(depth + farDistance));
     return IsFinite(m_matrix) && IsUsable(m_nearPlane);
 }
 
-// ---- Life ----------------------------------------------------------------------------------------
+// ---- Life ---------------------------------------------------------------------------------------
 
 TqLFrustum3f::TqLFrustum3f()
 {
@@ -209,8 +209,8 @@ TqLFrustum3f::TqLFrustum3f()
 
 TqLFrustum3f::TqLFrustum3f(double width, double height, double nearDistance, double farDistance)
 {
-    if (!IsPositive(width) || !IsPositive(height) || !IsPossibleDepth(nearDistance, farDistance)
-        || !Build(ePERSPECTIVE, Camera(), width, height, nearDistance, farDistance)) {
+    if (!IsPositive(width) || !IsPositive(height) || !IsPossibleDepth(nearDistance, farDistance) ||
+        !Build(ePERSPECTIVE, Camera(), width, height, nearDistance, farDistance)) {
         PostImpossible("width, height, near or far distance");
         *this = TqLFrustum3f();
     }
@@ -230,9 +230,9 @@ TqLFrustum3f TqLFrustum3f::Perspective(TqLPos3f const& viewpoint, TqLVec3f const
     double const height = 2.0 * nearDistance * std::tan(0.5 * verticalAngle);
     double const width = height * aspect;
     TqLFrustum3f result;
-    if (!(verticalAngle > 0.0 && verticalAngle < pi) || !IsPositive(aspect) || !IsPositive(height)
-        || !IsPositive(width) || !IsPossibleDepth(nearDistance, farDistance)
-        || !result.Build(ePERSPECTIVE, camera, width, height, nearDistance, farDistance)) {
+    if (!(verticalAngle > 0.0 && verticalAngle < pi) || !IsPositive(aspect) ||
+        !IsPositive(height) || !IsPositive(width) || !IsPossibleDepth(nearDistance, farDistance) ||
+        !result.Build(ePERSPECTIVE, camera, width, height, nearDistance, farDistance)) {
         PostImpossible("angle, aspect, near or far distance");
         return TqLFrustum3f();
     }
@@ -249,9 +249,9 @@ TqLFrustum3f TqLFrustum3f::Parallel(TqLPos3f const& viewpoint, TqLVec3f const& d
         return TqLFrustum3f();
     }
     TqLFrustum3f result;
-    if (!IsPositive(width) || !IsPositive(height) || !std::isfinite(nearDistance)
-        || !std::isfinite(farDistance) || !(farDistance > nearDistance)
-        || !result.Build(ePARALLEL, camera, width, height, nearDistance, farDistance)) {
+    if (!IsPositive(width) || !IsPositive(height) || !std::isfinite(nearDistance) ||
+        !std::isfinite(farDistance) || !(farDistance > nearDistance) ||
+        !result.Build(ePARALLEL, camera, width, height, nearDistance, farDistance)) {
         PostImpossible("width, height, near or far distance");
         return TqLFrustum3f();
     }
@@ -263,8 +263,8 @@ TqLFrustum3f TqLFrustum3f::FromMatrix(Type type, double width, double height,
                                       TqLPos3f const& viewpoint)
 {
     TqLFrustum3f result;
-    if (!IsPositive(width) || !IsPositive(height) || !IsFinite(matrix) || !IsUsable(nearPlane)
-        || !IsFinite(viewpoint.Vec())) {
+    if (!IsPositive(width) || !IsPositive(height) || !IsFinite(matrix) || !IsUsable(nearPlane) ||
+        !IsFinite(viewpoint.Vec())) {
         PostImpossible("width, height, matrix, near plane or viewpoint");
         return result;
     }
@@ -278,7 +278,7 @@ TqLFrustum3f TqLFrustum3f::FromMatrix(Type type, double width, double height,
     return result;
 }
 
-// ---- Work ----------------------------------------------------------------------------------------
+// ---- Work ---------------------------------------------------------------------------------------
 
 void TqLFrustum3f::GetPlanes(TqLPlane3f* planes) const
 {
@@ -304,14 +304,13 @@ TqLFrustum3f TqLFrustum3f::NarrowedBy(double x0, double x1, double y0, double y1
         double const middle = lower[axis] + upper[axis] - 1.0;
         double const half = upper[axis] - lower[axis];
         for (int row = 0; row < 4; ++row) {
-            result.m_matrix[row][axis]
-                = (m_matrix[row][axis] - middle * m_matrix[row][3]) / half;
+            result.m_matrix[row][axis] = (m_matrix[row][axis] - middle * m_matrix[row][3]) / half;
         }
     }
     result.m_width = m_width * (x1 - x0);
     result.m_height = m_height * (y1 - y0);
-    if (!(x0 < x1 && y0 < y1) || !IsPositive(result.m_width) || !IsPositive(result.m_height)
-        || !IsFinite(result.m_matrix)) {
+    if (!(x0 < x1 && y0 < y1) || !IsPositive(result.m_width) || !IsPositive(result.m_height) ||
+        !IsFinite(result.m_matrix)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Cannot narrow to x %g to %g and y %g to %g; the whole view is used.", x0,
                        x1, y0, y1);

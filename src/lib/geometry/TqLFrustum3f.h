@@ -17,8 +17,8 @@
 /// *Cull space.* GetMatrix takes a world point, as the row (x, y, z, 1), to (c_x, c_y, c_z, w). The
 /// point is seen when -w <= c <= w holds on each of the three axes: x = -1 is the left edge of the
 /// view and +1 the right, y = -1 the bottom and +1 the top, z = -1 the near plane and +1 the far
-/// plane, all after division by w. In perspective w is the depth in front of the viewpoint along the
-/// view direction, in world units, and so positive in front of the eye; in parallel w is 1.
+/// plane, all after division by w. In perspective w is the depth in front of the viewpoint along
+/// the view direction, in world units, and so positive in front of the eye; in parallel w is 1.
 ///
 /// *Bad arguments.* A constructor or maker that is given something impossible posts severity 1
 /// against "TqLFrustum3f" and leaves the default frustum, TqLFrustum3f(1.0, 1.0, 1.0, 1000.0).
@@ -61,14 +61,15 @@ public:
     /// @param viewpoint  in the middle of the view; near and far distances count from it
     /// @param direction, up  as for Perspective
     /// @param width, height  extents of the view, the same at every depth
-    /// @param nearDistance, farDistance  near < far, both finite; near may be 0 or negative, so that
+    /// @param nearDistance, farDistance  near < far, both finite; near may be 0 or negative, so
+    /// that
     ///        the frustum begins at or behind the viewpoint
     TQL_API static TqLFrustum3f Parallel(TqLPos3f const& viewpoint, TqLVec3f const& direction,
                                          TqLVec3f const& up, double width, double height,
                                          double nearDistance, double farDistance);
 
-    /// From explicit data, for off-centre, stereo, jittered and mirrored cameras. The caller answers
-    /// for the parts belonging together.
+    /// From explicit data, for off-centre, stereo, jittered and mirrored cameras. The caller
+    /// answers for the parts belonging together.
     /// @param type  ePERSPECTIVE, or any other value for parallel
     /// @param width, height  extents at the reference distance, which is the near plane
     /// @param matrix  world to cull space, as described above; its elements are finite
@@ -111,8 +112,8 @@ public:
     /// the left edge to 1 at the right, y from 0 at the bottom to 1 at the top. (0, 1, 0, 1) is the
     /// whole and returns this frustum bit for bit.
     ///
-    /// Width and height shrink by the shares; near plane, far plane, viewpoint and type stay. Shares
-    /// below 0 or above 1 reach beyond the view. Bounds that are not finite or not in order
+    /// Width and height shrink by the shares; near plane, far plane, viewpoint and type stay.
+    /// Shares below 0 or above 1 reach beyond the view. Bounds that are not finite or not in order
     /// (x0 < x1, y0 < y1) post severity 1 against "TqLFrustum3f" and return this frustum unchanged.
     TQL_API TqLFrustum3f NarrowedBy(double x0, double x1, double y0, double y1) const;
 

@@ -17,8 +17,7 @@ public:
     constexpr TqLLine3f(TqLPos3f const& point, TqLUnitVec3f const& direction)
         : m_point(point)
         , m_direction(direction)
-    {
-    }
+    {}
 
     constexpr void SetValue(TqLPos3f const& point, TqLUnitVec3f const& direction)
     {

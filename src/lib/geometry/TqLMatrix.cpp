@@ -10,7 +10,8 @@
 #include <cstring>
 #include <utility>
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqLMatrix");
 
@@ -34,16 +35,16 @@ bool AreEqual(double const* a, double const* b, int count)
     return true;
 }
 
-// ---- Inversion -----------------------------------------------------------------------------------
+// ---- Inversion ----------------------------------------------------------------------------------
 //
 // Gauss-Jordan elimination with full pivoting, on a matrix whose rows and columns have first been
 // scaled by powers of two so that the largest element of each is near 1. The scaling is exact and
-// takes units out of the question: whether a matrix is singular does not depend on its entries being
-// millimetres or light years, nor on one axis being scaled far more than another. After it, a pivot
-// of a few roundings' size means that no digit of the inverse would be right.
+// takes units out of the question: whether a matrix is singular does not depend on its entries
+// being millimetres or light years, nor on one axis being scaled far more than another. After it, a
+// pivot of a few roundings' size means that no digit of the inverse would be right.
 //
-// With rows scaled by r and columns by c, a'[i][j] = r[i] * a[i][j] * c[j], and the inverse wanted is
-// b[i][j] = c[i] * b'[i][j] * r[j].
+// With rows scaled by r and columns by c, a'[i][j] = r[i] * a[i][j] * c[j], and the inverse wanted
+// is b[i][j] = c[i] * b'[i][j] * r[j].
 
 template <int N>
 struct Scaling
@@ -78,8 +79,8 @@ double TimesPowerOfTwo(double value, int exponent)
     return value * power;
 }
 
-// The exponent by which the largest of N numbers, stride apart, comes to lie in [0.5, 1); false when
-// all are 0.
+// The exponent by which the largest of N numbers, stride apart, comes to lie in [0.5, 1); false
+// when all are 0.
 template <int N>
 bool FindExponent(double const* values, int stride, int* exponent)
 {
@@ -188,8 +189,8 @@ bool Invert(double (&m)[N][N])
     }
     for (int row = 0; row < N; ++row) {
         for (int column = 0; column < N; ++column) {
-            m[row][column]
-                = TimesPowerOfTwo(m[row][column], scaling.columns[row] + scaling.rows[column]);
+            m[row][column] =
+                TimesPowerOfTwo(m[row][column], scaling.columns[row] + scaling.rows[column]);
         }
     }
     return true;
@@ -197,7 +198,7 @@ bool Invert(double (&m)[N][N])
 
 } // namespace
 
-// ---- TqLMatrix -----------------------------------------------------------------------------------
+// ---- TqLMatrix ----------------------------------------------------------------------------------
 
 void TqLMatrix::Initialise()
 {
@@ -214,7 +215,7 @@ int TqLMatrix::IsInitialised()
     return s_component.IsInitialised();
 }
 
-// ---- TqLAffine3f ---------------------------------------------------------------------------------
+// ---- TqLAffine3f --------------------------------------------------------------------------------
 
 TqLAffine3f TqLAffine3f::Translation(TqLVec3f const& offset)
 {
@@ -317,7 +318,7 @@ TqLBox3f TqLAffine3f::TransformedBox(TqLBox3f const& box) const
     return TqLBox3f(min, max);
 }
 
-// ---- TqLMatrix4f ---------------------------------------------------------------------------------
+// ---- TqLMatrix4f --------------------------------------------------------------------------------
 
 bool TqLMatrix4f::IsIdentity() const
 {

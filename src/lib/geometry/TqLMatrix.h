@@ -27,8 +27,8 @@ public:
     TQL_API static int IsInitialised();
 };
 
-/// An affine transform: p' = p * L + t, with a 3 x 3 linear part L and a translation t. The identity
-/// after construction.
+/// An affine transform: p' = p * L + t, with a 3 x 3 linear part L and a translation t. The
+/// identity after construction.
 ///
 /// Stored as four rows of three doubles: the images of the x, y and z axes, then the translation.
 class TqLAffine3f
@@ -42,8 +42,7 @@ public:
                           TqLVec3f const& translation)
         : m_element{xAxis[0], xAxis[1], xAxis[2], yAxis[0],       yAxis[1],       yAxis[2],
                     zAxis[0], zAxis[1], zAxis[2], translation[0], translation[1], translation[2]}
-    {
-    }
+    {}
 
     /// Moves every point by an offset.
     TQL_API static TqLAffine3f Translation(TqLVec3f const& offset);
@@ -69,8 +68,8 @@ public:
     /// Whether all twelve elements are exactly those of the identity.
     TQL_API bool IsIdentity() const;
 
-    /// A row of three doubles: rows 0 to 2 are the images of the axes, row 3 is the translation. The
-    /// index is not checked.
+    /// A row of three doubles: rows 0 to 2 are the images of the axes, row 3 is the translation.
+    /// The index is not checked.
     constexpr double const* operator[](int row) const { return m_element + 3 * row; }
 
     constexpr double* operator[](int row) { return m_element + 3 * row; }
@@ -115,8 +114,7 @@ public:
                     affine[1][0], affine[1][1], affine[1][2], 0.0,
                     affine[2][0], affine[2][1], affine[2][2], 0.0,
                     affine[3][0], affine[3][1], affine[3][2], 1.0}
-    {
-    }
+    {}
 
     /// Copies 16 doubles, row after row. This is the storage order of a column-major matrix for
     /// column vectors, so a view-projection matrix as OpenGL takes it can be handed in unchanged.
@@ -141,9 +139,9 @@ public:
     /// Sixteen contiguous doubles, row after row.
     constexpr double const* Data() const { return m_element; }
 
-    /// The matrix that undoes this one. Singular up to rounding, with an element that is infinite or
-    /// NaN, or with an inverse beyond the range of a double: posts severity 1 against "TqLMatrix" and
-    /// returns the identity.
+    /// The matrix that undoes this one. Singular up to rounding, with an element that is infinite
+    /// or NaN, or with an inverse beyond the range of a double: posts severity 1 against
+    /// "TqLMatrix" and returns the identity.
     TQL_API TqLMatrix4f Inverse() const;
 
 private:
@@ -173,20 +171,20 @@ constexpr TqLVec3f operator*(TqLVec3f const& vec, TqLAffine3f const& affine)
 constexpr TqLAffine3f operator*(TqLAffine3f const& first, TqLAffine3f const& second)
 {
     TqLPos3f const origin = TqLPos3f(first.GetTranslation()) * second;
-    return TqLAffine3f(first.GetRow(0) * second, first.GetRow(1) * second,
-                       first.GetRow(2) * second, origin.Vec());
+    return TqLAffine3f(first.GetRow(0) * second, first.GetRow(1) * second, first.GetRow(2) * second,
+                       origin.Vec());
 }
 
-/// First `first`, then `second`. Element (i, j) is the sum over k = 0, 1, 2, 3, added in this order,
-/// of first[i][k] * second[k][j].
+/// First `first`, then `second`. Element (i, j) is the sum over k = 0, 1, 2, 3, added in this
+/// order, of first[i][k] * second[k][j].
 constexpr TqLMatrix4f operator*(TqLMatrix4f const& first, TqLMatrix4f const& second)
 {
     TqLMatrix4f result;
     for (int row = 0; row < 4; ++row) {
         double const* a = first[row];
         for (int column = 0; column < 4; ++column) {
-            result[row][column] = a[0] * second[0][column] + a[1] * second[1][column]
-                                  + a[2] * second[2][column] + a[3] * second[3][column];
+            result[row][column] = a[0] * second[0][column] + a[1] * second[1][column] +
+                                  a[2] * second[2][column] + a[3] * second[3][column];
         }
     }
     return result;

@@ -6,7 +6,8 @@
 #include <cfloat>
 #include <cmath>
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqLPickFrustum3f");
 
@@ -20,8 +21,8 @@ double SumOfSizes(TqLVec3f const& vec)
     return std::fabs(vec[0]) + std::fabs(vec[1]) + std::fabs(vec[2]);
 }
 
-// Bounds |x| + |y| + |z| over the box. NaN for a box with a NaN, which then fails every compare, and
-// so is neither outside a plane nor inside.
+// Bounds |x| + |y| + |z| over the box. NaN for a box with a NaN, which then fails every compare,
+// and so is neither outside a plane nor inside.
 double SumOfSizes(TqLBox3f const& box)
 {
     return SumOfSizes(box.GetMin().Vec()) + SumOfSizes(box.GetMax().Vec());
@@ -29,7 +30,7 @@ double SumOfSizes(TqLBox3f const& box)
 
 } // namespace
 
-// ---- Life ----------------------------------------------------------------------------------------
+// ---- Life ---------------------------------------------------------------------------------------
 
 TqLPickFrustum3f::TqLPickFrustum3f() : TqLPickFrustum3f(TqLFrustum3f()) {}
 
@@ -43,8 +44,8 @@ TqLPickFrustum3f::TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& 
 {
     TqLPos2f const& min = pixels.GetMin();
     TqLPos2f const& max = pixels.GetMax();
-    bool const isFinite = std::isfinite(min[0]) && std::isfinite(min[1]) && std::isfinite(max[0])
-                          && std::isfinite(max[1]);
+    bool const isFinite = std::isfinite(min[0]) && std::isfinite(min[1]) && std::isfinite(max[0]) &&
+                          std::isfinite(max[1]);
     if (!isFinite || !(min[0] < max[0] && min[1] < max[1]) || windowWidth < 1 || windowHeight < 1) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Impossible pixel rectangle %g to %g, %g to %g in a window of %d x %d; "
@@ -80,7 +81,7 @@ void TqLPickFrustum3f::MakeEmpty()
     m_isEmpty = true;
 }
 
-// ---- Work ----------------------------------------------------------------------------------------
+// ---- Work ---------------------------------------------------------------------------------------
 
 int TqLPickFrustum3f::CanCull(TqLBox3f const& box, int* planes) const
 {
@@ -139,7 +140,7 @@ TqLPickFrustum3f TqLPickFrustum3f::TransformedByInverse(TqLAffine3f const& toWor
     for (int row = 0; row < 3; ++row) {
         scale += SumOfSizes(fromWorld.GetRow(row));
     }
-    result.m_rounding = (m_rounding + s_rounding * SumOfSizes(toWorld.GetTranslation())) * scale
-                        + s_rounding * SumOfSizes(result.m_origin.Vec());
+    result.m_rounding = (m_rounding + s_rounding * SumOfSizes(toWorld.GetTranslation())) * scale +
+                        s_rounding * SumOfSizes(result.m_origin.Vec());
     return result;
 }

@@ -41,8 +41,8 @@ public:
     /// The pick frustum of a default TqLFrustum3f.
     TQL_API TqLPickFrustum3f();
 
-    /// Picks all that a view frustum sees. The origin is its viewpoint, for perspective and parallel
-    /// alike.
+    /// Picks all that a view frustum sees. The origin is its viewpoint, for perspective and
+    /// parallel alike.
     TQL_API explicit TqLPickFrustum3f(TqLFrustum3f const& frustum);
 
     /// Picks what a view frustum sees in a rectangle of its window.
@@ -60,7 +60,8 @@ public:
     TQL_API void MakeEmpty();
 
     /// Non-zero when the box lies wholly outside at least one of the planes named in the mask.
-    /// @param planes  in: mask of the planes still to be tested, 63 at the start. Out: the same less
+    /// @param planes  in: mask of the planes still to be tested, 63 at the start. Out: the same
+    /// less
     ///        the planes that the box lies wholly inside of, which no box within it can be outside
     ///        of. Written in either case; bits above 32 are left alone.
     ///
@@ -71,8 +72,8 @@ public:
     TQL_API int CanCull(TqLBox3f const& box, int* planes) const;
 
     /// The smallest distance from the origin to a point of the box, in world units; 0 when the
-    /// origin lies in the box. Infinite for a box made empty. A NaN corner counts as no bound on its
-    /// axis.
+    /// origin lies in the box. Infinite for a box made empty. A NaN corner counts as no bound on
+    /// its axis.
     ///
     /// For a parallel frustum, too, this is the distance from the one point GetOrigin, not from the
     /// near plane. Hits on one line of sight come in the same order either way, in front of that

@@ -6,20 +6,22 @@
 #include <cfloat>
 #include <cmath>
 
-// The body swept along a vector is the body's Minkowski sum with a segment. It touches a box exactly
-// when the segment, as a set of centres, comes near enough to the box: within the half sizes on each
-// axis for a box, within the radius for a sphere. Both tests below work on that segment.
+// The body swept along a vector is the body's Minkowski sum with a segment. It touches a box
+// exactly when the segment, as a set of centres, comes near enough to the box: within the half
+// sizes on each axis for a box, within the radius for a sphere. Both tests below work on that
+// segment.
 //
 //  - Swept box: it touches unless one of these axes separates the segment from the box grown by the
-//    half sizes: the three axes of space, and the three cross products of these with the sweep. They
-//    are all the axes that convex bodies with these faces and edges can be separated by.
+//    half sizes: the three axes of space, and the three cross products of these with the sweep.
+//    They are all the axes that convex bodies with these faces and edges can be separated by.
 //  - Swept sphere: the squared distance of the point center + t * sweep from the box is convex in t
 //    and a parabola between the places where the point crosses the plane of a face. Its least value
 //    over 0 <= t <= 1 is found exactly, and its root compared with the radius.
 //
 // The first three axes, faces of the box around the whole sweep, are the plane mask's.
 
-namespace {
+namespace
+{
 
 TqUComponent s_component("TqLPickSweep");
 
@@ -77,8 +79,8 @@ double FindNearest(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& 
     if (upperSlope <= 0.0) {
         return upper;
     }
-    // The slope never falls, and is linear between the crossings of face planes. Taking each crossing
-    // for a bound leaves a span without any.
+    // The slope never falls, and is linear between the crossings of face planes. Taking each
+    // crossing for a bound leaves a span without any.
     for (int axis = 0; axis < 3; ++axis) {
         if (sweep[axis] == 0.0) {
             continue;
@@ -104,7 +106,7 @@ double FindNearest(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& 
 
 } // namespace
 
-// ---- Life ----------------------------------------------------------------------------------------
+// ---- Life ---------------------------------------------------------------------------------------
 
 TqLPickSweep::TqLPickSweep(TqLPos3f const& center, TqLVec3f const& halfSize, TqLVec3f const& sweep)
 {
@@ -134,9 +136,9 @@ void TqLPickSweep::Set(Body body, TqLPos3f const& center, TqLVec3f const& halfSi
     TqLVec3f const end = center.Vec() + sweep;
     TqLVec3f const reach = halfSize + halfSize;
     // With twice the size in range, no sum of the tests can overflow from the body's side.
-    if (!isBody || !IsFinite(center.Vec()) || !IsFinite(sweep) || !IsFinite(end + reach)
-        || !IsFinite(end - reach) || !IsFinite(center.Vec() + reach)
-        || !IsFinite(center.Vec() - reach)) {
+    if (!isBody || !IsFinite(center.Vec()) || !IsFinite(sweep) || !IsFinite(end + reach) ||
+        !IsFinite(end - reach) || !IsFinite(center.Vec() + reach) ||
+        !IsFinite(center.Vec() - reach)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Impossible center, size or sweep vector; the sweep has no body.");
         return;
@@ -171,7 +173,7 @@ void TqLPickSweep::ShortenTo(double fraction)
     }
 }
 
-// ---- Tests ---------------------------------------------------------------------------------------
+// ---- Tests --------------------------------------------------------------------------------------
 
 int TqLPickSweep::CanCull(TqLBox3f const& box, int* planes) const
 {
@@ -224,8 +226,8 @@ bool TqLPickSweep::IsBoxBeside(TqLBox3f const& box, double rounding) const
         double const middleB = box.GetMin()[b] * 0.5 + box.GetMax()[b] * 0.5;
         double const extentA = box.GetMax()[a] * 0.5 - box.GetMin()[a] * 0.5 + m_halfSize[a];
         double const extentB = box.GetMax()[b] * 0.5 - box.GetMin()[b] * 0.5 + m_halfSize[b];
-        double const offset
-            = (m_center[a] - middleA) * m_sweep[b] - (m_center[b] - middleB) * m_sweep[a];
+        double const offset =
+            (m_center[a] - middleA) * m_sweep[b] - (m_center[b] - middleB) * m_sweep[a];
         double const reach = extentA * sizeB + extentB * sizeA + rounding * (sizeA + sizeB);
         if (std::fabs(offset) > reach) {
             return true;
@@ -245,7 +247,7 @@ bool TqLPickSweep::IsSphereBeside(TqLBox3f const& box, double rounding) const
     return std::sqrt(sum) > m_halfSize[0] + rounding;
 }
 
-// ---- Component -----------------------------------------------------------------------------------
+// ---- Component ----------------------------------------------------------------------------------
 
 void TqLPickSweep::Initialise()
 {

@@ -1,8 +1,8 @@
 // The volume of a sweep pick: a box or a sphere that moves along a vector.
 //
 // A sweep traversal asks CanCull of every box on its way: can the moving body touch it? The host's
-// shapes take body and vector from here, look for the first contact, and shorten the sweep to it, so
-// that nodes behind the contact are dropped. A value of about 200 bytes.
+// shapes take body and vector from here, look for the first contact, and shorten the sweep to it,
+// so that nodes behind the contact are dropped. A value of about 200 bytes.
 //
 // Bodies touch when they share a point; a common face is a touch.
 #pragma once
@@ -17,8 +17,8 @@
 /// without turning. After construction there is no body and every box is culled.
 ///
 /// *Plane mask.* The six bits stand for the faces of the box around the whole sweep: bits 0 and 1
-/// for its lower and upper x face, 2 and 3 for y, 4 and 5 for z. They speed up the first, coarse part
-/// of the test; its exact part is made under every mask.
+/// for its lower and upper x face, 2 and 3 for y, 4 and 5 for z. They speed up the first, coarse
+/// part of the test; its exact part is made under every mask.
 ///
 /// *Bad arguments.* A half size or radius below 0, or anything infinite or NaN, posts severity 1
 /// against "TqLPickSweep" and leaves a sweep without a body.
@@ -90,9 +90,9 @@ public:
 
     /// Non-zero when the moving body touches the box nowhere on its way.
     ///
-    /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the test
-    /// itself, and kept only when it is touched or as near as that. An empty box is culled, and one
-    /// with an infinite or NaN corner never, unless there is no body.
+    /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the
+    /// test itself, and kept only when it is touched or as near as that. An empty box is culled,
+    /// and one with an infinite or NaN corner never, unless there is no body.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
     ///        are left alone.

@@ -24,14 +24,16 @@ public:
     constexpr TqLPlane3f() = default;
 
     /// The plane through a point, across a normal.
-    constexpr TqLPlane3f(TqLUnitVec3f const& normal, TqLPos3f const& point) { SetValue(normal, point); }
+    constexpr TqLPlane3f(TqLUnitVec3f const& normal, TqLPos3f const& point)
+    {
+        SetValue(normal, point);
+    }
 
     /// The plane whose points have the dot product `distance` with the normal.
     constexpr TqLPlane3f(TqLUnitVec3f const& normal, double distance)
         : m_normal(normal)
         , m_distance(distance)
-    {
-    }
+    {}
 
     /// Makes this the plane through a point, across a normal: distance = normal * point.
     constexpr void SetValue(TqLUnitVec3f const& normal, TqLPos3f const& point)
@@ -81,11 +83,11 @@ public:
     /// This plane, given in world space, expressed in the local space that `toWorld` maps to world
     /// space; a point has the same side before and after.
     ///
-    /// The local normal has the components row(i) of the linear part * normal, the local distance is
-    /// distance - normal * translation. Where the affine keeps lengths, these are the result as they
-    /// stand; where it scales, both are divided by the normal's new length, so that the normal is a
-    /// unit vector and distances are local ones. An affine that flattens space onto the plane gives
-    /// a zero normal, under which every local point keeps its world distance.
+    /// The local normal has the components row(i) of the linear part * normal, the local distance
+    /// is distance - normal * translation. Where the affine keeps lengths, these are the result as
+    /// they stand; where it scales, both are divided by the normal's new length, so that the normal
+    /// is a unit vector and distances are local ones. An affine that flattens space onto the plane
+    /// gives a zero normal, under which every local point keeps its world distance.
     TQL_API TqLPlane3f TransformedByInverse(TqLAffine3f const& toWorld) const;
 
 private:

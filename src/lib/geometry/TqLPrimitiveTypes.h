@@ -1,6 +1,7 @@
 // Which kinds of primitives a shape or a subtree consists of.
 //
-// A node keeps these five bits in its flag word; culling by area, picking and sweeping ask for them.
+// A node keeps these five bits in its flag word; culling by area, picking and sweeping ask for
+// them.
 #pragma once
 
 /// A set of primitive kinds, one bit each. Sets are combined with | and tested with &.
@@ -29,14 +30,14 @@ struct TqLPrimitiveTypes
 
 constexpr TqLPrimitiveTypes::Enum operator|(TqLPrimitiveTypes::Enum a, TqLPrimitiveTypes::Enum b)
 {
-    return static_cast<TqLPrimitiveTypes::Enum>(static_cast<unsigned int>(a)
-                                                | static_cast<unsigned int>(b));
+    return static_cast<TqLPrimitiveTypes::Enum>(static_cast<unsigned int>(a) |
+                                                static_cast<unsigned int>(b));
 }
 
 constexpr TqLPrimitiveTypes::Enum operator&(TqLPrimitiveTypes::Enum a, TqLPrimitiveTypes::Enum b)
 {
-    return static_cast<TqLPrimitiveTypes::Enum>(static_cast<unsigned int>(a)
-                                                & static_cast<unsigned int>(b));
+    return static_cast<TqLPrimitiveTypes::Enum>(static_cast<unsigned int>(a) &
+                                                static_cast<unsigned int>(b));
 }
 
 constexpr TqLPrimitiveTypes::Enum& operator|=(TqLPrimitiveTypes::Enum& a, TqLPrimitiveTypes::Enum b)

@@ -6,8 +6,8 @@
 
 TqLUnitVec3f::TqLUnitVec3f(TqLVec3f const& vec)
 {
-    // Outside this range of squares, components are brought to about 1 by a power of two first; that
-    // changes no bit of the quotients.
+    // Outside this range of squares, components are brought to about 1 by a power of two first;
+    // that changes no bit of the quotients.
     constexpr double smallest = 1e-250;
     constexpr double largest = 1e250;
 
@@ -18,8 +18,8 @@ TqLUnitVec3f::TqLUnitVec3f(TqLVec3f const& vec)
         return;
     }
     bool const isFinite = std::isfinite(vec[0]) && std::isfinite(vec[1]) && std::isfinite(vec[2]);
-    double const greatest
-        = std::max(std::fabs(vec[0]), std::max(std::fabs(vec[1]), std::fabs(vec[2])));
+    double const greatest =
+        std::max(std::fabs(vec[0]), std::max(std::fabs(vec[1]), std::fabs(vec[2])));
     if (!isFinite || greatest == 0.0) {
         m_vec.MakeZero();
         return;

@@ -70,20 +70,20 @@ public:
     }
 };
 
-/// A point in two dimensions: window pixels, cull-space x and y, or texture coordinates, as its user
-/// says. The origin after construction.
+/// A point in two dimensions: window pixels, cull-space x and y, or texture coordinates, as its
+/// user says. The origin after construction.
 ///
 /// A position is built on a vector that it keeps private, so that Vec() can hand out a reference
 /// to it while no position turns into a vector by accident.
 class TqLPos2f : private TqLVec2f
 {
 public:
-    using TqLVec2f::TqLVec2f;
     using TqLBaseVec2f::Data;
     using TqLBaseVec2f::Get;
     using TqLBaseVec2f::MakeZero;
     using TqLBaseVec2f::Set;
     using TqLBaseVec2f::SetValue;
+    using TqLVec2f::TqLVec2f;
     using TqLVec2f::operator[];
 
     /// (0, 0).
@@ -190,13 +190,13 @@ public:
 class TqLPos3f : private TqLVec3f
 {
 public:
-    using TqLVec3f::TqLVec3f;
     using TqLBaseVec3f::Data;
     using TqLBaseVec3f::Get;
     using TqLBaseVec3f::MakeZero;
     using TqLBaseVec3f::Set;
     using TqLBaseVec3f::SetValue;
     using TqLVec3f::Dot;
+    using TqLVec3f::TqLVec3f;
     using TqLVec3f::operator[];
 
     /// (0, 0, 0).
@@ -228,8 +228,8 @@ public:
 /// A vector of length 1, up to rounding. (0, 0, 1) after construction.
 ///
 /// A vector without a direction has no unit vector: a zero vector, or one with a component that is
-/// infinite or NaN, becomes the zero vector, and nothing is posted. Whoever cannot go on with a zero
-/// normal asks IsZero.
+/// infinite or NaN, becomes the zero vector, and nothing is posted. Whoever cannot go on with a
+/// zero normal asks IsZero.
 class TqLUnitVec3f
 {
 public:
@@ -298,7 +298,7 @@ private:
     double m_value[3] = {0.0, 0.0, 0.0};
 };
 
-// ---- Comparing: component by component, exact; NaN differs from everything, -0.0 equals 0.0 -----
+// ---- Comparing: component by component, exact; NaN differs from everything, -0.0 equals 0.0 ----
 
 constexpr bool operator==(TqLVec2f const& a, TqLVec2f const& b)
 {
@@ -360,7 +360,7 @@ constexpr bool operator!=(TqLColor3f const& a, TqLColor3f const& b)
     return !(a == b);
 }
 
-// ---- Arithmetic: position and vector algebra, component by component -----------------------------
+// ---- Arithmetic: position and vector algebra, component by component ----------------------------
 
 constexpr TqLVec3f operator-(TqLVec3f const& a)
 {
