@@ -6,6 +6,7 @@
 // make it ask for absurd amounts of memory. After a first failure every call does nothing.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <istream>
 #include <ostream>

@@ -8,6 +8,7 @@
 #include "host/model/SceneModel.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -3,6 +3,7 @@
 // standard library.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>

@@ -12,6 +12,7 @@
 #include "geometry/TqLMatrix.h"
 #include "geometry/TqLVec.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>

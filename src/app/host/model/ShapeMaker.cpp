@@ -1,6 +1,7 @@
 #include "host/model/ShapeMaker.h"
 
 #include <cmath>
+#include <vector>
 
 namespace host
 {
@@ -50,25 +51,39 @@ double PowSigned(double value, double power)
     return std::copysign(std::pow(std::abs(value), power), value);
 }
 
+/// Joins a grid of corners, `columns` in each row, to a surface. The last column joins the first;
+/// the last row joins the first where `closed` says so.
+void AddGrid(MeshBuilder& builder, std::vector<Corner> const& corners, size_t columns, bool closed)
+{
+    size_t const rows = corners.size() / columns;
+    for (size_t row = 0; row + (closed ? 0 : 1) < rows; ++row) {
+        Corner const* lower = &corners[row * columns];
+        Corner const* upper = &corners[(row + 1) % rows * columns];
+        for (size_t i = 0; i < columns; ++i) {
+            size_t const next = (i + 1) % columns;
+            AddQuad(builder, lower[i], lower[next], upper[next], upper[i]);
+        }
+    }
+}
+
 /// A surface over rings from the lower to the upper pole and segments around the upright axis.
 /// `makeCorner(sine and cosine of the latitude, sine and cosine of the longitude)`.
 template <class MakeCorner>
 void AddGlobe(MeshBuilder& builder, int rings, int segments, MakeCorner makeCorner)
 {
-    auto const cornerAt = [&](int ring, int segment) {
+    std::vector<Corner> corners;
+    corners.reserve(static_cast<size_t>(rings + 1) * static_cast<size_t>(segments));
+    for (int ring = 0; ring <= rings; ++ring) {
         double const latitude = eTURN / 2 * ring / rings - eTURN / 4;
-        double const longitude = GetAngle(segment, segments);
         bool const pole = ring == 0 || ring == rings;
-        return makeCorner(pole ? (ring == 0 ? -1.0 : 1.0) : std::sin(latitude),
-                          pole ? 0.0 : std::cos(latitude), std::sin(longitude),
-                          std::cos(longitude));
-    };
-    for (int ring = 0; ring < rings; ++ring) {
+        double const up = pole ? (ring == 0 ? -1.0 : 1.0) : std::sin(latitude);
+        double const out = pole ? 0.0 : std::cos(latitude);
         for (int segment = 0; segment < segments; ++segment) {
-            AddQuad(builder, cornerAt(ring, segment), cornerAt(ring, segment + 1),
-                    cornerAt(ring + 1, segment + 1), cornerAt(ring + 1, segment));
+            double const longitude = eTURN * segment / segments;
+            corners.push_back(makeCorner(up, out, std::sin(longitude), std::cos(longitude)));
         }
     }
+    AddGrid(builder, corners, static_cast<size_t>(segments), false);
 }
 
 } // namespace
@@ -162,23 +177,22 @@ void AddCushion(MeshBuilder& builder, Triple const& min, Triple const& max, int 
 void AddTorus(MeshBuilder& builder, Triple const& center, double ringRadius, double tubeRadius,
               int around, int across)
 {
-    auto const cornerAt = [&](int i, int j) {
-        double const longitude = GetAngle(i, around);
-        double const latitude = GetAngle(j, across);
-        Triple const normal = {std::cos(latitude) * std::sin(longitude), std::sin(latitude),
-                               std::cos(latitude) * std::cos(longitude)};
-        Triple const position = {
-            center[0] + ringRadius * std::sin(longitude) + tubeRadius * normal[0],
-            center[1] + tubeRadius * normal[1],
-            center[2] + ringRadius * std::cos(longitude) + tubeRadius * normal[2]};
-        return Corner{ToVec(position), ToVec(normal)};
-    };
-    for (int i = 0; i < around; ++i) {
-        for (int j = 0; j < across; ++j) {
-            AddQuad(builder, cornerAt(i, j), cornerAt(i + 1, j), cornerAt(i + 1, j + 1),
-                    cornerAt(i, j + 1));
+    std::vector<Corner> corners;
+    corners.reserve(static_cast<size_t>(around) * static_cast<size_t>(across));
+    for (int j = 0; j < across; ++j) {
+        double const latitude = eTURN * j / across;
+        double const up = std::sin(latitude);
+        double const out = std::cos(latitude);
+        for (int i = 0; i < around; ++i) {
+            double const sine = std::sin(eTURN * i / around);
+            double const cosine = std::cos(eTURN * i / around);
+            double const radius = ringRadius + tubeRadius * out;
+            corners.push_back({ToVec({center[0] + radius * sine, center[1] + tubeRadius * up,
+                                      center[2] + radius * cosine}),
+                               ToVec({out * sine, up, out * cosine})});
         }
     }
+    AddGrid(builder, corners, static_cast<size_t>(around), true);
 }
 
 } // namespace host
