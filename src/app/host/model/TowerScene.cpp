@@ -36,6 +36,7 @@ public:
 
 private:
     bool IsEnough(int storeys) const;
+    void CountTriangles();
     void AddStorey(int storey);
     void FurnishRoom(int storey, int room, TowerSide side, Random& random);
     InnerOpening PlaceInOpening(double floor, int room, TowerSide side, Random& random);
@@ -46,7 +47,8 @@ private:
     TowerOptions const& m_options;
     SceneModel& m_scene;
     FurnitureDeck m_deck;
-    uint64_t m_numTriangles = 0; ///< of furniture placed so far
+    uint64_t m_numTriangles = 0; ///< of the first m_numCounted placements
+    size_t m_numCounted = 0;
 };
 
 /// The library's meshes and materials become the scene's; its pieces keep pointing to them.
@@ -87,6 +89,7 @@ void TowerAssembler::Assemble(ProgressFn const& progress)
         }
         shell.AddStorey(storeys, openings);
         ++storeys;
+        CountTriangles();
         if (progress) {
             double const share =
                 wanted > 0 ? double(storeys) / wanted
@@ -180,7 +183,6 @@ void TowerAssembler::PlacePiece(LaidPiece const& laid)
     TqLAffine3f const toWorld = MakeQuarterTurned(laid.quarters, laid.x, laid.y, laid.z);
     for (uint32_t i = 0; i < piece.numMeshes; ++i) {
         m_scene.AddPlacement(piece.firstMesh + i, toWorld, false);
-        m_numTriangles += m_scene.meshes[piece.firstMesh + i].GetNumTriangles();
     }
 }
 
