@@ -11,8 +11,8 @@ namespace
 bool Parse(std::vector<char const*> arguments, demo::DemoOptions* options, std::string* problem)
 {
     arguments.insert(arguments.begin(), "demo");
-    return demo::ParseDemoOptions(
-        static_cast<int>(arguments.size()), arguments.data(), options, problem);
+    return demo::ParseDemoOptions(static_cast<int>(arguments.size()), arguments.data(), options,
+                                  problem);
 }
 
 std::string Problem(std::vector<char const*> const& arguments)
@@ -39,25 +39,11 @@ TEST(DemoOptions, HasDefaultsForEverything)
 TEST(DemoOptions, TakesValuesInBothForms)
 {
     for (std::vector<char const*> const& arguments :
-         {std::vector<char const*>{"--storeys",
-                                   "3",
-                                   "--frames",
-                                   "60",
-                                   "--size",
-                                   "640x360",
-                                   "--target",
-                                   "0.5",
-                                   "--out",
-                                   "some folder",
-                                   "--no-queries",
+         {std::vector<char const*>{"--storeys", "3", "--frames", "60", "--size", "640x360",
+                                   "--target", "0.5", "--out", "some folder", "--no-queries",
                                    "model.gltf"},
-          std::vector<char const*>{"--storeys=3",
-                                   "--frames=60",
-                                   "model.gltf",
-                                   "--size=640x360",
-                                   "--target=0.5",
-                                   "--out=some folder",
-                                   "--no-queries"}}) {
+          std::vector<char const*>{"--storeys=3", "--frames=60", "model.gltf", "--size=640x360",
+                                   "--target=0.5", "--out=some folder", "--no-queries"}}) {
         demo::DemoOptions options;
         std::string problem;
         ASSERT_TRUE(Parse(arguments, &options, &problem)) << problem;
@@ -92,26 +78,12 @@ TEST(DemoOptions, NamesWhatIsWrong)
 
 TEST(DemoOptions, RefusesValuesOutsideTheirRange)
 {
-    for (char const* bad : {"--frames=1",
-                            "--frames=0",
-                            "--frames=-3",
-                            "--frames=10x",
-                            "--frames=",
-                            "--frames=99999999999",
-                            "--storeys=0",
-                            "--storeys=401",
-                            "--size=640",
-                            "--size=640x",
-                            "--size=x360",
-                            "--size=640x360x2",
-                            "--size=15x15",
-                            "--size=9000x9000",
-                            "--target=0",
-                            "--target=-1",
-                            "--target=nan",
-                            "--target=inf",
-                            "--target=1s",
-                            "--out="}) {
+    for (char const* bad :
+         {"--frames=1",   "--frames=0",           "--frames=-3", "--frames=10x",
+          "--frames=",    "--frames=99999999999", "--storeys=0", "--storeys=401",
+          "--size=640",   "--size=640x",          "--size=x360", "--size=640x360x2",
+          "--size=15x15", "--size=9000x9000",     "--target=0",  "--target=-1",
+          "--target=nan", "--target=inf",         "--target=1s", "--out="}) {
         EXPECT_NE(Problem({bad}), "accepted") << bad;
         EXPECT_NE(Problem({bad}).find("cannot be"), std::string::npos) << bad;
     }

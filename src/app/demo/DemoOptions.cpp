@@ -106,9 +106,7 @@ char const* GetDemoUsage()
            "[--no-queries] [MODEL]";
 }
 
-bool ParseDemoOptions(int count,
-                      char const* const* arguments,
-                      DemoOptions* options,
+bool ParseDemoOptions(int count, char const* const* arguments, DemoOptions* options,
                       std::string* problem)
 {
     bool optionsOver = false;
@@ -131,14 +129,15 @@ bool ParseDemoOptions(int count,
         bool const inOne = equals != std::string_view::npos;
         std::string_view const name = argument.substr(0, equals);
         bool const hasValue = inOne || i + 1 < count;
-        std::string_view const value = inOne          ? argument.substr(equals + 1)
+        std::string_view const value = inOne           ? argument.substr(equals + 1)
                                        : i + 1 < count ? std::string_view(arguments[i + 1])
                                                        : std::string_view();
         bool known = false;
         if (!SetValue(name, value, options, &known)) {
-            *problem = !known      ? "unknown option " + std::string(name)
-                       : !hasValue ? std::string(name) + " needs a value"
-                                   : std::string(name) + " cannot be \"" + std::string(value) + "\"";
+            *problem = !known ? "unknown option " + std::string(name)
+                       : !hasValue
+                           ? std::string(name) + " needs a value"
+                           : std::string(name) + " cannot be \"" + std::string(value) + "\"";
             return false;
         }
         i += inOne ? 0 : 1;

@@ -33,10 +33,9 @@ std::vector<double> Values(std::vector<FrameRecord> const& log, Get get)
 std::string PlotTimes(std::vector<FrameRecord> const& log)
 {
     SvgPlot plot("Frame time", "frame", "milliseconds");
-    plot.AddLine(
-        "frame", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_frameTime * 1e3; }));
-    plot.AddLine("traversal with drawing calls",
-                 "#e08a1e",
+    plot.AddLine("frame", "#2f6fde",
+                 Values(log, [](FrameRecord const& f) { return f.m_frameTime * 1e3; }));
+    plot.AddLine("traversal with drawing calls", "#e08a1e",
                  Values(log, [](FrameRecord const& f) { return f.m_traversalTime * 1e3; }));
     plot.AddLevel("target", "#c0392b", log.empty() ? 0.0 : log.front().m_targetTime * 1e3);
     return plot.ToSvg(eWIDTH, eHEIGHT);
@@ -45,8 +44,7 @@ std::string PlotTimes(std::vector<FrameRecord> const& log)
 std::string PlotTriangles(std::vector<FrameRecord> const& log)
 {
     SvgPlot plot("Triangles", "frame", "triangles");
-    plot.AddLine(
-        "drawn", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_tris; }));
+    plot.AddLine("drawn", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_tris; }));
     plot.AddLine("triangle target", "#c0392b", Values(log, [](FrameRecord const& f) {
                      return f.m_triangleTarget == eNO_TARGET
                                 ? eGAP
@@ -59,16 +57,12 @@ std::string PlotWhereabouts(std::vector<FrameRecord> const& log, std::uint64_t p
 {
     SvgPlot plot("Where the model's triangles went", "frame", "triangles");
     plot.SetStacked(true);
-    plot.AddLine(
-        "drawn", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_tris; }));
-    plot.AddLine("culled: hidden by others",
-                 "#6b4fc8",
+    plot.AddLine("drawn", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_tris; }));
+    plot.AddLine("culled: hidden by others", "#6b4fc8",
                  Values(log, [](FrameRecord const& f) { return f.m_trisOcclusion; }));
-    plot.AddLine("too small",
-                 "#3aa675",
+    plot.AddLine("too small", "#3aa675",
                  Values(log, [](FrameRecord const& f) { return f.m_trisArea; }));
-    plot.AddLine("outside the view",
-                 "#c9d2dc",
+    plot.AddLine("outside the view", "#c9d2dc",
                  Values(log, [](FrameRecord const& f) { return f.m_trisFrustum; }));
     plot.AddLine("switched off or dealt with", "#8c6d46", Values(log, [](FrameRecord const& f) {
                      return static_cast<double>(f.m_trisVisibility) + f.m_trisTraversed;
@@ -85,11 +79,9 @@ std::string PlotWhereabouts(std::vector<FrameRecord> const& log, std::uint64_t p
 std::string PlotControl(std::vector<FrameRecord> const& log)
 {
     SvgPlot plot("Stress and load", "frame", "");
-    plot.AddLine(
-        "stress", "#c0392b", Values(log, [](FrameRecord const& f) { return f.m_stress; }));
+    plot.AddLine("stress", "#c0392b", Values(log, [](FrameRecord const& f) { return f.m_stress; }));
     plot.AddLine("load", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_load; }));
-    plot.AddLine("traversal factor",
-                 "#3aa675",
+    plot.AddLine("traversal factor", "#3aa675",
                  Values(log, [](FrameRecord const& f) { return f.m_traversalFactor; }));
     return plot.ToSvg(eWIDTH, eHEIGHT);
 }
@@ -97,13 +89,11 @@ std::string PlotControl(std::vector<FrameRecord> const& log)
 std::string PlotQueries(std::vector<FrameRecord> const& log)
 {
     SvgPlot plot("Occlusion queries", "frame", "queries");
-    plot.AddLine(
-        "issued", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_queriesIssued; }));
-    plot.AddLine("occluded",
-                 "#6b4fc8",
+    plot.AddLine("issued", "#2f6fde",
+                 Values(log, [](FrameRecord const& f) { return f.m_queriesIssued; }));
+    plot.AddLine("occluded", "#6b4fc8",
                  Values(log, [](FrameRecord const& f) { return f.m_queriesOccluded; }));
-    plot.AddLine("aborted",
-                 "#c0392b",
+    plot.AddLine("aborted", "#c0392b",
                  Values(log, [](FrameRecord const& f) { return f.m_queriesAborted; }));
     return plot.ToSvg(eWIDTH, eHEIGHT);
 }

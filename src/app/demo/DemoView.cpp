@@ -34,8 +34,8 @@ TqLFrustum3f DemoView::MakeFrustum(host::CameraKey const& key) const
 {
     double const steepness = std::fabs(key.direction[1]);
     TqLVec3f const up = steepness > eSTEEP ? TqLVec3f(0.0, 0.0, 1.0) : TqLVec3f(0.0, 1.0, 0.0);
-    return TqLFrustum3f::Perspective(
-        key.position, key.direction, up, eVERTICAL_ANGLE, m_aspect, m_near, m_far);
+    return TqLFrustum3f::Perspective(key.position, key.direction, up, eVERTICAL_ANGLE, m_aspect,
+                                     m_near, m_far);
 }
 
 double GetDemoCullArea()

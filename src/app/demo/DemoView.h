@@ -18,7 +18,8 @@ public:
     /// @param box  of the scene, not empty
     DemoView(TqLBox3f const& box, int width, int height);
 
-    /// The frustum of a camera stop. The picture's up is +y, or +z when looking straight up or down.
+    /// The frustum of a camera stop. The picture's up is +y, or +z when looking straight up or
+    /// down.
     TqLFrustum3f MakeFrustum(host::CameraKey const& key) const;
 
 private:

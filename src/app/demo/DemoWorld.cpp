@@ -13,8 +13,11 @@ namespace demo
 namespace
 {
 
-/// Haze takes over at this many diagonals of the scene: enough to tell near from far.
-constexpr double eHAZE_DIAGONALS = 1.6;
+/// Haze makes up half of a colour at this many diagonals of the scene: enough to tell near from
+/// far.
+constexpr double eHAZE_DIAGONALS = 5.0;
+
+constexpr unsigned eWARM_UP_TRIS = 100000;
 
 double Now()
 {
@@ -115,6 +118,26 @@ host::FrameRecord DemoWorld::DrawFrame(host::CameraKey const& key)
     record.m_queriesAborted = queries.m_aborted;
     record.m_queriesOccluded = queries.m_occluded;
     return record;
+}
+
+double DemoWorld::CountFrame(host::CameraKey const& key)
+{
+    m_scene->SetDrawing(false);
+    SetUpForWholeFrames(m_traversal.get());
+    m_traversal->SetOcclusionCulling(0);
+    double const tris = DrawFrame(key).m_tris;
+    m_scene->SetDrawing(true);
+    return tris;
+}
+
+void DemoWorld::WarmUp(host::CameraKey const& key)
+{
+    m_traversal->SetOcclusionCulling(1);
+    for (int i = 0; i < 2; ++i) {
+        SetUpForBudget(m_traversal.get(), eWARM_UP_TRIS);
+        DrawFrame(key);
+    }
+    m_traversal->ResetHysteresis();
 }
 
 std::string DemoWorld::DescribeRenderer() const

@@ -41,18 +41,32 @@ public:
     /// Draws one frame from a camera stop under the traversal's present settings and reports on it.
     host::FrameRecord DrawFrame(host::CameraKey const& key);
 
+    /// Walks a complete frame without drawing it. @return what it would have cost, in triangles.
+    double CountFrame(host::CameraKey const& key);
+
+    /// Draws something, so that the driver's first-time work does not fall into a measured frame,
+    /// and leaves frame-time control without a history.
+    void WarmUp(host::CameraKey const& key);
+
     /// The picture of the last frame.
     host::Image ReadPicture() const { return m_framebuffer->ReadImage(); }
 
     TqOcPrioritizedTraversal& GetTraversal() { return *m_traversal; }
+
     host::GlHostContext& GetContext() { return *m_context; }
+
     host::SceneModel const& GetModel() const { return m_model; }
+
     host::GlScene const& GetScene() const { return *m_scene; }
+
     host::GlMeshStore const& GetMeshes() const { return *m_meshes; }
 
     std::string DescribeRenderer() const;
+
     bool IsSoftware() const { return m_gl.IsSoftware(); }
+
     double GetUploadSeconds() const { return m_uploadSeconds; }
+
     double GetBuildSeconds() const { return m_buildSeconds; }
 
 private:

@@ -16,17 +16,14 @@ namespace
 constexpr std::size_t eROW_FRAMES = 10;
 constexpr std::size_t eMAX_CELLS = 96;
 constexpr int eCELL_WIDTH = 256;
+constexpr double eWAIT_SHARE = 0.08;
+constexpr double eFRAME_WAIT_SHARE = 0.5;
 
 std::string LiveText(host::FrameRecord const& frame, std::size_t done, std::size_t frames)
 {
     char text[96];
-    std::snprintf(text,
-                  sizeof text,
-                  "frame %zu/%zu  %.0f of %.0f ms  %s triangles",
-                  done,
-                  frames,
-                  frame.m_frameTime * 1e3,
-                  frame.m_targetTime * 1e3,
+    std::snprintf(text, sizeof text, "frame %zu/%zu  %.0f of %.0f ms  %s triangles", done, frames,
+                  frame.m_frameTime * 1e3, frame.m_targetTime * 1e3,
                   host::FormatShort(frame.m_tris).c_str());
     return text;
 }
@@ -34,24 +31,18 @@ std::string LiveText(host::FrameRecord const& frame, std::size_t done, std::size
 std::string CellText(host::FrameRecord const& frame, std::size_t number)
 {
     char text[96];
-    std::snprintf(text,
-                  sizeof text,
-                  "%zu  %.0f ms  %s%s",
-                  number,
-                  frame.m_frameTime * 1e3,
-                  host::FormatShort(frame.m_tris).c_str(),
-                  frame.m_clipped ? "  clipped" : "");
+    std::snprintf(text, sizeof text, "%zu  %.0f ms  %s%s", number, frame.m_frameTime * 1e3,
+                  host::FormatShort(frame.m_tris).c_str(), frame.m_clipped ? "  clipped" : "");
     return text;
 }
 
-/// The frame with the most shapes in it says most about an order of drawing.
-std::size_t ChooseStill(std::vector<host::FrameRecord> const& log)
+/// Waiting for queries may take a share of the frame.
+void SetUpQueries(DemoWorld* world, DemoOptions const& options)
 {
-    auto const most = std::max_element(
-        log.begin(), log.end(), [](host::FrameRecord const& a, host::FrameRecord const& b) {
-            return a.m_shapes < b.m_shapes;
-        });
-    return static_cast<std::size_t>(most - log.begin());
+    host::OcclusionQuerySettings settings = world->GetContext().GetQueries().GetSettings();
+    settings.m_longestWait = options.m_targetTime * eWAIT_SHARE;
+    settings.m_frameWait = options.m_targetTime * eFRAME_WAIT_SHARE;
+    world->GetContext().GetQueries().SetSettings(settings);
 }
 
 } // namespace
@@ -69,7 +60,9 @@ FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions con
     std::size_t const cells = std::min(frames, eMAX_CELLS);
     result.m_cellWidth = eCELL_WIDTH;
     result.m_cellHeight = std::max(eCELL_WIDTH * options.m_height / options.m_width, 1);
+    world->WarmUp(GetFlightKey(path, 0, frames));
     SetUpForFlight(&world->GetTraversal(), options);
+    SetUpQueries(world, options);
     std::printf("\n%s\n", FrameTableHeading().c_str());
     ProgressLine line;
     for (std::size_t frame = 0; frame < frames; ++frame) {
@@ -80,8 +73,7 @@ FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions con
         if (result.m_cells.size() * frames <= frame * cells) {
             result.m_cells.push_back(
                 {world->ReadPicture().ScaledTo(result.m_cellWidth, result.m_cellHeight),
-                 CellText(record, frame + 1),
-                 record.m_clipped});
+                 CellText(record, frame + 1), record.m_clipped});
         }
         line.Show(static_cast<double>(frame + 1) / static_cast<double>(frames),
                   LiveText(record, frame + 1, frames));
@@ -89,7 +81,6 @@ FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions con
             line.Print(FrameTableRow(result.m_log, frame / eROW_FRAMES * eROW_FRAMES, frame + 1));
         }
     }
-    result.m_stillFrame = ChooseStill(result.m_log);
     return result;
 }
 

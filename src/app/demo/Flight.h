@@ -19,8 +19,7 @@ struct FlightResult
     std::vector<host::SheetCell> m_cells; ///< small pictures of the frames, evenly chosen
     int m_cellWidth = 0;
     int m_cellHeight = 0;
-    std::size_t m_stillFrame = 0; ///< position in the log of the frame to look at closely
-    double m_seconds = 0.0;       ///< of the frames themselves
+    double m_seconds = 0.0; ///< of the frames themselves
 };
 
 /// Where the flight is at a frame of the log.

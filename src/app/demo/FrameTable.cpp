@@ -99,16 +99,16 @@ std::vector<std::string> FrameTableColumns()
     return words;
 }
 
-std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log,
-                                         std::size_t first,
+std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, std::size_t first,
                                          std::size_t last)
 {
     if (first >= last || last > log.size()) {
         return {};
     }
     auto mean = [&](auto get) { return Mean(log, first, last, get); };
-    auto count = [&](auto get) { return FormatShort(static_cast<double>(
-                                     static_cast<unsigned long long>(mean(get) + 0.5))); };
+    auto count = [&](auto get) {
+        return FormatShort(static_cast<double>(static_cast<unsigned long long>(mean(get) + 0.5)));
+    };
     FrameRecord const& end = log[last - 1];
     auto const complete = std::count_if(log.begin() + static_cast<std::ptrdiff_t>(first),
                                         log.begin() + static_cast<std::ptrdiff_t>(last),
@@ -125,8 +125,7 @@ std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log,
             count([](FrameRecord const& f) { return f.m_trisVisibility; }),
             count([](FrameRecord const& f) { return f.m_trisTraversed; }),
             count([](FrameRecord const& f) { return f.m_trisOcclusion; }),
-            end.m_triangleTarget == eNO_TARGET ? "none"
-                                               : FormatShort(end.m_triangleTarget),
+            end.m_triangleTarget == eNO_TARGET ? "none" : FormatShort(end.m_triangleTarget),
             Plain(end.m_stress),
             Plain(end.m_load),
             std::to_string(complete) + "/" + std::to_string(last - first)};

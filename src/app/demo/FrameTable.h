@@ -14,8 +14,7 @@ std::string FrameTableHeading();
 
 /// One row: means over the frames [first, last) of the log, and how many of them were complete.
 /// Stress, load and triangle target are those of the last frame.
-std::string FrameTableRow(std::vector<host::FrameRecord> const& log,
-                          std::size_t first,
+std::string FrameTableRow(std::vector<host::FrameRecord> const& log, std::size_t first,
                           std::size_t last);
 
 /// Words for the columns, for tables elsewhere.
@@ -23,7 +22,6 @@ std::vector<std::string> FrameTableColumns();
 
 /// The cells of FrameTableRow.
 std::vector<std::string> FrameTableCells(std::vector<host::FrameRecord> const& log,
-                                         std::size_t first,
-                                         std::size_t last);
+                                         std::size_t first, std::size_t last);
 
 } // namespace demo

@@ -29,8 +29,8 @@ std::string DescribeMachine()
 {
     std::string text = FindProcessorName();
     if (unsigned const cores = std::thread::hardware_concurrency(); cores > 0) {
-        text += (text.empty() ? "" : ", ") + std::to_string(cores) +
-                (cores == 1 ? " core" : " cores");
+        text +=
+            (text.empty() ? "" : ", ") + std::to_string(cores) + (cores == 1 ? " core" : " cores");
     }
     utsname names;
     if (uname(&names) == 0) {

@@ -28,9 +28,8 @@ void ProgressLine::Show(double share, std::string const& text)
     m_last = now;
     m_shown = true;
     int const full = static_cast<int>(std::clamp(share, 0.0, 1.0) * eBAR_WIDTH);
-    std::string const bar =
-        std::string(static_cast<std::size_t>(full), '#') +
-        std::string(static_cast<std::size_t>(eBAR_WIDTH - full), '.');
+    std::string const bar = std::string(static_cast<std::size_t>(full), '#') +
+                            std::string(static_cast<std::size_t>(eBAR_WIDTH - full), '.');
     std::printf("\r[%s] %s\x1b[K", bar.c_str(), text.substr(0, eTEXT_WIDTH).c_str());
     std::fflush(stdout);
 }

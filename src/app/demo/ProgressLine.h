@@ -13,7 +13,9 @@ class ProgressLine
 {
 public:
     ProgressLine();
+
     ~ProgressLine() { Clear(); }
+
     ProgressLine(ProgressLine const&) = delete;
     ProgressLine& operator=(ProgressLine const&) = delete;
 

@@ -1,5 +1,8 @@
 #include "demo/Stills.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace demo
 {
 
@@ -10,12 +13,18 @@ namespace
 constexpr double ePATIENT_WAIT = 2.0;
 constexpr double ePATIENT_FRAME = 60.0;
 
+/// Cost of a frame without queries, in triangles, that suits a close look.
+constexpr double eLEAST_TRIS = 2e6;
+constexpr double eMOST_TRIS = 25e6;
+constexpr std::size_t eMAX_CANDIDATES = 100;
+
 /// Settings that last as long as an object of this class.
 class PatientQueries
 {
 public:
     explicit PatientQueries(host::OcclusionQueries& queries)
-        : m_queries(queries), m_before(queries.GetSettings())
+        : m_queries(queries)
+        , m_before(queries.GetSettings())
     {
         host::OcclusionQuerySettings patient = m_before;
         patient.m_longestWait = ePATIENT_WAIT;
@@ -24,12 +33,36 @@ public:
     }
 
     ~PatientQueries() { m_queries.SetSettings(m_before); }
+
     PatientQueries(PatientQueries const&) = delete;
     PatientQueries& operator=(PatientQueries const&) = delete;
 
 private:
     host::OcclusionQueries& m_queries;
     host::OcclusionQuerySettings m_before;
+};
+
+/// How well a frame suits a close look.
+class Suitability
+{
+public:
+    Suitability() = default;
+
+    Suitability(double cost, double drawn)
+        : m_distance(std::max({std::log(std::max(cost, 1.0) / eMOST_TRIS),
+                               std::log(eLEAST_TRIS / std::max(cost, 1.0)), 0.0}))
+        , m_drawn(drawn)
+    {}
+
+    bool operator<(Suitability const& other) const
+    {
+        return m_distance != other.m_distance ? m_distance > other.m_distance
+                                              : m_drawn < other.m_drawn;
+    }
+
+private:
+    double m_distance = 0.0; ///< from the suitable range, as a ratio's logarithm; 0 inside
+    double m_drawn = 0.0;
 };
 
 Still Draw(DemoWorld* world, host::CameraKey const& key)
@@ -43,9 +76,25 @@ Still Draw(DemoWorld* world, host::CameraKey const& key)
 
 } // namespace
 
-std::vector<Still> DrawShares(DemoWorld* world,
-                              host::CameraKey const& key,
-                              bool queries,
+std::size_t ChooseStill(DemoWorld* world, host::CameraPath const& path, FlightResult const& flight)
+{
+    std::size_t const frames = flight.m_log.size();
+    std::size_t const step =
+        std::max<std::size_t>((frames + eMAX_CANDIDATES - 1) / eMAX_CANDIDATES, 1);
+    std::size_t best = 0;
+    Suitability most;
+    for (std::size_t frame = 0; frame < frames; frame += step) {
+        Suitability const suitability(world->CountFrame(GetFlightKey(path, frame, frames)),
+                                      flight.m_log[frame].m_tris);
+        if (frame == 0 || most < suitability) {
+            best = frame;
+            most = suitability;
+        }
+    }
+    return best;
+}
+
+std::vector<Still> DrawShares(DemoWorld* world, host::CameraKey const& key, bool queries,
                               std::vector<double> const& shares)
 {
     PatientQueries const patient(world->GetContext().GetQueries());
@@ -78,8 +127,7 @@ QueryComparison CompareQueries(DemoWorld* world, host::CameraKey const& key, dou
     result.m_with = Draw(world, key);
     traversal.SetOcclusionCulling(0);
     result.m_without = Draw(world, key);
-    result.m_difference =
-        host::CompareImages(result.m_without.m_picture, result.m_with.m_picture);
+    result.m_difference = host::CompareImages(result.m_without.m_picture, result.m_with.m_picture);
     traversal.SetCullArea(GetDemoCullArea());
     return result;
 }

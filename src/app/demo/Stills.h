@@ -3,6 +3,8 @@
 #pragma once
 
 #include "demo/DemoWorld.h"
+#include "demo/Flight.h"
+#include "host/gl/CameraPath.h"
 #include "host/report/FrameLog.h"
 #include "host/report/Image.h"
 
@@ -17,8 +19,8 @@ struct Still
     host::FrameRecord m_record;
     host::OcclusionQueryCounts m_queries;
     host::Image m_picture;
-    double m_share = 1.0;   ///< of the complete frame's triangles that the budget allowed
-    unsigned m_budget = 0;  ///< triangles; 0 for none
+    double m_share = 1.0;  ///< of the complete frame's triangles that the budget allowed
+    unsigned m_budget = 0; ///< triangles; 0 for none
 };
 
 /// The same frame with and without occlusion queries, under one cull area.
@@ -30,11 +32,15 @@ struct QueryComparison
     host::ImageDifference m_difference;
 };
 
+/// Chooses the frame of a flight that is looked at closely: of those whose cost without queries is
+/// dear enough to tell something and cheap enough to be drawn several times, the one of which the
+/// flight drew most; where there is none, the one whose cost comes nearest.
+/// @return its number, counted from 0
+std::size_t ChooseStill(DemoWorld* world, host::CameraPath const& path, FlightResult const& flight);
+
 /// The complete frame first, then the same at the given shares of its triangles.
 /// @param queries  whether occlusion queries are used
-std::vector<Still> DrawShares(DemoWorld* world,
-                              host::CameraKey const& key,
-                              bool queries,
+std::vector<Still> DrawShares(DemoWorld* world, host::CameraKey const& key, bool queries,
                               std::vector<double> const& shares);
 
 /// Draws a frame twice, complete, with and without queries.

@@ -73,13 +73,10 @@ void PrintModel(DemoWorld const& world, double loadSeconds)
     std::printf("%s shapes, %s triangles placed, %s stored; ready in %.1f s\n",
                 host::FormatCount(world.GetScene().GetNumShapes()).c_str(),
                 host::FormatCount(model.GetPlacedTriangles()).c_str(),
-                host::FormatCount(model.GetStoredTriangles()).c_str(),
-                loadSeconds);
+                host::FormatCount(model.GetStoredTriangles()).c_str(), loadSeconds);
     std::printf("hierarchy: %zu groups, %zu leaves, depth %d, built in %.2f s; upload %.1f s\n",
-                world.GetScene().GetCounts().m_groups,
-                world.GetScene().GetCounts().m_leaves,
-                world.GetScene().GetCounts().m_depth,
-                world.GetBuildSeconds(),
+                world.GetScene().GetCounts().m_groups, world.GetScene().GetCounts().m_leaves,
+                world.GetScene().GetCounts().m_depth, world.GetBuildSeconds(),
                 world.GetUploadSeconds());
     std::printf("renderer: %s\n", world.DescribeRenderer().c_str());
     std::fflush(stdout);
@@ -104,10 +101,11 @@ int Run(DemoOptions const& options)
 
     host::CameraPath const path(world.GetModel().path);
     FlightResult const flight = Fly(&world, path, options);
-    host::CameraKey const still =
-        GetFlightKey(path, flight.m_stillFrame, flight.m_log.size());
     ProgressLine line;
-    line.Show(0.0, "one frame, complete and at 5, 10 and 25 % of its cost");
+    line.Show(0.0, "choosing a frame");
+    std::size_t const stillFrame = ChooseStill(&world, path, flight);
+    host::CameraKey const still = GetFlightKey(path, stillFrame, flight.m_log.size());
+    line.Show(0.2, "one frame, complete and at 5, 10 and 25 % of its cost");
     std::vector<Still> const shares =
         DrawShares(&world, still, options.m_queries, {0.05, 0.10, 0.25});
     line.Show(0.5, "the same frame with and without occlusion queries");
@@ -116,22 +114,20 @@ int Run(DemoOptions const& options)
     queries.push_back(CompareQueries(&world, still, GetDemoCullArea()));
     for (QueryComparison const& comparison : queries) {
         char text[256];
-        std::snprintf(text,
-                      sizeof text,
+        std::snprintf(text, sizeof text,
                       "queries, cull area %g: %s triangles become %s, %u issued, %u ready, %u "
                       "aborted, %u occluded, %zu pixels differ",
                       comparison.m_cullArea,
                       host::FormatShort(comparison.m_without.m_record.m_tris).c_str(),
                       host::FormatShort(comparison.m_with.m_record.m_tris).c_str(),
-                      comparison.m_with.m_queries.m_issued,
-                      comparison.m_with.m_queries.m_ready,
-                      comparison.m_with.m_queries.m_aborted,
-                      comparison.m_with.m_queries.m_occluded,
+                      comparison.m_with.m_queries.m_issued, comparison.m_with.m_queries.m_ready,
+                      comparison.m_with.m_queries.m_aborted, comparison.m_with.m_queries.m_occluded,
                       comparison.m_difference.m_pixels);
         line.Print(text);
     }
     line.Show(0.8, "writing the report");
-    DemoRun const run{options, world, flight, shares, queries, loadSeconds, Now() - start};
+    DemoRun const run{options, world,   flight,      stillFrame,
+                      shares,  queries, loadSeconds, Now() - start};
     std::string const report = WriteReport(run, &problem);
     line.Clear();
     if (report.empty()) {

@@ -35,7 +35,8 @@ TEST(CameraPath, BeginsAtTheFirstStopAndEndsAtTheLast)
 
 TEST(CameraPath, StaysOnTheStraightLinesBetweenStops)
 {
-    CameraPath const path({Key(0, 0, 0, 0, 0, -1), Key(10, 0, 0, 1, 0, 0), Key(10, 0, 10, 1, 0, 1)});
+    CameraPath const path(
+        {Key(0, 0, 0, 0, 0, -1), Key(10, 0, 0, 1, 0, 0), Key(10, 0, 10, 1, 0, 1)});
     EXPECT_DOUBLE_EQ(path.GetLength(), 20.0);
     for (int i = 0; i <= 100; ++i) {
         TqLPos3f const place = path.Evaluate(i * 0.01).position;

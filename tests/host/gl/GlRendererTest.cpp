@@ -1,8 +1,9 @@
+#include "host/gl/GlRenderer.h"
+
 #include "host/gl/EglDisplay.h"
 #include "host/gl/GlFramebuffer.h"
 #include "host/gl/GlFunctions.h"
 #include "host/gl/GlMeshStore.h"
-#include "host/gl/GlRenderer.h"
 #include "host/gl/OcclusionQueries.h"
 
 #include "geometry/TqLFrustum3f.h"

@@ -58,8 +58,7 @@ TEST(SheetLayout, StandsWithoutCells)
 TEST(ContactSheet, PutsEveryPictureInItsPlace)
 {
     host::SheetLayout const layout(5, 2, 30, 18, 1, true);
-    host::Image const sheet =
-        host::MakeContactSheet(MakeCells(5, 30, 18), 2, 30, 18, 1, "heading");
+    host::Image const sheet = host::MakeContactSheet(MakeCells(5, 30, 18), 2, 30, 18, 1, "heading");
     ASSERT_EQ(sheet.GetWidth(), layout.GetWidth());
     ASSERT_EQ(sheet.GetHeight(), layout.GetHeight());
     for (int cell = 0; cell < 5; ++cell) {

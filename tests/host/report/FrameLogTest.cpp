@@ -69,9 +69,12 @@ TEST(FrameLog, WritesDecimalPointsInEveryLocale)
     struct CommaPoint : std::numpunct<char>
     {
         char do_decimal_point() const override { return ','; }
+
         char do_thousands_sep() const override { return '.'; }
+
         std::string do_grouping() const override { return "\3"; }
     };
+
     std::string const plain = host::FrameCsvLine(MakeRecord());
     std::locale const before =
         std::locale::global(std::locale(std::locale::classic(), new CommaPoint));

@@ -14,8 +14,8 @@ TEST(HtmlReport, EscapesEveryTextOnItsWayIn)
     page.AddDetails("<line>", "<text>");
     page.AddPicture(host::Image(2, 2), "<caption>");
     std::string const html = page.ToHtml();
-    for (char const* word : {"heading", "paragraph", "name", "value", "column", "cell", "line",
-                             "text", "caption"}) {
+    for (char const* word :
+         {"heading", "paragraph", "name", "value", "column", "cell", "line", "text", "caption"}) {
         EXPECT_EQ(html.find("<" + std::string(word) + ">"), std::string::npos) << word;
         EXPECT_NE(html.find("&lt;" + std::string(word) + "&gt;"), std::string::npos) << word;
     }

@@ -23,8 +23,7 @@ double Length(TqLVec3f const& vec)
 
 TqLVec3f Blend(TqLVec3f const& a, double weightA, TqLVec3f const& b, double weightB)
 {
-    return TqLVec3f(a[0] * weightA + b[0] * weightB,
-                    a[1] * weightA + b[1] * weightB,
+    return TqLVec3f(a[0] * weightA + b[0] * weightB, a[1] * weightA + b[1] * weightB,
                     a[2] * weightA + b[2] * weightB);
 }
 
@@ -52,8 +51,8 @@ TqLVec3f Turn(TqLVec3f const& from, TqLVec3f to, double share)
         return Normalised(Blend(from, 1.0 - share, to, share));
     }
     double const scale = 1.0 / std::sin(angle);
-    return Normalised(Blend(
-        from, std::sin((1.0 - share) * angle) * scale, to, std::sin(share * angle) * scale));
+    return Normalised(
+        Blend(from, std::sin((1.0 - share) * angle) * scale, to, std::sin(share * angle) * scale));
 }
 
 } // namespace

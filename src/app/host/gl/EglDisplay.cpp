@@ -112,11 +112,8 @@ std::vector<Candidate> ListCandidates()
 
 EGLConfig ChooseConfig(EGLDisplay display, bool withPbuffer)
 {
-    EGLint const attributes[] = {EGL_SURFACE_TYPE,
-                                 withPbuffer ? EGL_PBUFFER_BIT : 0,
-                                 EGL_RENDERABLE_TYPE,
-                                 EGL_OPENGL_BIT,
-                                 EGL_NONE};
+    EGLint const attributes[] = {EGL_SURFACE_TYPE, withPbuffer ? EGL_PBUFFER_BIT : 0,
+                                 EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_NONE};
     EGLConfig config = nullptr;
     EGLint count = 0;
     if (eglChooseConfig(display, attributes, &config, 1, &count) != EGL_TRUE || count < 1) {
@@ -184,9 +181,9 @@ bool EglDisplay::Handles::MakeCurrent(EGLDisplay display, std::string* problem)
 }
 
 EglDisplay::EglDisplay(std::unique_ptr<Handles> handles, std::string platformName)
-    : m_handles(std::move(handles)), m_platformName(std::move(platformName))
-{
-}
+    : m_handles(std::move(handles))
+    , m_platformName(std::move(platformName))
+{}
 
 EglDisplay::~EglDisplay() = default;
 

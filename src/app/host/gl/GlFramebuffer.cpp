@@ -33,8 +33,8 @@ bool GlFramebuffer::Create(int width, int height, std::string* problem)
     for (int i = 0; i < 2; ++i) {
         m_gl.BindRenderbuffer(GL_RENDERBUFFER, m_renderbuffers[i]);
         m_gl.RenderbufferStorage(GL_RENDERBUFFER, formats[i], width, height);
-        m_gl.FramebufferRenderbuffer(
-            GL_FRAMEBUFFER, attachments[i], GL_RENDERBUFFER, m_renderbuffers[i]);
+        m_gl.FramebufferRenderbuffer(GL_FRAMEBUFFER, attachments[i], GL_RENDERBUFFER,
+                                     m_renderbuffers[i]);
     }
     if (m_gl.CheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
         *problem = "the driver refuses an offscreen picture of " + std::to_string(width) + "x" +

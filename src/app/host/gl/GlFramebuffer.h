@@ -14,6 +14,7 @@ class GlFramebuffer
 {
 public:
     explicit GlFramebuffer(GlFunctions const& gl) : m_gl(gl) {}
+
     ~GlFramebuffer();
     GlFramebuffer(GlFramebuffer const&) = delete;
     GlFramebuffer& operator=(GlFramebuffer const&) = delete;
@@ -23,6 +24,7 @@ public:
     bool Create(int width, int height, std::string* problem);
 
     int GetWidth() const { return m_width; }
+
     int GetHeight() const { return m_height; }
 
     /// Copies the colour buffer, top row first. Waits for all drawing.

@@ -62,6 +62,7 @@
     X(PFNGLGETUNIFORMLOCATIONPROC, GetUniformLocation)                                             \
     X(PFNGLLINKPROGRAMPROC, LinkProgram)                                                           \
     X(PFNGLPIXELSTOREIPROC, PixelStorei)                                                           \
+    X(PFNGLPOLYGONOFFSETPROC, PolygonOffset)                                                       \
     X(PFNGLREADPIXELSPROC, ReadPixels)                                                             \
     X(PFNGLRENDERBUFFERSTORAGEPROC, RenderbufferStorage)                                           \
     X(PFNGLSHADERSOURCEPROC, ShaderSource)                                                         \

@@ -6,9 +6,11 @@ namespace host
 {
 
 GlHostContext::GlHostContext(GlRenderer& renderer, int width, int height)
-    : m_renderer(renderer), m_queries(renderer), m_width(width), m_height(height)
-{
-}
+    : m_renderer(renderer)
+    , m_queries(renderer)
+    , m_width(width)
+    , m_height(height)
+{}
 
 void GlHostContext::SetView(TqLFrustum3f const& frustum, double cullArea)
 {

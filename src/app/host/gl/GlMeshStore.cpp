@@ -36,9 +36,8 @@ bool HasValidIndices(Mesh const& mesh)
 {
     std::size_t const vertices = mesh.GetNumVertices();
     return mesh.normals.size() == mesh.positions.size() &&
-           std::all_of(mesh.indices.begin(), mesh.indices.end(), [vertices](std::uint32_t index) {
-               return index < vertices;
-           });
+           std::all_of(mesh.indices.begin(), mesh.indices.end(),
+                       [vertices](std::uint32_t index) { return index < vertices; });
 }
 
 /// A cube from 0 to 1 with shared corners; only its positions are ever used.
@@ -74,22 +73,15 @@ void GlMeshStore::CreateBuffers(std::size_t vertices, std::size_t indices)
     m_gl.BindVertexArray(m_vertexArray);
     m_gl.BindBuffer(GL_ARRAY_BUFFER, m_buffers[0]);
     m_gl.BindBuffer(GL_ELEMENT_ARRAY_BUFFER, m_buffers[1]);
-    m_gl.BufferData(GL_ARRAY_BUFFER,
-                    static_cast<GLsizeiptr>(vertices * sizeof(Vertex)),
-                    nullptr,
+    m_gl.BufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(vertices * sizeof(Vertex)), nullptr,
                     GL_STATIC_DRAW);
     m_gl.BufferData(GL_ELEMENT_ARRAY_BUFFER,
-                    static_cast<GLsizeiptr>(indices * sizeof(std::uint32_t)),
-                    nullptr,
+                    static_cast<GLsizeiptr>(indices * sizeof(std::uint32_t)), nullptr,
                     GL_STATIC_DRAW);
     m_gl.EnableVertexAttribArray(0);
     m_gl.EnableVertexAttribArray(1);
     m_gl.VertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, sizeof(Vertex), nullptr);
-    m_gl.VertexAttribPointer(1,
-                             4,
-                             GL_INT_2_10_10_10_REV,
-                             GL_TRUE,
-                             sizeof(Vertex),
+    m_gl.VertexAttribPointer(1, 4, GL_INT_2_10_10_10_REV, GL_TRUE, sizeof(Vertex),
                              reinterpret_cast<void const*>(offsetof(Vertex, m_normal)));
 }
 
@@ -107,12 +99,9 @@ GlMesh GlMeshStore::UploadMesh(Mesh const& mesh)
     placed.m_indexCount = static_cast<GLsizei>(mesh.indices.size());
     placed.m_baseVertex = static_cast<GLint>(m_usedVertices);
     placed.m_indexOffset = m_usedIndices * sizeof(std::uint32_t);
-    m_gl.BufferSubData(GL_ARRAY_BUFFER,
-                       static_cast<GLintptr>(m_usedVertices * sizeof(Vertex)),
-                       static_cast<GLsizeiptr>(vertices.size() * sizeof(Vertex)),
-                       vertices.data());
-    m_gl.BufferSubData(GL_ELEMENT_ARRAY_BUFFER,
-                       static_cast<GLintptr>(placed.m_indexOffset),
+    m_gl.BufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(m_usedVertices * sizeof(Vertex)),
+                       static_cast<GLsizeiptr>(vertices.size() * sizeof(Vertex)), vertices.data());
+    m_gl.BufferSubData(GL_ELEMENT_ARRAY_BUFFER, static_cast<GLintptr>(placed.m_indexOffset),
                        static_cast<GLsizeiptr>(mesh.indices.size() * sizeof(std::uint32_t)),
                        mesh.indices.data());
     m_usedVertices += vertices.size();

@@ -27,6 +27,7 @@ class GlMeshStore
 {
 public:
     explicit GlMeshStore(GlFunctions const& gl) : m_gl(gl) {}
+
     ~GlMeshStore();
     GlMeshStore(GlMeshStore const&) = delete;
     GlMeshStore& operator=(GlMeshStore const&) = delete;
@@ -45,14 +46,13 @@ public:
     void DrawCube() const { Draw(m_cube); }
 
     std::size_t GetNumMeshes() const { return m_meshes.size(); }
+
     std::size_t GetNumBytes() const { return m_bytes; }
 
 private:
     void Draw(GlMesh const& mesh) const
     {
-        m_gl.DrawElementsBaseVertex(GL_TRIANGLES,
-                                    mesh.m_indexCount,
-                                    GL_UNSIGNED_INT,
+        m_gl.DrawElementsBaseVertex(GL_TRIANGLES, mesh.m_indexCount, GL_UNSIGNED_INT,
                                     reinterpret_cast<void const*>(mesh.m_indexOffset),
                                     mesh.m_baseVertex);
     }

@@ -13,6 +13,7 @@ class GlProgram
 {
 public:
     explicit GlProgram(GlFunctions const& gl) : m_gl(gl) {}
+
     ~GlProgram();
     GlProgram(GlProgram const&) = delete;
     GlProgram& operator=(GlProgram const&) = delete;

@@ -3,6 +3,7 @@
 #include "host/gl/GlShaders.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace host
 {
@@ -11,7 +12,12 @@ namespace
 {
 
 constexpr float eOPAQUE = 0.97f;
+// By how much the box of a query is larger than the node's: a share of its size, a part of a pixel
+// for the rounding of corners to the rasteriser's grid, and a step of depth for that of depths.
 constexpr double eBOX_MARGIN = 1e-3;
+constexpr double eBOX_PIXELS = 0.25;
+constexpr GLfloat eBOX_DEPTH_SLOPE = -1.0f;
+constexpr GLfloat eBOX_DEPTH_STEPS = -4.0f;
 constexpr int eDRAW_VECTORS = 8;
 
 /// Row `row` of affine * matrix, without forming the rest.
@@ -19,8 +25,7 @@ void ComposeRow(TqLAffine3f const& affine, TqLMatrix4f const& matrix, int row, f
 {
     double const* a = affine[row];
     for (int column = 0; column < 4; ++column) {
-        double sum = a[0] * matrix[0][column] + a[1] * matrix[1][column] +
-                     a[2] * matrix[2][column];
+        double sum = a[0] * matrix[0][column] + a[1] * matrix[1][column] + a[2] * matrix[2][column];
         if (row == 3) {
             sum += matrix[3][column];
         }
@@ -31,9 +36,12 @@ void ComposeRow(TqLAffine3f const& affine, TqLMatrix4f const& matrix, int row, f
 } // namespace
 
 GlRenderer::GlRenderer(GlFunctions const& gl, GlMeshStore const& meshes)
-    : m_gl(gl), m_meshes(meshes), m_meshProgram(gl), m_boxProgram(gl), m_skyProgram(gl)
-{
-}
+    : m_gl(gl)
+    , m_meshes(meshes)
+    , m_meshProgram(gl)
+    , m_boxProgram(gl)
+    , m_skyProgram(gl)
+{}
 
 bool GlRenderer::Create(std::string* problem)
 {
@@ -62,8 +70,8 @@ void GlRenderer::PaintSky(TqLMatrix4f const& worldToClip)
     TqLMatrix4f const toWorld = worldToClip.Inverse();
     float corners[4][3];
     for (int corner = 0; corner < 4; ++corner) {
-        double const clip[4] = {
-            (corner & 1) != 0 ? 1.0 : -1.0, (corner & 2) != 0 ? 1.0 : -1.0, 1.0, 1.0};
+        double const clip[4] = {(corner & 1) != 0 ? 1.0 : -1.0, (corner & 2) != 0 ? 1.0 : -1.0, 1.0,
+                                1.0};
         double world[4];
         for (int column = 0; column < 4; ++column) {
             world[column] = clip[0] * toWorld[0][column] + clip[1] * toWorld[1][column] +
@@ -87,6 +95,10 @@ void GlRenderer::BeginFrame(TqLMatrix4f const& worldToClip, TqLPos3f const& eye)
     m_kept.clear();
     m_worldToClip = worldToClip;
     m_eye = eye;
+    GLint viewport[4] = {0, 0, 1, 1};
+    m_gl.GetIntegerv(GL_VIEWPORT, viewport);
+    TqLVec3f const across(worldToClip[0][0], worldToClip[1][0], worldToClip[2][0]);
+    m_pixelPerWeight = 2.0 / (std::sqrt(across.Dot(across)) * std::max(viewport[2], 1));
     m_gl.Disable(GL_CULL_FACE);
     m_gl.DepthFunc(GL_LEQUAL);
     m_gl.DepthMask(GL_TRUE);
@@ -130,6 +142,23 @@ void GlRenderer::DrawMesh(std::size_t mesh, TqLAffine3f const& toWorld, Material
     m_kept.push_back({offset.Dot(offset), mesh, &toWorld, &material});
 }
 
+double GlRenderer::FindBoxMargin(TqLBox3f const& box) const
+{
+    // The weight of a corner, times this, is the world size of a pixel there.
+    double weight = 0.0;
+    for (int corner = 0; corner < 8; ++corner) {
+        TqLPos3f const point = box.GetCorner(corner);
+        double sum = m_worldToClip[3][3];
+        for (int axis = 0; axis < 3; ++axis) {
+            sum += point[axis] * m_worldToClip[axis][3];
+        }
+        weight = std::max(weight, sum);
+    }
+    TqLVec3f const size = box.GetSize();
+    return eBOX_MARGIN * std::max({size[0], size[1], size[2]}) +
+           eBOX_PIXELS * weight * m_pixelPerWeight;
+}
+
 void GlRenderer::DrawQueryBox(TqLBox3f const& box)
 {
     m_gl.ColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
@@ -137,9 +166,9 @@ void GlRenderer::DrawQueryBox(TqLBox3f const& box)
     m_boxProgram.Use();
     m_meshProgramInUse = false;
     TqLVec3f const size = box.GetSize();
-    double const margin = eBOX_MARGIN * std::max({size[0], size[1], size[2]});
-    TqLAffine3f toBox = TqLAffine3f::Scale(
-        size[0] + 2.0 * margin, size[1] + 2.0 * margin, size[2] + 2.0 * margin);
+    double const margin = FindBoxMargin(box);
+    TqLAffine3f toBox =
+        TqLAffine3f::Scale(size[0] + 2.0 * margin, size[1] + 2.0 * margin, size[2] + 2.0 * margin);
     for (int axis = 0; axis < 3; ++axis) {
         toBox[3][axis] = box.GetMin()[axis] - margin;
     }
@@ -150,7 +179,10 @@ void GlRenderer::DrawQueryBox(TqLBox3f const& box)
     m_gl.UniformMatrix4fv(m_boxUniform, 1, GL_FALSE, toClip[0]);
     // Only the sides that face the eye, so that a pixel is counted once.
     m_gl.Enable(GL_CULL_FACE);
+    m_gl.Enable(GL_POLYGON_OFFSET_FILL);
+    m_gl.PolygonOffset(eBOX_DEPTH_SLOPE, eBOX_DEPTH_STEPS);
     m_meshes.DrawCube();
+    m_gl.Disable(GL_POLYGON_OFFSET_FILL);
     m_gl.Disable(GL_CULL_FACE);
     m_gl.ColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     m_gl.DepthMask(GL_TRUE);
@@ -158,8 +190,7 @@ void GlRenderer::DrawQueryBox(TqLBox3f const& box)
 
 bool GlRenderer::IsBeyondNearPlane(TqLBox3f const& box) const
 {
-    TqLVec3f const size = box.GetSize();
-    double const margin = eBOX_MARGIN * std::max({size[0], size[1], size[2]});
+    double const margin = FindBoxMargin(box);
     for (int corner = 0; corner < 8; ++corner) {
         TqLPos3f const point = box.GetCorner(corner);
         double depth[2];

@@ -34,7 +34,7 @@ public:
     /// Builds the shaders. @return false with the driver's message in @p problem.
     bool Create(std::string* problem);
 
-    /// Distance in world units at which haze takes about two thirds of a colour; 0 for no haze,
+    /// Distance in world units at which haze makes up half of a colour; 0 for no haze,
     /// which is also what holds after construction.
     void SetHazeDistance(double distance) { m_hazeDistance = distance; }
 
@@ -49,7 +49,8 @@ public:
 
     /// Draws the near sides of a world box into neither colour nor depth, for a query that is open:
     /// each pixel that the box covers passes at most once. The eye must be outside. The box is
-    /// widened by a hair so that a flat box is not hidden by a surface that it touches.
+    /// drawn a hair larger and nearer than it is, so that its contents never pass where it does
+    /// not, even where they touch a surface or just reach into a pixel.
     void DrawQueryBox(TqLBox3f const& box);
 
     /// True when every corner of the box lies in front of the near plane of the frame's camera.
@@ -73,6 +74,7 @@ private:
         Material const* m_material;
     };
 
+    double FindBoxMargin(TqLBox3f const& box) const;
     void PaintSky(TqLMatrix4f const& worldToClip);
     void Submit(std::size_t mesh, TqLAffine3f const& toWorld, Material const& material);
     void UseMeshProgram();
@@ -88,6 +90,7 @@ private:
     GLint m_skyUniform = -1;
     bool m_meshProgramInUse = false;
     double m_hazeDistance = 0.0;
+    double m_pixelPerWeight = 0.0; ///< world size of a pixel where the clip-space weight is 1
     TqLMatrix4f m_worldToClip;
     TqLPos3f m_eye;
     std::vector<Kept> m_kept;

@@ -52,13 +52,18 @@ public:
     /// Root of the hierarchy; null when the model has no placements.
     TqOcTraversable* GetRoot() { return m_root; }
 
+    /// Whether shapes draw or only count; they draw after construction.
+    void SetDrawing(bool drawing) { m_shared.m_renderer = drawing ? &m_renderer : nullptr; }
+
     std::size_t GetNumShapes() const { return m_shapes.size(); }
+
     HierarchyCounts const& GetCounts() const { return m_counts; }
 
 private:
     TqOcTraversable* Build(bool occluders, int leafTris);
 
     SceneModel const& m_model;
+    GlRenderer& m_renderer;
     GlShapeScene m_shared;
     std::vector<GlShape> m_shapes;
     TqOcTraversable* m_root = nullptr;

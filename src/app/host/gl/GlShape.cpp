@@ -6,9 +6,10 @@ namespace host
 {
 
 GlShape::GlShape(GlShapeScene const* scene, std::uint32_t placement, unsigned tris, double scale)
-    : TqOcShape(scale, tris, TqLPrimitiveTypes::eTRIANGLES), m_scene(scene), m_placement(placement)
-{
-}
+    : TqOcShape(scale, tris, TqLPrimitiveTypes::eTRIANGLES)
+    , m_scene(scene)
+    , m_placement(placement)
+{}
 
 void GlShape::GetShapeBox(TqLBox3f& box)
 {
@@ -17,10 +18,12 @@ void GlShape::GetShapeBox(TqLBox3f& box)
 
 void GlShape::RenderShape(TqOcRenderTraversal* /*traversal*/)
 {
+    if (m_scene->m_renderer == nullptr) {
+        return;
+    }
     SceneModel const& model = *m_scene->m_model;
     Placement const& placement = model.placements[m_placement];
-    m_scene->m_renderer->DrawMesh(placement.mesh,
-                                  placement.toWorld,
+    m_scene->m_renderer->DrawMesh(placement.mesh, placement.toWorld,
                                   model.materials[model.meshes[placement.mesh].material]);
 }
 
@@ -36,8 +39,6 @@ void GlShape::PrioritizedShape(TqOcPrioritizedTraversal* traversal,
     traversal->CheckFrameExpired();
 }
 
-void GlShape::PickShape(TqOcPickFrustumTraversal* /*traversal*/)
-{
-}
+void GlShape::PickShape(TqOcPickFrustumTraversal* /*traversal*/) {}
 
 } // namespace host

@@ -20,6 +20,7 @@ namespace
 {
 
 constexpr unsigned eLARGEST_EDGE = 65535;
+constexpr std::chrono::microseconds s_nap(20);
 
 double Now()
 {
@@ -38,9 +39,9 @@ unsigned SamplesToPixelEdge(std::uint32_t samples, unsigned samplesPerPixel)
 }
 
 OcclusionQueries::OcclusionQueries(GlRenderer& renderer)
-    : m_renderer(renderer), m_gl(renderer.GetGl())
-{
-}
+    : m_renderer(renderer)
+    , m_gl(renderer.GetGl())
+{}
 
 OcclusionQueries::~OcclusionQueries()
 {
@@ -109,8 +110,9 @@ bool OcclusionQueries::IsReady(TqOcOcclusionQuery* query)
     bool ready = false;
     double now = start;
     while (!ready && now < end) {
-        // A software rasteriser needs the processor for the very result that is waited for.
-        std::this_thread::yield();
+        // Asleep, because a software rasteriser needs the processor for the very result that is
+        // waited for.
+        std::this_thread::sleep_for(s_nap);
         ready = Poll(query);
         now = Now();
     }

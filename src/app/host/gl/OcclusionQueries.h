@@ -58,6 +58,7 @@ public:
     OcclusionQueries& operator=(OcclusionQueries const&) = delete;
 
     void SetSettings(OcclusionQuerySettings const& settings) { m_settings = settings; }
+
     OcclusionQuerySettings const& GetSettings() const { return m_settings; }
 
     /// Counts start again. @param cullArea  the traversal's, in pixels, for counting what is

@@ -18,8 +18,8 @@ constexpr Rgb s_warning{255, 186, 92};
 
 } // namespace
 
-SheetLayout::SheetLayout(
-    int cells, int columns, int cellWidth, int cellHeight, int labelScale, bool heading)
+SheetLayout::SheetLayout(int cells, int columns, int cellWidth, int cellHeight, int labelScale,
+                         bool heading)
     : m_columns(std::max(columns, 1))
     , m_cellWidth(cellWidth)
     , m_cellHeight(cellHeight)
@@ -30,8 +30,7 @@ SheetLayout::SheetLayout(
     int const used = std::max(std::min(cells, m_columns), 1);
     int const rows = (std::max(cells, 0) + m_columns - 1) / m_columns;
     m_width = m_margin + used * (m_cellWidth + m_margin);
-    m_height =
-        m_margin + m_headingHeight + rows * (m_cellHeight + m_labelHeight + m_margin);
+    m_height = m_margin + m_headingHeight + rows * (m_cellHeight + m_labelHeight + m_margin);
 }
 
 int SheetLayout::GetCellX(int cell) const
@@ -50,36 +49,23 @@ int SheetLayout::GetLabelY(int cell) const
     return GetCellY(cell) + m_cellHeight + eLABEL_GAP;
 }
 
-Image MakeContactSheet(std::vector<SheetCell> const& cells,
-                       int columns,
-                       int cellWidth,
-                       int cellHeight,
-                       int labelScale,
-                       std::string const& heading)
+Image MakeContactSheet(std::vector<SheetCell> const& cells, int columns, int cellWidth,
+                       int cellHeight, int labelScale, std::string const& heading)
 {
-    SheetLayout const layout(static_cast<int>(cells.size()),
-                             columns,
-                             cellWidth,
-                             cellHeight,
-                             labelScale,
-                             !heading.empty());
+    SheetLayout const layout(static_cast<int>(cells.size()), columns, cellWidth, cellHeight,
+                             labelScale, !heading.empty());
     Image sheet(layout.GetWidth(), layout.GetHeight());
     sheet.Fill(0, 0, sheet.GetWidth(), sheet.GetHeight(), s_paper);
     PaintText(&sheet, layout.GetMargin(), layout.GetMargin(), heading, 2, s_ink);
     for (int i = 0; i < static_cast<int>(cells.size()); ++i) {
         SheetCell const& cell = cells[static_cast<std::size_t>(i)];
         int const x = layout.GetCellX(i);
-        bool const fits = cell.m_picture.GetWidth() == cellWidth &&
-                          cell.m_picture.GetHeight() == cellHeight;
-        sheet.Paste(fits ? cell.m_picture : cell.m_picture.ScaledTo(cellWidth, cellHeight),
-                    x,
+        bool const fits =
+            cell.m_picture.GetWidth() == cellWidth && cell.m_picture.GetHeight() == cellHeight;
+        sheet.Paste(fits ? cell.m_picture : cell.m_picture.ScaledTo(cellWidth, cellHeight), x,
                     layout.GetCellY(i));
         if (labelScale > 0) {
-            PaintText(&sheet,
-                      x,
-                      layout.GetLabelY(i),
-                      cell.m_label,
-                      labelScale,
+            PaintText(&sheet, x, layout.GetLabelY(i), cell.m_label, labelScale,
                       cell.m_warn ? s_warning : s_ink);
         }
     }

@@ -26,13 +26,17 @@ struct SheetLayout
     /// @param cellWidth   size of one picture
     /// @param labelScale  dot size of labels; 0 leaves no room for labels
     /// @param heading     whether there is a heading line
-    SheetLayout(int cells, int columns, int cellWidth, int cellHeight, int labelScale, bool heading);
+    SheetLayout(int cells, int columns, int cellWidth, int cellHeight, int labelScale,
+                bool heading);
 
     int GetWidth() const { return m_width; }
+
     int GetHeight() const { return m_height; }
+
     int GetCellX(int cell) const;
     int GetCellY(int cell) const;
     int GetLabelY(int cell) const;
+
     int GetMargin() const { return m_margin; }
 
 private:
@@ -47,11 +51,7 @@ private:
 };
 
 /// Lays the cells out row by row, each picture scaled to the cell size.
-Image MakeContactSheet(std::vector<SheetCell> const& cells,
-                       int columns,
-                       int cellWidth,
-                       int cellHeight,
-                       int labelScale,
-                       std::string const& heading);
+Image MakeContactSheet(std::vector<SheetCell> const& cells, int columns, int cellWidth,
+                       int cellHeight, int labelScale, std::string const& heading);
 
 } // namespace host

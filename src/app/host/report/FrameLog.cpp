@@ -80,6 +80,7 @@ std::string FormatShort(double count)
         double m_size;
         char const* m_name;
     };
+
     constexpr Unit s_units[] = {{1e9, "G"}, {1e6, "M"}, {1e3, "k"}};
     for (Unit const& unit : s_units) {
         if (std::fabs(count) >= unit.m_size) {
@@ -97,8 +98,7 @@ double Percentile(std::vector<double> values, double share)
         return 0.0;
     }
     std::sort(values.begin(), values.end());
-    double const place =
-        std::clamp(share, 0.0, 1.0) * static_cast<double>(values.size() - 1);
+    double const place = std::clamp(share, 0.0, 1.0) * static_cast<double>(values.size() - 1);
     std::size_t const below = static_cast<std::size_t>(place);
     std::size_t const above = std::min(below + 1, values.size() - 1);
     double const part = place - static_cast<double>(below);

@@ -23,7 +23,8 @@ public:
     /// A two-column table of facts.
     void AddFacts(std::vector<std::pair<std::string, std::string>> const& facts);
 
-    /// A table with a heading row. Cells that start with a digit, sign or point are set flush right.
+    /// A table with a heading row. Cells that start with a digit, sign or point are set flush
+    /// right.
     void AddTable(std::vector<std::string> const& heading,
                   std::vector<std::vector<std::string>> const& rows);
 

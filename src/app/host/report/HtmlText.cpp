@@ -14,7 +14,7 @@ constexpr char const* s_replacement = "\xEF\xBF\xBD";
 std::size_t Utf8Length(std::string const& text, std::size_t at)
 {
     unsigned char const lead = static_cast<unsigned char>(text[at]);
-    std::size_t const length = lead < 0x80              ? 1
+    std::size_t const length = lead < 0x80                   ? 1
                                : lead >= 0xC2 && lead < 0xE0 ? 2
                                : lead >= 0xE0 && lead < 0xF0 ? 3
                                : lead >= 0xF0 && lead < 0xF5 ? 4

@@ -22,8 +22,7 @@ Image::Image(int width, int height)
     : m_width(std::max(width, 0))
     , m_height(std::max(height, 0))
     , m_pixels(PixelCount(m_width, m_height) * 3, 0)
-{
-}
+{}
 
 void Image::Fill(int x, int y, int width, int height, Rgb colour)
 {
@@ -47,8 +46,7 @@ void Image::Paste(Image const& other, int x, int y)
         return;
     }
     for (int row = std::max(y, 0); row < std::min(y + other.m_height, m_height); ++row) {
-        std::copy_n(other.GetPixel(x0 - x, row - y),
-                    static_cast<std::size_t>(x1 - x0) * 3,
+        std::copy_n(other.GetPixel(x0 - x, row - y), static_cast<std::size_t>(x1 - x0) * 3,
                     GetPixel(x0, row));
     }
 }

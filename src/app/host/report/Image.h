@@ -26,10 +26,12 @@ public:
     Image(int width, int height);
 
     int GetWidth() const { return m_width; }
+
     int GetHeight() const { return m_height; }
 
     /// The three channels of a pixel; the rest of its row follows. The pixel must exist.
     std::uint8_t* GetPixel(int x, int y) { return m_pixels.data() + Offset(x, y); }
+
     std::uint8_t const* GetPixel(int x, int y) const { return m_pixels.data() + Offset(x, y); }
 
     std::vector<std::uint8_t> const& GetPixels() const { return m_pixels; }

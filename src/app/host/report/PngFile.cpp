@@ -36,8 +36,8 @@ std::vector<std::uint8_t> EncodePng(Image const& image)
     png_image header = MakeHeader(image);
     png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(header);
     bytes.resize(size);
-    if (png_image_write_to_memory(
-            &header, bytes.data(), &size, 0, image.GetPixels().data(), 0, nullptr) == 0) {
+    if (png_image_write_to_memory(&header, bytes.data(), &size, 0, image.GetPixels().data(), 0,
+                                  nullptr) == 0) {
         bytes.clear();
         return bytes;
     }

@@ -29,15 +29,14 @@ std::string Number(double value)
     return text;
 }
 
-std::string Text(
-    double x, double y, char const* anchor, char const* style, std::string const& text)
+std::string Text(double x, double y, char const* anchor, char const* style, std::string const& text)
 {
-    return "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\" text-anchor=\"" + anchor +
-           "\" " + style + ">" + EscapeHtml(text) + "</text>\n";
+    return "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\" text-anchor=\"" + anchor + "\" " +
+           style + ">" + EscapeHtml(text) + "</text>\n";
 }
 
-std::string Segment(
-    double x0, double y0, double x1, double y1, std::string const& colour, char const* more)
+std::string Segment(double x0, double y0, double x1, double y1, std::string const& colour,
+                    char const* more)
 {
     return "<line x1=\"" + Number(x0) + "\" y1=\"" + Number(y0) + "\" x2=\"" + Number(x1) +
            "\" y2=\"" + Number(y1) + "\" stroke=\"" + EscapeHtml(colour) + "\" " + more + "/>\n";
@@ -66,9 +65,10 @@ struct SvgPlot::Frame
 };
 
 SvgPlot::SvgPlot(std::string title, std::string xLabel, std::string yLabel)
-    : m_title(std::move(title)), m_xLabel(std::move(xLabel)), m_yLabel(std::move(yLabel))
-{
-}
+    : m_title(std::move(title))
+    , m_xLabel(std::move(xLabel))
+    , m_yLabel(std::move(yLabel))
+{}
 
 void SvgPlot::AddLine(std::string name, std::string colour, std::vector<double> values)
 {
@@ -130,10 +130,7 @@ std::string SvgPlot::DrawAxes(Frame const& frame) const
         double const last = static_cast<double>(frame.m_count - 1);
         double const xStep = std::max(RoundStep(last, eX_PARTS), 1.0);
         for (double index = 0.0; index <= last; index += xStep) {
-            svg += Text(frame.X(index),
-                        frame.m_height - eBOTTOM + 16.0,
-                        "middle",
-                        small,
+            svg += Text(frame.X(index), frame.m_height - eBOTTOM + 16.0, "middle", small,
                         FormatShort(index));
         }
     }
@@ -222,12 +219,9 @@ std::string SvgPlot::ToSvg(int width, int height) const
         svg += DrawLines(frame);
     }
     for (Level const& level : m_levels) {
-        svg += Segment(eLEFT,
-                       frame.Y(level.m_level),
-                       frame.m_width - eRIGHT,
-                       frame.Y(level.m_level),
-                       level.m_colour,
-                       "stroke-width=\"1.5\" stroke-dasharray=\"5 4\"");
+        svg +=
+            Segment(eLEFT, frame.Y(level.m_level), frame.m_width - eRIGHT, frame.Y(level.m_level),
+                    level.m_colour, "stroke-width=\"1.5\" stroke-dasharray=\"5 4\"");
     }
     return svg + DrawKey(frame) + "</svg>\n";
 }

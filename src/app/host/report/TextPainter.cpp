@@ -74,8 +74,7 @@ constexpr Glyph s_glyphs[] = {
 
 Glyph const* FindGlyph(char character)
 {
-    char const capital =
-        static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+    char const capital = static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
     for (Glyph const& glyph : s_glyphs) {
         if (glyph.m_character == capital) {
             return &glyph;
