@@ -177,11 +177,16 @@ TEST(TqOcStaticBase, KeepsAnArrayOfExactlyItsChildren)
 
 TEST(TqOcStaticBase, TakesNoArrayForNoChildren)
 {
+    PostedErrors posted;
     std::size_t const blocks = TqUMemory::GetLiveBlocks();
     BareContainer container(nullptr, 0);
     EXPECT_EQ(container.GetNumChildren(), 0);
     EXPECT_EQ(Hex(container.GetModified()), "0xff");
     EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    TqOcBaseTraversable* none[] = {nullptr};
+    container.SetChildren(none, 0);
+    EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    EXPECT_EQ(posted.AsLines(), Lines{});
 }
 
 TEST(TqOcStaticBase, CannotBeCopied)
@@ -296,6 +301,23 @@ TEST(TqOcStaticBase, UnlinksAllOldChildrenButDeletesOnlyUnownedOnesInSetChildren
     EXPECT_EQ(Hex(container.GetModified()), "0xff");
 }
 
+TEST(TqOcStaticBase, ReturnsTheArrayOfItsOldChildren)
+{
+    EventLog log;
+    BareContainer container;
+    container.AddChild(NewShape(log, "a"));
+    std::size_t const bytes = TqUMemory::GetLiveBytes();
+    for (int i = 0; i < 3; ++i) {
+        TqOcBaseTraversable* next[] = {NewShape(log, "next")};
+        container.SetChildren(next, 1);
+        EXPECT_EQ(TqUMemory::GetLiveBytes(), bytes);
+        container.BeginSet(1);
+        container.PartSet(0, NewShape(log, "part"));
+        container.EndSet();
+        EXPECT_EQ(TqUMemory::GetLiveBytes(), bytes);
+    }
+}
+
 TEST(TqOcStaticBase, TellsItsParentsThatChildrenWereReplaced)
 {
     EventLog log;
@@ -363,10 +385,12 @@ TEST(TqOcStaticBase, LinksChildrenInArrayOrderAtTheEndOfASet)
 TEST(TqOcStaticBase, CanBeSetToNothingInTwoPhases)
 {
     EventLog log;
+    PostedErrors posted;
     RecordingBase container(&log, "container");
     std::size_t const blocks = TqUMemory::GetLiveBlocks();
     container.BeginSet(0);
     container.EndSet();
+    EXPECT_EQ(posted.AsLines(), Lines{});
     EXPECT_EQ(container.GetNumChildren(), 0);
     EXPECT_EQ(log.Take(), (Lines{"Notify container 0xff"}));
     EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
@@ -1148,6 +1172,7 @@ TEST(TqOcSingleLeaf, StandsWithoutAShape)
         delete shape;
         leaf.Update();
         EXPECT_EQ(leaf.GetModified(), 0u);
+        EXPECT_TRUE(HasEmptyBox(leaf));
     }
 }
 
@@ -1273,7 +1298,23 @@ TEST(TqOcStaticGroup, KeepsAShapeAsItsOwnChildWhileItIsMarkedALeaf)
     group.AddShape(shape);
     EXPECT_EQ(ChildNames(log, group), (Lines{"new"}));
     EXPECT_TRUE(IsOnlyParent(*shape, &group));
+    EXPECT_EQ(shape->GetNumBoxCalls(), 1);
     EXPECT_EQ(log.Take(), (Lines{"Notify group 0xff"}));
+}
+
+TEST(TqOcStaticGroup, MakesANewLeafWhereTheContainingChildTakesNoFurtherShape)
+{
+    EventLog log;
+    RecordingGroup root(&log, "root");
+    root.AddChild(
+        new RecordingSingleLeaf(&log, "single", NewShape(log, "s", MakeCube(0, 0, 0, 9))));
+    root.AddChild(new PlainTraversable(MakeCube(0, 0, 0, 9), 1.0, 0, TqLPrimitiveTypes::eNONE));
+    root.Update();
+    RecordingShape* const shape = NewShape(log, "new");
+    root.AddShape(shape);
+    ASSERT_EQ(root.GetNumChildren(), 3);
+    EXPECT_EQ(ChildNames(log, *root.GetChild(2)), (Lines{"new"}));
+    EXPECT_EQ(ChildNames(log, *root.GetChild(0)), (Lines{"s"}));
 }
 
 TEST(TqOcStaticGroup, WidensBoxesOnlyWithTheNextUpdate)
@@ -1457,6 +1498,46 @@ TEST(TqOcStaticBase, PostsANegativeCountAndTakesItForNone)
     EXPECT_EQ(container.GetNumChildren(), 0);
 }
 
+TEST(TqOcStaticBase, PostsAListWithoutChildrenAndTakesItForNone)
+{
+    PostedErrors posted;
+    BareContainer container(nullptr, 2);
+    EXPECT_EQ(posted.Size(), 1);
+    EXPECT_EQ(container.GetNumChildren(), 0);
+    container.SetChildren(nullptr, 3);
+    EXPECT_EQ(posted.Size(), 2);
+    EXPECT_EQ(container.GetNumChildren(), 0);
+}
+
+TEST(TqOcStaticBase, PostsPlacesThatWereLeftEmptyAndClosesThem)
+{
+    EventLog log;
+    PostedErrors posted;
+    RecordingBase container(&log, "container");
+    container.BeginSet(4);
+    container.PartSet(1, NewShape(log, "a"));
+    container.PartSet(3, NewShape(log, "b"));
+    container.EndSet();
+    EXPECT_EQ(posted.Size(), 1);
+    EXPECT_EQ(ChildNames(log, container), (Lines{"a", "b"}));
+    EXPECT_TRUE(IsOnlyParent(*container.GetChild(1), &container));
+    container.Update();
+    EXPECT_EQ(container.GetTris(), 2u);
+}
+
+TEST(TqOcStaticBase, MayBeDestroyedBetweenBeginAndEndOfASet)
+{
+    EventLog log;
+    std::size_t const blocks = TqUMemory::GetLiveBlocks();
+    {
+        BareContainer container;
+        container.BeginSet(3);
+        container.PartSet(1, NewShape(log, "a"));
+    }
+    EXPECT_EQ(log.Take(), (Lines{"Delete a"}));
+    EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+}
+
 TEST(TqOcStaticBase, MayBeGivenItsOwnChildrenAgain)
 {
     EventLog log;
@@ -1494,4 +1575,45 @@ TEST(TqOcStaticBase, StaysAsItWasWhenMemoryIsRefused)
     EXPECT_FALSE(fresh.HasParent());
     EXPECT_EQ(container.GetModified(), 0u);
     EXPECT_EQ(log.Take(), Lines{});
+}
+
+TEST(TqOcStaticBase, LinksNoneOfItsNewChildrenWhenMemoryForOneLinkIsRefused)
+{
+    EventLog log;
+    RecordingTraversable elsewhere(&log, "elsewhere");
+    RecordingShape first(&log, "first", MakeCube(0, 0, 0, 1));
+    RecordingShape second(&log, "second", MakeCube(0, 0, 0, 1));
+    TqOcBaseTraversable* next[] = {&first, &second};
+    for (TqOcBaseTraversable* child : next) {
+        child->SetUserOwned(1);
+        child->SetSingleParent(&elsewhere); // so that a further parent takes memory
+    }
+    RecordingBase container(&log, "container");
+    container.AddChild(NewShape(log, "old"));
+    container.SetModified(0);
+    log.Clear();
+    std::size_t const blocks = TqUMemory::GetLiveBlocks();
+    int refused = 0;
+    for (int n = 1; n <= 5; ++n) {
+        SCOPED_TRACE(n);
+        RefuseAllocations refuse(n);
+        try {
+            container.SetChildren(next, 2);
+        } catch (std::bad_alloc const&) {
+            ++refused;
+            EXPECT_TRUE(IsOnlyParent(first, &elsewhere));
+            EXPECT_TRUE(IsOnlyParent(second, &elsewhere));
+            EXPECT_EQ(ChildNames(log, container), (Lines{"old"}));
+            EXPECT_EQ(container.GetModified(), 0u);
+            EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+            EXPECT_EQ(log.Take(), Lines{});
+            continue;
+        }
+        ADD_FAILURE() << "nothing was refused";
+    }
+    EXPECT_EQ(refused, 5); // the array, and a vector with its storage for each child
+    container.SetChildren(next, 2);
+    EXPECT_EQ(ChildNames(log, container), (Lines{"first", "second"}));
+    first.RemoveParent(&elsewhere);
+    second.RemoveParent(&elsewhere);
 }

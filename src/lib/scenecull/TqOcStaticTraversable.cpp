@@ -453,13 +453,13 @@ void TqOcStaticGroup::AddShape(TqOcShape* shape)
         PostError("AddShape of a null shape");
         return;
     }
+    TqLBox3f box;
+    box.MakeEmpty();
+    shape->GetShapeBox(box);
     if (IsLeaf()) {
         TqOcStaticBase::AddChild(shape);
         return;
     }
-    TqLBox3f box;
-    box.MakeEmpty();
-    shape->GetShapeBox(box);
 
     TqOcStaticBase* group = this;
     for (TqOcStaticBase* next = FindContaining(*group, box); next != nullptr;
