@@ -445,6 +445,13 @@ TEST(TqOcTravCull, TestsOnlyThePairsWhoseBitIsSet)
     EXPECT_EQ(TestBox(level, outsideX, 3), (Outcome{1, 3}));
 }
 
+TEST(TqOcTravCull, LeavesBitsAloneThatStandForNoPair)
+{
+    Level level(Parallel());
+    EXPECT_EQ(TestBox(level, MakeCube(0, 0, 0, 0.5), 0xFF), (Outcome{0, 0xF8}));
+    EXPECT_EQ(TestBox(level, MakeCube(0, 0, 0, 2), 0xF8), (Outcome{0, 0xF8}));
+}
+
 TEST(TqOcTravCull, DecidesByCornersWhereTheIntervalCannot)
 {
     Level level(Skewed());
@@ -679,6 +686,12 @@ TEST(TqOcTravCull, StretchesTheRectangleToTheSideToWhichAPointBehindTheEyeWraps)
     EXPECT_EQ(ProjectX({{-0.5, 1}, {0.5, 1}, {0, -1}}, 1), (Side{1, 1, -1.0, 1.0}));
 }
 
+TEST(TqOcTravCull, StretchesTheOneSideThatIsNotPinnedYet)
+{
+    EXPECT_EQ(ProjectX({{-2, 1}, {0.5, 1}, {0, -1}}, 1), (Side{1, 1, -1.0, 1.0}));
+    EXPECT_EQ(ProjectX({{2, 1}, {-0.5, 1}, {0, -1}}, 1), (Side{1, 1, -1.0, 1.0}));
+}
+
 TEST(TqOcTravCull, PinsASideByAPointBehindTheEyeThatLiesBeyondOnePlane)
 {
     EXPECT_EQ(ProjectX({{0.5, 1}, {5, -1}}, 1), (Side{1, 1, 0.5, 1.0}));
@@ -701,6 +714,13 @@ TEST(TqOcTravCull, DoesNotDivideByAZeroWeightOfAPointInsideAPairStillToBeTested)
     EXPECT_EQ(ProjectX({{0, 0}, {0.5, 1}}, 1), (Side{1, 0, 0.5, 0.5}));
 }
 
+TEST(TqOcTravCull, StartsFromTheOppositeSidesOfTheWindow)
+{
+    // The point of weight 0 is inside and moves nothing, so one end is where it started.
+    EXPECT_EQ(ProjectX({{0, 0}, {3, 1}}, 1), (Side{1, 1, 1.0, 1.0}));
+    EXPECT_EQ(ProjectX({{0, 0}, {-3, 1}}, 1), (Side{1, 1, -1.0, -1.0}));
+}
+
 TEST(TqOcTravCull, LetsDivisionsByAZeroWeightStandWhereThePairNeedsNoTest)
 {
     EXPECT_EQ(ProjectX({{0.5, 1}, {1, 0}}, 0), (Side{1, 0, 0.5, eINFINITY}));
@@ -713,6 +733,13 @@ TEST(TqOcTravCull, ComparesPointsBehindTheEyeByTheirWeightsWhereThePairNeedsNoTe
     // lo = hi = 0.5; then -1 * 0.5 > -2 sets lo = -2 / -1, as the comparisons stand.
     EXPECT_EQ(ProjectX({{0.5, 1}, {-2, -1}}, 0), (Side{1, 0, 2.0, 0.5}));
     EXPECT_EQ(ProjectX({{0.5, 1}, {0, -1}}, 0), (Side{1, 0, 0.5, -0.0}));
+}
+
+TEST(TqOcTravCull, LeavesAnEndThatAPointBehindTheEyeMeetsExactly)
+{
+    // w lo == c, which moves nothing; then c > w hi moves the high end.
+    EXPECT_EQ(ProjectX({{0.25, 1}, {0.5, 1}, {-0.25, -1}}, 0), (Side{1, 0, 0.25, 0.25}));
+    EXPECT_EQ(ProjectX({{0.5, 1}, {0, 0}}, 0), (Side{1, 0, 0.5, 0.5}));
 }
 
 TEST(TqOcTravCull, ProjectsLocalPointsUnderATransform)
