@@ -102,8 +102,7 @@ void ExpectFiniteAndEnclosed(SceneModel const& scene)
 
 } // namespace
 
-// ---- Good files
-// ----------------------------------------------------------------------------------
+// ---- Good files ---------------------------------------------------------------------------------
 
 TEST(ModelReader, SplitsAnObjFileIntoItsMaterials)
 {
@@ -201,8 +200,7 @@ TEST(ModelReader, LeavesOutTrianglesThatAreNotFiniteAndSaysSo)
     ExpectFiniteAndEnclosed(scene);
 }
 
-// ---- Bad files
-// -----------------------------------------------------------------------------------
+// ---- Bad files ----------------------------------------------------------------------------------
 
 TEST(ModelReader, RefusesAMissingFile)
 {
@@ -296,8 +294,7 @@ TEST(ModelReader, RefusesAPlyFileThatAnnouncesAbsurdCounts)
     ExpectRefused(folder.Write("m.ply", MakeBinaryPly(2000000000, 3)), "cut short");
 }
 
-// ---- The guard
-// -----------------------------------------------------------------------------------
+// ---- The guard ----------------------------------------------------------------------------------
 
 TEST(GuardedReader, TakesOverTheSceneOfItsChild)
 {
@@ -387,8 +384,7 @@ TEST(GuardedReader, RefusesASceneWhoseIndicesPointOutside)
     EXPECT_TRUE(scene.meshes.empty());
 }
 
-// ---- The flight
-// ----------------------------------------------------------------------------------
+// ---- The flight ---------------------------------------------------------------------------------
 
 TEST(OrbitPath, StaysFiniteForAPointAndIsEmptyForNothing)
 {

@@ -179,8 +179,7 @@ std::map<std::string, int> FindObstacles(SceneModel const& scene)
 
 } // namespace
 
-// ---- The whole tower
-// -----------------------------------------------------------------------------
+// ---- The whole tower ----------------------------------------------------------------------------
 
 TEST(TowerScene, IsTheSameForTheSameSeedAndDiffersForAnother)
 {
@@ -293,8 +292,7 @@ TEST(TowerScene, MakesATowerWhereNoCatalogueIsFound)
     EXPECT_NE(scene.note.find("generated furniture"), std::string::npos);
 }
 
-// ---- Rooms
-// ---------------------------------------------------------------------------------------
+// ---- Rooms --------------------------------------------------------------------------------------
 
 TEST(RoomLayout, PutsThirtyToSixtyPiecesIntoEveryRoom)
 {
@@ -405,8 +403,7 @@ TEST(RoomLayout, TurnsBacksToWallsAndFootprintsWithThem)
     EXPECT_DOUBLE_EQ(turned.maxZ, 21.0);
 }
 
-// ---- Choosing pieces
-// -----------------------------------------------------------------------------
+// ---- Choosing pieces ----------------------------------------------------------------------------
 
 TEST(FurnitureDeck, SortsPiecesByWhatTheyAreFor)
 {
@@ -456,8 +453,7 @@ TEST(FurnitureDeck, DealsNothingFromAnEmptyLibrary)
     EXPECT_FALSE(deck.DealForOpening(random, piece));
 }
 
-// ---- The walk
-// ------------------------------------------------------------------------------------
+// ---- The walk -----------------------------------------------------------------------------------
 
 TEST(TowerPath, MeetsNeitherWallsNorFurniture)
 {
@@ -491,8 +487,7 @@ TEST(TowerPath, GoesInsideUpAStoreyAndOutAgain)
     EXPECT_EQ(storeys.size(), 2u);
 }
 
-// ---- The generated furniture
-// ---------------------------------------------------------------------
+// ---- The generated furniture --------------------------------------------------------------------
 
 TEST(GeneratedFurniture, FillsTheSizesItStates)
 {

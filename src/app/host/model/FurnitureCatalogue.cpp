@@ -31,7 +31,7 @@ constexpr char s_packageStart[] = "sweethome3d";
 constexpr unsigned eMOST_THREADS = 8;
 constexpr std::chrono::milliseconds s_reportEvery(100);
 
-// ---- Finding -----------------------------------------------------------------------------------
+// ---- Finding ------------------------------------------------------------------------------------
 
 bool IsCatalogueName(fs::path const& path)
 {
@@ -53,8 +53,7 @@ void AddCataloguesUnder(fs::path const& directory, std::vector<std::string>& fil
     }
 }
 
-// ---- Reading one model each, on several threads
-// --------------------------------------------------
+// ---- Reading one model each, on several threads -------------------------------------------------
 
 /// One piece to read, and what became of it.
 struct Task
@@ -160,8 +159,7 @@ void ReadTasks(std::vector<std::string> const& files, std::vector<Task>& tasks,
     }
 }
 
-// ---- Listing and credits
-// -------------------------------------------------------------------------
+// ---- Listing and credits ------------------------------------------------------------------------
 
 /// What is counted on the way, for the note.
 struct Losses
@@ -254,8 +252,7 @@ void ListArchive(std::vector<std::string> const& files, size_t number, std::vect
     credits.push_back(std::move(credit));
 }
 
-// ---- Putting together
-// ----------------------------------------------------------------------------
+// ---- Putting together ---------------------------------------------------------------------------
 
 /// Gives every distinct material one number in the library.
 class MaterialTable

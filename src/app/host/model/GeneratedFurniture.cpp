@@ -13,8 +13,7 @@ namespace
 constexpr double eTURN = 6.283185307179586;
 constexpr int eVARIANTS = 4;
 
-// ---- Variants: each kind comes in a few sizes and paints
-// -----------------------------------------
+// ---- Variants: each kind comes in a few sizes and paints ----------------------------------------
 
 /// A size factor from 0.85 to 1.15.
 double GetFactor(int variant)
@@ -36,8 +35,7 @@ Paint GetCloth(int variant)
     return s_cloths[variant];
 }
 
-// ---- Building blocks
-// -----------------------------------------------------------------------------
+// ---- Building blocks ----------------------------------------------------------------------------
 
 /// Four legs under a rectangle of the given half extents, from the floor up.
 void AddLegs(MeshBuilder& builder, double halfX, double halfZ, double height, double radius)
@@ -100,8 +98,7 @@ void AddLeaves(MeshBuilder& builder, double low, double high, double spread, dou
     }
 }
 
-// ---- Kinds
-// ---------------------------------------------------------------------------------------
+// ---- Kinds --------------------------------------------------------------------------------------
 
 void MakeSeat(PieceMaker& maker, int variant, int seats, char const* name)
 {

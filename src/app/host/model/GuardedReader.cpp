@@ -67,8 +67,7 @@ constexpr uint64_t eBYTES_A_SECOND = 200000; ///< far slower than the slowest te
 constexpr uint64_t eLEAST_MEMORY = uint64_t(2) << 30;
 constexpr size_t eLEAST_PLACEMENT_BYTES = sizeof(uint32_t) + 12 * sizeof(double);
 
-// ---- What travels between the two processes
-// ------------------------------------------------------
+// ---- What travels between the two processes -----------------------------------------------------
 
 /// One step of progress, small enough for a pipe to pass on in one piece.
 struct ProgressStep
@@ -125,8 +124,7 @@ bool LoadScene(BinaryReader& stream, SceneModel& scene)
     return stream.IsAtEnd();
 }
 
-// ---- The child
-// -----------------------------------------------------------------------------------
+// ---- The child ----------------------------------------------------------------------------------
 
 void SetLimit(decltype(RLIMIT_CORE) resource, uint64_t value)
 {
@@ -181,8 +179,7 @@ void LimitChild(uint64_t numBytes)
     _exit(!file ? eNO_FILE : good ? eREAD : eREFUSED);
 }
 
-// ---- The parent
-// ----------------------------------------------------------------------------------
+// ---- The parent ---------------------------------------------------------------------------------
 
 /// A file that is removed when this goes.
 class TemporaryFile

@@ -38,7 +38,7 @@ struct Header
 
 static_assert(sizeof(Header) == 40, "stored as it is: no padding");
 
-// ---- Records ----
+// ---- Records ------------------------------------------------------------------------------------
 
 template <class Archive, class T>
 void ExchangePiece(Archive archive, T& piece)

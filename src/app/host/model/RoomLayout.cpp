@@ -79,8 +79,7 @@ bool RoomLayout::Add(FurnitureLibrary const& library, uint32_t number, Random& r
     return placed;
 }
 
-// ---- Ways to stand
-// -------------------------------------------------------------------------------
+// ---- Ways to stand ------------------------------------------------------------------------------
 
 bool RoomLayout::AddOnFloor(FurniturePiece const& piece, LaidPiece& laid, Random& random) const
 {
@@ -141,8 +140,7 @@ bool RoomLayout::AddUnderCeiling(FurniturePiece const& piece, LaidPiece& laid, R
     return false;
 }
 
-// ---- Places
-// --------------------------------------------------------------------------------------
+// ---- Places -------------------------------------------------------------------------------------
 
 /// Draws a place with the back to one of the four walls. False when the piece is longer than the
 /// wall.

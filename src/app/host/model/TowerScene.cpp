@@ -110,8 +110,15 @@ bool TowerAssembler::IsEnough(int storeys) const
                                         m_numTriangles >= m_options.minTriangles);
 }
 
-// ---- Rooms
-// ---------------------------------------------------------------------------------------
+/// Takes the placements that are new since the last call into the count.
+void TowerAssembler::CountTriangles()
+{
+    for (; m_numCounted < m_scene.placements.size(); ++m_numCounted) {
+        m_numTriangles += m_scene.meshes[m_scene.placements[m_numCounted].mesh].GetNumTriangles();
+    }
+}
+
+// ---- Rooms --------------------------------------------------------------------------------------
 
 void TowerAssembler::FurnishRoom(int storey, int room, TowerSide side, Random& random)
 {
@@ -186,8 +193,7 @@ void TowerAssembler::PlacePiece(LaidPiece const& laid)
     }
 }
 
-// ---- Clearing up
-// ---------------------------------------------------------------------------------
+// ---- Clearing up --------------------------------------------------------------------------------
 
 /// A small tower does not use every piece; what nothing points to would only be uploaded for
 /// nothing.

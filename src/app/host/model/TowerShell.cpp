@@ -73,8 +73,7 @@ void AddRail(MeshBuilder& builder, double length, double height)
 
 } // namespace
 
-// ---- Meshes
-// --------------------------------------------------------------------------------------
+// ---- Meshes -------------------------------------------------------------------------------------
 
 TowerShell::TowerShell(SceneModel& scene) : m_scene(scene)
 {
@@ -151,8 +150,7 @@ void TowerShell::MakeMeshes()
     m_stairsRail = AddMesh("stairs rail", steel, builder);
 }
 
-// ---- Pieces
-// --------------------------------------------------------------------------------------
+// ---- Pieces -------------------------------------------------------------------------------------
 
 void TowerShell::AddBlock(Stuff stuff, Triple const& min, Triple const& max)
 {
@@ -189,8 +187,7 @@ void TowerShell::AddWallZ(Stuff stuff, double floor, WallOpening const& extent, 
     }
 }
 
-// ---- Storeys
-// -------------------------------------------------------------------------------------
+// ---- Storeys ------------------------------------------------------------------------------------
 
 void TowerShell::AddStorey(int storey, std::vector<InnerOpening> const& openings)
 {
@@ -351,8 +348,7 @@ void TowerShell::AddStairWell(int storey)
     }
 }
 
-// ---- Roof and ground
-// -----------------------------------------------------------------------------
+// ---- Roof and ground ----------------------------------------------------------------------------
 
 void TowerShell::AddRoof(int storeys)
 {
