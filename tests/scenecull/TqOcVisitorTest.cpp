@@ -157,35 +157,6 @@ TEST(TqOcVisitor, SkipsTheChildrenOfAContainerThatItPrunes)
     }
 }
 
-TEST(TqOcVisitor, PrunesAtAnyNonZeroAnswer)
-{
-    class Visitor : public RecordingVisitor
-    {
-    public:
-        using RecordingVisitor::RecordingVisitor;
-
-        TqOcVisitor::Action BeginVisit(TqOcTraversable* node) override
-        {
-            RecordingVisitor::BeginVisit(node);
-            return static_cast<TqOcVisitor::Action>(2);
-        }
-    };
-
-    EventLog log;
-    Visitor visitor(&log);
-    RecordingLeaf leaf(&log, "leaf");
-    leaf.AddChild(new RecordingShape(&log, "1", MakeCube(0, 0, 0, 1)));
-    RecordingSingleLeaf single(&log, "single", new RecordingShape(&log, "2", MakeCube(0, 0, 0, 1)));
-    RecordingGroup group(&log, "group");
-    group.AddChild(new RecordingLeaf(&log, "child"));
-    log.Clear();
-    static_cast<TqOcTraversable&>(leaf).Visit(&visitor);
-    static_cast<TqOcTraversable&>(single).Visit(&visitor);
-    static_cast<TqOcTraversable&>(group).Visit(&visitor);
-    EXPECT_EQ(log.Take(), (Lines{"BeginVisit leaf", "EndVisit leaf", "BeginVisit single",
-                                 "EndVisit single", "BeginVisit group", "EndVisit group"}));
-}
-
 TEST(TqOcVisitor, GetsOnlyBeginAndEndOfAnEmptyStaticGroup)
 {
     EventLog log;
