@@ -555,6 +555,19 @@ TEST(TqOcRenderTravCull, TestsTheCornersWhereTheIntervalsCannotDecide)
     }
 }
 
+TEST(TqOcRenderTravCull, ABoxThatCrossesASideOnlyAtItsNearEndIsPinnedThere)
+{
+    View view(Perspective());
+    PlainTraversable left = MakeNode(MakeBox(-1, -0.25, -2, 0, 0.25, -0.5));
+    Score const leftScore = view.CalcPriority(left);
+    EXPECT_EQ(leftScore.data.cullBits, 1);
+    ExpectRectangle(leftScore.data, -1, -0.5, 0, 0.5);
+    PlainTraversable top = MakeNode(MakeBox(-0.25, 0, -2, 0.25, 1, -0.5));
+    Score const topScore = view.CalcPriority(top);
+    EXPECT_EQ(topScore.data.cullBits, 2);
+    ExpectRectangle(topScore.data, -0.5, 0, 0.5, 1);
+}
+
 TEST(TqOcRenderTravCull, CornersBehindTheEyeStretchTheRectangleToTheEdges)
 {
     View view(Perspective());

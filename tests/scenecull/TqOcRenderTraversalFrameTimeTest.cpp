@@ -1261,7 +1261,7 @@ TEST(TqOcRenderTraversalFrameTime, AFrameThatDidNotOverrunEntersTheHistory)
         SCOPED_TRACE(test.name);
         Frames frames;
         frames.traversal.SetTraversalFactor(0.5);
-        frames.traversal.SetLowBand(test.lowBand);
+        frames.SetBands(test.lowBand, 0.5); // an overrun would show as a factor of 0.25
         frames.context.endRenderSeconds = test.ratio;
         frames.Run(test.walk, 0, test.shapes, test.present);
         EXPECT_EQ(frames.traversal.GetTraversalFactor(),
@@ -1273,13 +1273,14 @@ TEST(TqOcRenderTraversalFrameTime, OverheadShortensWhatAFrameMayTake)
 {
     Frames frames;
     frames.traversal.SetFrameType(T::eFRAME_MEASURE_OVERHEAD);
+    frames.SetBands(1.0, 0.5);
     frames.Run(0.5);
     frames.clock.Advance(0.5);
     frames.Start();
     ASSERT_EQ(frames.traversal.GetOverheadTime(), 0.5);
     frames.traversal.SetTraversalFactor(0.5);
     frames.End(0.75, 0, 2);
-    EXPECT_EQ(frames.traversal.GetTraversalFactor(), 0.5 * 0.5 * 1.0 / 0.75);
+    EXPECT_EQ(frames.traversal.GetTraversalFactor(), 0.5 * 0.5 * 0.5 / 0.75);
 
     frames.clock.Advance(0.5);
     frames.Start();

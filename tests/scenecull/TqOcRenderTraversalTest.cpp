@@ -382,6 +382,17 @@ TEST(TqOcRenderTraversal, AMultipleOfZeroOrLessIsPostedAndChangesNothing)
     }
 }
 
+TEST(TqOcRenderTraversal, AFactorThatIsNotANumberIsPostedAndNotTaken)
+{
+    Host host;
+    host.traversal.SetTraversalFactor(0.5);
+    host.traversal.SetTraversalFactor(std::nan(""));
+    host.traversal.ChangeTraversalFactor(std::nan(""));
+    EXPECT_EQ(host.posts.Size(), 2);
+    EXPECT_EQ(host.traversal.GetTraversalFactor(), 0.5);
+    EXPECT_EQ(host.AverageWithOne(), 0.625);
+}
+
 // ---- Scale tables -------------------------------------------------------------------------------
 
 void ExpectTable(double const* table, std::vector<double> const& expected)
