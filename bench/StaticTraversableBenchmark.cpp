@@ -65,7 +65,7 @@ void PlantSizes(benchmark::internal::Benchmark* bench)
 {
     bench->ArgNames({"shapes", "leaf"})->Unit(benchmark::kMillisecond);
     for (int const shapes : {10000, 100000, 1000000}) {
-        for (int const leaf : {8, 32}) {
+        for (int const leaf : {8, 32, 100}) {
             bench->Args({shapes, leaf});
         }
     }
