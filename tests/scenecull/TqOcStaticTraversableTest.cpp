@@ -1617,3 +1617,29 @@ TEST(TqOcStaticBase, LinksNoneOfItsNewChildrenWhenMemoryForOneLinkIsRefused)
     first.RemoveParent(&elsewhere);
     second.RemoveParent(&elsewhere);
 }
+
+TEST(TqOcStaticGroup, IsUpdatedVisitedAndDestroyedAtAnyReasonableDepth)
+{
+    constexpr int eDEPTH = 2000;
+    EventLog log;
+    std::size_t const blocks = TqUMemory::GetLiveBlocks();
+    {
+        TqOcStaticGroup root;
+        TqOcStaticGroup* deepest = &root;
+        for (int i = 0; i < eDEPTH; ++i) {
+            auto* const next = new TqOcStaticGroup;
+            deepest->AddChild(next);
+            deepest = next;
+        }
+        deepest->AddShape(NewShape(log, "shape", MakeBox(1, 2, 3, 4, 5, 6)));
+        root.Update();
+        EXPECT_EQ(root.GetBoundingBox(), MakeBox(1, 2, 3, 4, 5, 6));
+        EXPECT_EQ(root.GetTris(), 1u);
+        RecordingVisitor visitor(&log);
+        visitor.Apply(&root);
+        EXPECT_EQ(log.Count("BeginVisit"), eDEPTH + 2);
+        EXPECT_EQ(log.Count("VisitShape"), 1);
+    }
+    EXPECT_EQ(log.Count("Delete"), 1);
+    EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+}

@@ -584,6 +584,24 @@ TEST(TqOcBaseTraversable, NotifiesAParentOnceForEachTimeItIsListed)
     node.RemoveParent(&parent);
 }
 
+TEST(TqOcBaseTraversable, TellsOnlyItsParentsInNotifyParents)
+{
+    EventLog log;
+    RecordingTraversable first(&log, "first");
+    RecordingTraversable second(&log, "second");
+    BaseNode node;
+    node.NotifyParents(0x08); // nobody to tell
+    node.AddParent(&first);
+    node.NotifyParents(0x08);
+    EXPECT_EQ(log.Take(), (Lines{"Notify first 0x8"}));
+    node.AddParent(&second);
+    node.NotifyParents(0x08); // also those that hold the bit already
+    EXPECT_EQ(log.Take(), (Lines{"Notify first 0x8", "Notify second 0x8"}));
+    EXPECT_EQ(node.GetModified(), 0u);
+    node.RemoveParent(&first);
+    node.RemoveParent(&second);
+}
+
 TEST(TqOcBaseTraversable, IgnoresAnEmptyNotification)
 {
     EventLog log;
