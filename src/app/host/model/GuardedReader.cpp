@@ -64,7 +64,6 @@ constexpr int eNO_FILE = 4; ///< exit status: the file could not be written
 
 constexpr uint64_t eBASE_SECONDS = 30;
 constexpr uint64_t eBYTES_A_SECOND = 200000; ///< far slower than the slowest text importer
-constexpr uint64_t eLEAST_MEMORY = uint64_t(2) << 30;
 constexpr size_t eLEAST_PLACEMENT_BYTES = sizeof(uint32_t) + 12 * sizeof(double);
 
 // ---- What travels between the two processes -----------------------------------------------------
@@ -140,6 +139,7 @@ void LimitChild(uint64_t numBytes)
     SetLimit(RLIMIT_CORE, 0);
     SetLimit(RLIMIT_CPU, eBASE_SECONDS + numBytes / eBYTES_A_SECOND);
 #if !defined(HOST_IS_SANITIZED) // sanitizers reserve address space beyond any limit
+    constexpr uint64_t eLEAST_MEMORY = uint64_t(2) << 30;
     long const pages = sysconf(_SC_PHYS_PAGES);
     long const pageSize = sysconf(_SC_PAGESIZE);
     if (pages > 0 && pageSize > 0) {
