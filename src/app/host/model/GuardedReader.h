@@ -22,7 +22,8 @@ using ReadFn = std::function<bool(SceneModel& scene, std::string& reason, Progre
 /// Calls `read` in a child process and takes over its title, note, materials, meshes and
 /// placements. Exceptions, crashes, running out of memory and taking longer than a file of
 /// `numBytes` can reasonably take all give false with one line in `reason`; `scene` is then empty.
-/// The child's messages on stderr are dropped. To be called before other threads are started.
+/// The child's messages on stderr are dropped. The child has only the calling thread: `read` must
+/// not need a lock that another thread may hold (the C library's own allocator is safe).
 /// Costs one more pass over the result.
 bool ReadGuarded(ReadFn const& read, uint64_t numBytes, SceneModel& scene, std::string& reason,
                  ProgressFn const& progress);

@@ -26,7 +26,8 @@ namespace host
 /// a ProgressFn is taken.
 using ProgressFn = std::function<void(double share, char const* what)>;
 
-/// A plain colour. `color` is linear red, green, blue and `opacity` 1 (opaque) to 0, all in [0, 1].
+/// A plain colour. `color` is red, green, blue as model files give it, without regard to
+/// gamma; `opacity` is 1 (opaque) to 0. All are in [0, 1].
 struct Material
 {
     std::string name;

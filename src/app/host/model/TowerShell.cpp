@@ -106,10 +106,10 @@ void TowerShell::MakeMeshes()
     };
 
     constexpr Paint s_paints[eNUM_STUFFS] = {
-        {"plaster", {0.86f, 0.83f, 0.77f}},  {"facade", {0.70f, 0.64f, 0.58f}},
-        {"concrete", {0.66f, 0.66f, 0.65f}}, {"parquet", {0.56f, 0.41f, 0.27f}},
+        {"plaster", {0.82f, 0.78f, 0.70f}},  {"facade", {0.56f, 0.36f, 0.28f}},
+        {"concrete", {0.60f, 0.60f, 0.58f}}, {"parquet", {0.52f, 0.36f, 0.22f}},
         {"tile", {0.55f, 0.56f, 0.58f}},     {"door leaf", {0.45f, 0.31f, 0.20f}},
-        {"lamp", {1.00f, 0.97f, 0.88f}},     {"grass", {0.36f, 0.46f, 0.26f}},
+        {"lamp", {1.00f, 0.97f, 0.88f}},     {"grass", {0.30f, 0.40f, 0.20f}},
     };
     MeshBuilder builder;
     for (int i = 0; i < eNUM_STUFFS; ++i) {
