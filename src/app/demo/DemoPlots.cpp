@@ -58,7 +58,7 @@ std::string PlotWhereabouts(std::vector<FrameRecord> const& log, std::uint64_t p
     SvgPlot plot("Where the model's triangles went", "frame", "triangles");
     plot.SetStacked(true);
     plot.AddLine("drawn", "#2f6fde", Values(log, [](FrameRecord const& f) { return f.m_tris; }));
-    plot.AddLine("culled: hidden by others", "#6b4fc8",
+    plot.AddLine("hidden by others", "#6b4fc8",
                  Values(log, [](FrameRecord const& f) { return f.m_trisOcclusion; }));
     plot.AddLine("too small", "#3aa675",
                  Values(log, [](FrameRecord const& f) { return f.m_trisArea; }));

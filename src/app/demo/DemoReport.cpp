@@ -83,13 +83,12 @@ Image MakeBudgetSheet(DemoRun const& run)
 {
     std::vector<host::SheetCell> cells;
     for (Still const& still : run.m_shares) {
-        std::string const what = still.m_budget == 0
-                                     ? "complete, triangles"
-                                     : Format("%.0f%% of the triangles", still.m_share * 100.0);
+        std::string const what =
+            still.m_budget == 0 ? "complete" : Format("%.0f%%", still.m_share * 100.0);
         cells.push_back(
             {still.m_picture,
-             Format("%s: %s, %.0f ms", what.c_str(), FormatShort(still.m_record.m_tris).c_str(),
-                    still.m_record.m_frameTime * 1e3),
+             Format("%s: %s triangles, %.0f ms", what.c_str(),
+                    FormatShort(still.m_record.m_tris).c_str(), still.m_record.m_frameTime * 1e3),
              false});
     }
     return host::MakeContactSheet(cells, 2, eSTILL_WIDTH, StillHeight(run), 2,
@@ -164,7 +163,7 @@ void AddBudget(DemoRun const& run, Image const& sheet, HtmlReport* page)
     Still const& whole = run.m_shares.front();
     page->AddHeading("Best first: one frame at shares of its cost");
     page->AddParagraph(
-        "Frame " + std::to_string(run.m_stillFrame + 1) +
+        "Frame " + std::to_string(run.m_chosen.m_shares + 1) +
         " of the flight, first drawn complete (policy \"never interactive\", stress 1, cull area " +
         Format("%g", GetDemoCullArea()) + " pixels, occlusion queries " +
         (run.m_options.m_queries ? "on" : "off") + "): " + FormatCount(whole.m_record.m_tris) +
@@ -191,7 +190,8 @@ void AddQueries(DemoRun const& run, Image const& sheet, HtmlReport* page)
 {
     page->AddHeading("Occlusion queries");
     page->AddParagraph(
-        "The same frame, complete, with and without queries. With a cull area of 0 a node is left "
+        "Frame " + std::to_string(run.m_chosen.m_queries + 1) +
+        " of the flight, complete, with and without queries. With a cull area of 0 a node is left "
         "out only if no sample of its box passed the depth test, so the pictures should be equal; "
         "a "
         "rasteriser may still let a sliver of a triangle shine through a wall at a single pixel, "

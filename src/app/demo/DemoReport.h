@@ -18,7 +18,7 @@ struct DemoRun
     DemoOptions const& m_options;
     DemoWorld const& m_world;
     FlightResult const& m_flight;
-    std::size_t m_stillFrame; ///< of the flight, counted from 0
+    ChosenFrames const& m_chosen;
     std::vector<Still> const& m_shares;
     std::vector<QueryComparison> const& m_queries;
     double m_loadSeconds;  ///< reading or assembling the model

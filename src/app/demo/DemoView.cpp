@@ -14,8 +14,8 @@ namespace
 constexpr double eVERTICAL_ANGLE = 1.05; // about 60 degrees
 constexpr double eSTEEP = 0.999;
 constexpr double eCULL_AREA = 2.0;
-constexpr double eLOW_BAND = 0.75;
-constexpr double eHIGH_BAND = 0.95;
+constexpr double eLOW_BAND = 0.85;
+constexpr double eHIGH_BAND = 1.0;
 constexpr double eMAX_STRESS = 6.0;
 constexpr double eLONG_FRAME = 600.0;
 

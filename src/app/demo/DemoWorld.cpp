@@ -15,7 +15,7 @@ namespace
 
 /// Haze makes up half of a colour at this many diagonals of the scene: enough to tell near from
 /// far.
-constexpr double eHAZE_DIAGONALS = 5.0;
+constexpr double eHAZE_DIAGONALS = 10.0;
 
 constexpr unsigned eWARM_UP_TRIS = 100000;
 

@@ -13,9 +13,15 @@ namespace
 constexpr double ePATIENT_WAIT = 2.0;
 constexpr double ePATIENT_FRAME = 60.0;
 
-/// Cost of a frame without queries, in triangles, that suits a close look.
-constexpr double eLEAST_TRIS = 2e6;
-constexpr double eMOST_TRIS = 25e6;
+/// Cost of a frame without queries, in triangles.
+struct CostRange
+{
+    double m_least;
+    double m_most;
+};
+
+constexpr CostRange s_sharesRange{30e6, 60e6};
+constexpr CostRange s_queriesRange{2e6, 12e6};
 constexpr std::size_t eMAX_CANDIDATES = 100;
 
 /// Settings that last as long as an object of this class.
@@ -48,9 +54,9 @@ class Suitability
 public:
     Suitability() = default;
 
-    Suitability(double cost, double drawn)
-        : m_distance(std::max({std::log(std::max(cost, 1.0) / eMOST_TRIS),
-                               std::log(eLEAST_TRIS / std::max(cost, 1.0)), 0.0}))
+    Suitability(double cost, CostRange const& range, double drawn)
+        : m_distance(std::max({std::log(std::max(cost, 1.0) / range.m_most),
+                               std::log(range.m_least / std::max(cost, 1.0)), 0.0}))
         , m_drawn(drawn)
     {}
 
@@ -76,22 +82,30 @@ Still Draw(DemoWorld* world, host::CameraKey const& key)
 
 } // namespace
 
-std::size_t ChooseStill(DemoWorld* world, host::CameraPath const& path, FlightResult const& flight)
+ChosenFrames ChooseFrames(DemoWorld* world, host::CameraPath const& path,
+                          FlightResult const& flight)
 {
     std::size_t const frames = flight.m_log.size();
     std::size_t const step =
         std::max<std::size_t>((frames + eMAX_CANDIDATES - 1) / eMAX_CANDIDATES, 1);
-    std::size_t best = 0;
-    Suitability most;
+    ChosenFrames chosen;
+    Suitability shares;
+    Suitability queries;
     for (std::size_t frame = 0; frame < frames; frame += step) {
-        Suitability const suitability(world->CountFrame(GetFlightKey(path, frame, frames)),
-                                      flight.m_log[frame].m_tris);
-        if (frame == 0 || most < suitability) {
-            best = frame;
-            most = suitability;
+        double const cost = world->CountFrame(GetFlightKey(path, frame, frames));
+        double const drawn = flight.m_log[frame].m_tris;
+        Suitability const forShares(cost, s_sharesRange, drawn);
+        Suitability const forQueries(cost, s_queriesRange, drawn);
+        if (frame == 0 || shares < forShares) {
+            shares = forShares;
+            chosen.m_shares = frame;
+        }
+        if (frame == 0 || queries < forQueries) {
+            queries = forQueries;
+            chosen.m_queries = frame;
         }
     }
-    return best;
+    return chosen;
 }
 
 std::vector<Still> DrawShares(DemoWorld* world, host::CameraKey const& key, bool queries,

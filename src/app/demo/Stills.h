@@ -32,11 +32,19 @@ struct QueryComparison
     host::ImageDifference m_difference;
 };
 
-/// Chooses the frame of a flight that is looked at closely: of those whose cost without queries is
-/// dear enough to tell something and cheap enough to be drawn several times, the one of which the
-/// flight drew most; where there is none, the one whose cost comes nearest.
-/// @return its number, counted from 0
-std::size_t ChooseStill(DemoWorld* world, host::CameraPath const& path, FlightResult const& flight);
+/// The frames of a flight that are looked at closely, as positions in its log.
+struct ChosenFrames
+{
+    std::size_t m_shares = 0;  ///< to be drawn at shares of its cost
+    std::size_t m_queries = 0; ///< to be drawn with and without occlusion queries
+};
+
+/// Counts what the frames of a flight would cost without queries and chooses two: a dear one for
+/// shares, a cheaper one, which can be drawn several times in full, for queries. Of all frames in
+/// the wanted range of cost it takes the one of which the flight drew most; where there is none,
+/// the one whose cost comes nearest.
+ChosenFrames ChooseFrames(DemoWorld* world, host::CameraPath const& path,
+                          FlightResult const& flight);
 
 /// The complete frame first, then the same at the given shares of its triangles.
 /// @param queries  whether occlusion queries are used

@@ -102,16 +102,17 @@ int Run(DemoOptions const& options)
     host::CameraPath const path(world.GetModel().path);
     FlightResult const flight = Fly(&world, path, options);
     ProgressLine line;
-    line.Show(0.0, "choosing a frame");
-    std::size_t const stillFrame = ChooseStill(&world, path, flight);
-    host::CameraKey const still = GetFlightKey(path, stillFrame, flight.m_log.size());
+    line.Show(0.0, "choosing frames to look at closely");
+    ChosenFrames const chosen = ChooseFrames(&world, path, flight);
+    std::size_t const frames = flight.m_log.size();
     line.Show(0.2, "one frame, complete and at 5, 10 and 25 % of its cost");
-    std::vector<Still> const shares =
-        DrawShares(&world, still, options.m_queries, {0.05, 0.10, 0.25});
-    line.Show(0.5, "the same frame with and without occlusion queries");
+    std::vector<Still> const shares = DrawShares(
+        &world, GetFlightKey(path, chosen.m_shares, frames), options.m_queries, {0.05, 0.10, 0.25});
+    line.Show(0.5, "one frame with and without occlusion queries");
+    host::CameraKey const queried = GetFlightKey(path, chosen.m_queries, frames);
     std::vector<QueryComparison> queries;
-    queries.push_back(CompareQueries(&world, still, 0.0));
-    queries.push_back(CompareQueries(&world, still, GetDemoCullArea()));
+    queries.push_back(CompareQueries(&world, queried, 0.0));
+    queries.push_back(CompareQueries(&world, queried, GetDemoCullArea()));
     for (QueryComparison const& comparison : queries) {
         char text[256];
         std::snprintf(text, sizeof text,
@@ -126,8 +127,7 @@ int Run(DemoOptions const& options)
         line.Print(text);
     }
     line.Show(0.8, "writing the report");
-    DemoRun const run{options, world,   flight,      stillFrame,
-                      shares,  queries, loadSeconds, Now() - start};
+    DemoRun const run{options, world, flight, chosen, shares, queries, loadSeconds, Now() - start};
     std::string const report = WriteReport(run, &problem);
     line.Clear();
     if (report.empty()) {

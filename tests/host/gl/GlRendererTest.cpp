@@ -67,14 +67,23 @@ TqLBox3f Box(double x, double y, double z, double half)
     return TqLBox3f(TqLPos3f(x - half, y - half, z - half), TqLPos3f(x + half, y + half, z + half));
 }
 
+/// One display for all tests, never closed: closing it unloads the driver, which then takes the
+/// names of its own leaks along, and opening it again takes long.
+host::EglDisplay* OpenDisplay(std::string* problem)
+{
+    static std::string s_problem;
+    static host::EglDisplay* const s_display = host::EglDisplay::Open(&s_problem).release();
+    *problem = s_problem;
+    return s_display;
+}
+
 class GlRendererTest : public testing::Test
 {
 protected:
     void SetUp() override
     {
         std::string problem;
-        m_display = host::EglDisplay::Open(&problem);
-        if (m_display == nullptr) {
+        if (OpenDisplay(&problem) == nullptr) {
             GTEST_SKIP() << "no OpenGL on this machine: " << problem;
         }
         ASSERT_TRUE(m_gl.Load(host::EglDisplay::GetProcAddress, &problem)) << problem;
@@ -108,7 +117,6 @@ protected:
         return m_framebuffer->ReadImage();
     }
 
-    std::unique_ptr<host::EglDisplay> m_display;
     host::GlFunctions m_gl;
     std::unique_ptr<host::GlFramebuffer> m_framebuffer;
     std::unique_ptr<host::GlMeshStore> m_meshes;
@@ -287,8 +295,7 @@ TEST_F(GlRendererTest, StopsAskingWhenTheFrameHasWaitedEnough)
 TEST(GlFramebuffer, RefusesImpossibleSizes)
 {
     std::string problem;
-    std::unique_ptr<host::EglDisplay> const display = host::EglDisplay::Open(&problem);
-    if (display == nullptr) {
+    if (OpenDisplay(&problem) == nullptr) {
         GTEST_SKIP() << "no OpenGL on this machine: " << problem;
     }
     host::GlFunctions gl;
