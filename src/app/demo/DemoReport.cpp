@@ -287,12 +287,14 @@ std::string WriteReport(DemoRun const& run, std::string* problem)
     AddQueries(run, queries, &page);
     AddCredits(run, &page);
     std::string const path = folder + "report.html";
-    bool const written = host::WritePngFile(folder + "contact.png", frames, problem) &&
-                         host::WritePngFile(folder + "budget.png", budget, problem) &&
-                         host::WritePngFile(folder + "queries.png", queries, problem) &&
-                         host::WriteTextFile(folder + "frames.csv",
-                                             host::FramesToCsv(run.m_flight.m_log), problem) &&
-                         host::WriteTextFile(path, page.ToHtml(), problem);
+    bool const written =
+        host::WritePngFile(folder + "contact.png", frames, problem) &&
+        host::WritePngFile(folder + "budget.png", budget, problem) &&
+        host::WritePngFile(folder + "frame.png", run.m_shares.front().m_picture, problem) &&
+        host::WritePngFile(folder + "queries.png", queries, problem) &&
+        host::WriteTextFile(folder + "frames.csv", host::FramesToCsv(run.m_flight.m_log),
+                            problem) &&
+        host::WriteTextFile(path, page.ToHtml(), problem);
     return written ? path : std::string();
 }
 

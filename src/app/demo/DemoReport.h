@@ -29,7 +29,8 @@ struct DemoRun
 /// @return false with one line in @p problem.
 bool PrepareFolder(std::string const& folder, std::string* problem);
 
-/// Writes contact.png, budget.png, queries.png, frames.csv and report.html.
+/// Writes contact.png (the flight), frame.png (one frame, complete), budget.png (the same at shares
+/// of its cost), queries.png, frames.csv and report.html.
 /// @return the path of the page, or an empty one with one line in @p problem.
 std::string WriteReport(DemoRun const& run, std::string* problem);
 
