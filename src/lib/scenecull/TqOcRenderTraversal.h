@@ -235,9 +235,9 @@ public:
     double GetHighLoad() const { return m_highLoad; }
     void SetHighLoad(double load) { m_highLoad = load; }
 
-    /// Clamps of the stress. Defaults 1 and 16. The first interactive frame has load 0, so with a
-    /// MinStress of 0 the stress would become 0, stay so, and every conversion to pixels would be
-    /// infinite: keep it above 0.
+    /// Clamps of the stress. Defaults 1 and 16. Keep MinStress above 0: the first interactive frame
+    /// has load 0, which would bring the stress to 0 and every conversion to pixels to infinity,
+    /// until a frame is overloaded.
     double GetMinStress() const { return m_minStress; }
     void SetMinStress(double stress) { m_minStress = stress; }
     double GetMaxStress() const { return m_maxStress; }

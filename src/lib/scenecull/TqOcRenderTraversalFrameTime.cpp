@@ -51,7 +51,7 @@ double Difference(std::uint32_t a, std::uint32_t b)
 
 double ClampedFactor(double factor)
 {
-    return factor <= 0.0 || factor > 1.0 ? 1.0 : factor;
+    return factor > 0.0 && factor <= 1.0 ? factor : 1.0; // 1 for a NaN, too
 }
 
 } // namespace

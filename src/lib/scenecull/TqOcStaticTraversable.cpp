@@ -53,7 +53,11 @@ class ArrayHolder
 {
 public:
     explicit ArrayHolder(int count)
-        : m_children(AllocArray(count))
+        : ArrayHolder(AllocArray(count), count)
+    {
+    }
+    ArrayHolder(Child* children, int count)
+        : m_children(children)
         , m_count(count)
     {
     }
@@ -259,12 +263,16 @@ void TqOcStaticBase::PartSet(int i, TqOcBaseTraversable* child)
 
 void TqOcStaticBase::EndSet()
 {
-    Child* const end = std::remove(m_children, m_children + m_numChildren, nullptr);
-    if (end != m_children + m_numChildren) {
-        PostError("EndSet with places that PartSet left empty");
-        m_numChildren = static_cast<int>(end - m_children);
+    int const count = m_numChildren;
+    ArrayHolder array(m_children, count); // set aside: nothing is linked yet, and linking may fail
+    ResetWithoutChildren();
+    if (std::count(array.Get(), array.Get() + count, nullptr) != 0) {
+        InitChildren(array.Get(), count); // posts, and closes the gaps
+    } else {
+        LinkAll(this, array.Get(), count);
+        m_children = array.Release();
+        m_numChildren = count;
     }
-    LinkAll(this, m_children, m_numChildren);
     Notify(eMODIFIED_ALL);
 }
 
@@ -328,6 +336,11 @@ void TqOcStaticBase::DeleteChild(int i)
 void TqOcStaticBase::ResetToEmptyCallerHandlesChildren()
 {
     FreeArray(m_children, m_numChildren);
+    ResetWithoutChildren();
+}
+
+void TqOcStaticBase::ResetWithoutChildren()
+{
     m_children = nullptr;
     m_numChildren = 0;
 }

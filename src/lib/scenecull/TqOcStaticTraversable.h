@@ -31,7 +31,8 @@ public:
 
     /// SetChildren in two phases, for a caller that makes the children one by one: BeginSet lets the
     /// present ones go and makes room for `count`, PartSet puts one in place (each place once, none
-    /// left out), EndSet links them and notifies.
+    /// left out), EndSet links them and notifies. Places left out are posted and closed up. When
+    /// memory is refused EndSet leaves the container empty and the children untouched.
     void BeginSet(int count);
     void PartSet(int i, TqOcBaseTraversable* child);
     void EndSet();
@@ -81,7 +82,7 @@ private:
     template <class Node>
     void InitChildren(Node* const* children, int count);
     void DeleteChildren();
-    void LinkChildren();
+    void ResetWithoutChildren();
 
     // Data; the order is part of the binary interface.
     TqOcBaseTraversable** m_children = nullptr;
