@@ -36,6 +36,7 @@ class Context : public TqOcContext
 {
 public:
     void CompletedRenderTraversal() override { ++m_completed; }
+
     int m_completed = 0;
 };
 
