@@ -9,13 +9,17 @@
 struct Crate : TqOcShape
 {
     explicit Crate(double z) : TqOcShape(1.0, 12, TqLPrimitiveTypes::eTRIANGLES), m_z(z) {}
+
     void GetShapeBox(TqLBox3f& box) override { box = {{-1, -1, m_z - 1}, {1, 1, m_z + 1}}; }
+
     void RenderShape(TqOcRenderTraversal* frame) override // draw here, and count what was drawn
     {
         frame->IncShapesRendered(1);
         frame->IncTrisRendered(GetTris());
     }
+
     void PickShape(TqOcPickFrustumTraversal*) override {}
+
     double m_z;
 };
 
@@ -28,7 +32,7 @@ int main()
         builder.Append(new Crate(2000.0 - 5.0 * i)); // the hierarchy will own it
     }
     std::unique_ptr<TqOcTraversable> root(builder.End());
-    TqOcContext context;                                       // a window of 1000 x 1000 pixels
+    TqOcContext context; // a window of 1000 x 1000 pixels
     TqOcPrioritizedTraversal frame(&context);
     frame.SetViewFrustum(TqLFrustum3f(1.0, 1.0, 1.0, 5000.0)); // from the origin along -z
     frame.SetFrameId(1);                                       // new, and not 0, for every frame

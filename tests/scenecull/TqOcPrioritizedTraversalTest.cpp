@@ -1,9 +1,9 @@
 #include "scenecull/TqOcPrioritizedTraversal.h"
 
-#include "scenecull/internal/TqOcBestFirstWalk.h"
-
 #include "support/AllocationCounter.h"
 #include "support/WalkStage.h"
+
+#include "scenecull/internal/TqOcBestFirstWalk.h"
 
 #include "scenecull/TqOcHierarchyBuilder.h"
 
@@ -31,7 +31,9 @@ public:
     {
         walk.SetDynamicPriorityCallback(&Priorities::Call, this);
     }
+
     void Set(TqOcTraversable const* node, double priority) { m_priorities[node] = priority; }
+
     void Cull(TqOcTraversable const* node) { m_culled.insert(node); }
 
 private:
@@ -95,9 +97,8 @@ TEST(TqOcPrioritizedTraversal, CallsTheContextInTheOrderOfAFrame)
     WalkStage stage;
     stage.SetRoot({stage.Leaf("a", 1.0)});
     stage.Frame();
-    EXPECT_EQ(stage.log.Get(),
-              (Lines{"StartRender", "GetWindowSize", "PrioritizedShape a",
-                     "CompletedRenderTraversal", "EndRender"}));
+    EXPECT_EQ(stage.log.Get(), (Lines{"StartRender", "GetWindowSize", "PrioritizedShape a",
+                                      "CompletedRenderTraversal", "EndRender"}));
 }
 
 TEST(TqOcPrioritizedTraversal, PostsANullRootAndRunsNothing)
@@ -106,7 +107,8 @@ TEST(TqOcPrioritizedTraversal, PostsANullRootAndRunsNothing)
     PostedErrors posts;
     stage.walk.Apply(nullptr);
     stage.walk.AsyncApply(nullptr);
-    EXPECT_EQ(posts.AsLines(), (Lines(2, "1 TqOcTraversal: A traversal was applied to a null root")));
+    EXPECT_EQ(posts.AsLines(),
+              (Lines(2, "1 TqOcTraversal: A traversal was applied to a null root")));
     EXPECT_EQ(stage.log.Get(), Lines());
 }
 
@@ -140,7 +142,8 @@ TEST(TqOcPrioritizedTraversal, TakesNothingFromTheHeapAfterTheFirstFrame)
     TqOcFlatHierarchyBuilder flat;
     TqOcStaticHierarchyBuilder builder(4);
     for (int i = 0; i < 500; ++i) {
-        (i % 2 == 0 ? builder.Append(stage.Shape("s", 1.0 + i)) : flat.Append(stage.Shape("f", 1.0 + i)));
+        (i % 2 == 0 ? builder.Append(stage.Shape("s", 1.0 + i))
+                    : flat.Append(stage.Shape("f", 1.0 + i)));
     }
     stage.SetRoot({builder.End(), flat.End()});
     TqOcContext quiet; // the recorder writes lines, which come from the heap
@@ -177,7 +180,8 @@ TEST(TqOcPrioritizedTraversal, WalksAndDeletesATreeOfAThousandLevels)
 TEST(TqOcPrioritizedTraversal, DrawsNearestFirst)
 {
     WalkStage stage;
-    stage.SetRoot({stage.Leaf("c", 3.0), stage.Leaf("a", 1.0), stage.Leaf("d", 4.0), stage.Leaf("b", 2.0)});
+    stage.SetRoot(
+        {stage.Leaf("c", 3.0), stage.Leaf("a", 1.0), stage.Leaf("d", 4.0), stage.Leaf("b", 2.0)});
     EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c", "d"}));
 }
 
@@ -206,10 +210,11 @@ TEST(TqOcPrioritizedTraversal, KeepsALevelsBoundForItsLaterTurns)
 {
     // Lowering the level's own bound to its second child's priority would put it off after that.
     WalkStage stage;
-    stage.SetRoot({WalkStage::Group({stage.Leaf("1", 1.0), stage.Leaf("2", 2.0), stage.Leaf("3", 3.0),
-                                     stage.Leaf("4", 4.0)}),
+    stage.SetRoot({WalkStage::Group({stage.Leaf("1", 1.0), stage.Leaf("2", 2.0),
+                                     stage.Leaf("3", 3.0), stage.Leaf("4", 4.0)}),
                    WalkStage::Group({stage.Leaf("10", 10.0), stage.Leaf("11", 11.0)})});
-    auto* const first = static_cast<ActingGroup*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    auto* const first =
+        static_cast<ActingGroup*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
     int turns = 0;
     first->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
         ++turns;
@@ -225,18 +230,20 @@ TEST(TqOcPrioritizedTraversal, StaysInABranchWithinTheSortSlack)
         stage.SetRoot({WalkStage::Group({stage.Leaf("a1", 1.0), stage.Leaf("a3", 3.0)}),
                        WalkStage::Group({stage.Leaf("b2", 2.0), stage.Leaf("b4", 4.0)})});
     };
+
     struct Row
     {
         double slack;
         double start;
         Lines order;
     };
+
     Lines const strict = {"a1", "b2", "a3", "b4"};
     Lines const slack = {"a1", "a3", "b2", "b4"};
     Lines const late = {"a1", "b2", "b4", "a3"}; // bounds of 2 get no slack, those of 3 do
-    for (Row const& row :
-         {Row{0.0, 0.0, strict}, Row{1.0, 0.0, slack}, Row{0.5, 0.0, strict}, Row{-5.0, 0.0, strict},
-          Row{1.0, 2.0, late}, Row{1.0, 1.5, slack}, Row{s_nan, 0.0, strict}}) {
+    for (Row const& row : {Row{0.0, 0.0, strict}, Row{1.0, 0.0, slack}, Row{0.5, 0.0, strict},
+                           Row{-5.0, 0.0, strict}, Row{1.0, 2.0, late}, Row{1.0, 1.5, slack},
+                           Row{s_nan, 0.0, strict}}) {
         WalkStage stage;
         makeRoot(stage);
         stage.walk.SetSortSlack(row.slack);
@@ -273,7 +280,8 @@ TEST(TqOcPrioritizedTraversal, TakesAPriorityThatIsNoNumberAsTheLast)
 TEST(TqOcPrioritizedTraversal, NeitherDrawsNorLoopsOnANodeWithANanBox)
 {
     WalkStage stage;
-    auto* const shape = new ActingShape(&stage.log, "nan", MakeBox(-1.0, -1.0, s_nan, 1.0, 1.0, -5.0));
+    auto* const shape =
+        new ActingShape(&stage.log, "nan", MakeBox(-1.0, -1.0, s_nan, 1.0, 1.0, -5.0));
     stage.SetRoot({stage.Leaf("a", 1.0), new TqOcSingleLeaf(shape), stage.Leaf("b", 2.0)});
     EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
     EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), 1U);
@@ -282,8 +290,9 @@ TEST(TqOcPrioritizedTraversal, NeitherDrawsNorLoopsOnANodeWithANanBox)
 TEST(TqOcPrioritizedTraversal, DrawsANodeOfInfiniteExtent)
 {
     WalkStage stage;
-    auto* const shape = new ActingShape(
-        &stage.log, "ground", MakeBox(-s_infinity, -2.0, -s_infinity, s_infinity, -1.0, s_infinity));
+    auto* const shape =
+        new ActingShape(&stage.log, "ground",
+                        MakeBox(-s_infinity, -2.0, -s_infinity, s_infinity, -1.0, s_infinity));
     stage.SetRoot({stage.Leaf("a", 1.0), new TqOcSingleLeaf(shape)});
     EXPECT_EQ(stage.Frame(), (Lines{"ground", "a"}));
 }
@@ -349,8 +358,9 @@ TEST(TqOcPrioritizedTraversal, HandsOutTheCurrentStateOnlyDuringATurn)
     auto* const leaf = stage.Leaf("a", 1.0);
     stage.SetRoot({leaf});
     TqOcTravState* during = nullptr;
-    WalkStage::ShapeOf(leaf)->onTurn
-        = [&](TqOcPrioritizedTraversal* walk) { during = walk->GetCurrTravState(); };
+    WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal* walk) {
+        during = walk->GetCurrTravState();
+    };
     EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
     stage.Frame();
     EXPECT_NE(during, nullptr);
@@ -366,7 +376,8 @@ TEST(TqOcPrioritizedTraversal, MarksTheNodesOnThePathAndOnlyThose)
     stage.SetRoot({group, other});
     Lines marks;
     WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) {
-        for (TqOcTraversable* const node : {stage.root.get(), (TqOcTraversable*)group, (TqOcTraversable*)other}) {
+        for (TqOcTraversable* const node :
+             {stage.root.get(), (TqOcTraversable*)group, (TqOcTraversable*)other}) {
             marks.push_back(node->IsTraversed() ? "on" : "off");
         }
     };
@@ -387,7 +398,8 @@ TEST(TqOcPrioritizedTraversal, CollapsesChainsOfOnlyChildren)
     priorities.Set(leaf, 77.0); // never asked: the record keeps what it knows of the topmost
     EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
     EXPECT_EQ(WalkStage::ShapeOf(leaf)->lastData.priority, 3.0);
-    for (TqOcTraversable* const node : {(TqOcTraversable*)outer, (TqOcTraversable*)inner, (TqOcTraversable*)leaf}) {
+    for (TqOcTraversable* const node :
+         {(TqOcTraversable*)outer, (TqOcTraversable*)inner, (TqOcTraversable*)leaf}) {
         EXPECT_EQ(node->GetHysteresisId(), stage.frameId);
         EXPECT_EQ(node->GetFrameId(), stage.frameId) << "what is passed over has been dealt with";
     }
@@ -425,7 +437,8 @@ TEST(TqOcPrioritizedTraversal, DoesNotCollapseAnOnlyChildUnderAnotherCullObject)
     auto* const leaf = stage.Leaf("a", 5.0);
     auto* const group = WalkStage::Group({leaf});
     group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
-        auto* const cull = state->TransformedCull(walk, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -4.0)));
+        auto* const cull =
+            state->TransformedCull(walk, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -4.0)));
         state->Append(walk, leaf, cull);
         return TqOcBaseTraversable::eAPPENDED;
     };
@@ -455,10 +468,10 @@ TEST(TqOcPrioritizedTraversal, ScoresChildrenUnderAnotherFrustumWithAllCullBits)
 {
     WalkStage stage;
     // Wholly inside the view, but outside the right half of it.
-    auto* const left = new TqOcSingleLeaf(
-        new ActingShape(&stage.log, "left", MakeCube(-0.6, 0.0, -4.0, 0.1)));
-    auto* const right = new TqOcSingleLeaf(
-        new ActingShape(&stage.log, "right", MakeCube(0.6, 0.0, -4.0, 0.1)));
+    auto* const left =
+        new TqOcSingleLeaf(new ActingShape(&stage.log, "left", MakeCube(-0.6, 0.0, -4.0, 0.1)));
+    auto* const right =
+        new TqOcSingleLeaf(new ActingShape(&stage.log, "right", MakeCube(0.6, 0.0, -4.0, 0.1)));
     auto* const group = WalkStage::Group({left, right});
     stage.SetRoot({group});
     EXPECT_EQ(stage.Frame(), (Lines{"left", "right"}));
@@ -554,6 +567,7 @@ TEST(TqOcPrioritizedTraversal, HidesEveryQueriedNodeWithAContextThatBeginsButDoe
             return reinterpret_cast<TqOcOcclusionQuery*>(this);
         }
     };
+
     WalkStage stage;
     MakeRow(stage);
     BeginsOnly context;
@@ -570,6 +584,7 @@ TEST(TqOcPrioritizedTraversal, TakesANodeAsOccludedUpToTheCullArea)
         unsigned int edge;
         bool isDrawn;
     };
+
     for (Row const& row :
          {Row{0.0, 0, false}, Row{1.0, 1, false}, Row{0.99, 1, true}, Row{1.0, 2, true},
           Row{4.0, 2, false}, Row{3.99, 2, true}, Row{-1.0, 0, false}, Row{1.0, 65535, true},
@@ -599,7 +614,8 @@ TEST(TqOcPrioritizedTraversal, StampsAnOccludedNodeWithTheFrameButNotTheHysteres
     stage.context.querySamples = 0;
     EXPECT_EQ(stage.Frame(), Lines{"a"});
     EXPECT_EQ(stage.walk.GetTrisOcclusionCulled(), 50U);
-    TqOcTraversable const* const hidden = static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(1);
+    TqOcTraversable const* const hidden =
+        static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(1);
     EXPECT_EQ(hidden->GetFrameId(), stage.frameId);
     EXPECT_EQ(hidden->GetHysteresisId(), 0U);
 }
@@ -672,8 +688,11 @@ TEST(TqOcPrioritizedTraversal, AbortsTheQueriesThatAClippedFrameLeavesOpen)
 {
     WalkStage stage;
     MakeRow(stage);
-    auto* const first = static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
-    WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    auto* const first =
+        static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->ForceFrameClipped();
+    };
     EXPECT_EQ(stage.Frame(), Lines{"a"});
     EXPECT_EQ(stage.log.Filtered("AbortOcclusionQuery"), Lines{"AbortOcclusionQuery 1"});
     EXPECT_EQ(stage.context.GetNumOpenQueries(), 0);
@@ -687,7 +706,9 @@ TEST(TqOcPrioritizedTraversal, UnwindsToTheRootWhenTheFrameIsClipped)
     auto* const stop = stage.Leaf("stop", 1.0);
     auto* const group = WalkStage::Group({stop, stage.Leaf("b", 2.0)});
     stage.SetRoot({WalkStage::Group({group, stage.Leaf("c", 3.0)}), stage.Leaf("d", 4.0)});
-    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->ForceFrameClipped();
+    };
     EXPECT_EQ(stage.Frame(), Lines{"stop"});
     EXPECT_TRUE(stage.walk.IsFrameClipped());
     EXPECT_FALSE(stage.IsAnyMarked());
@@ -722,7 +743,8 @@ TEST(TqOcPrioritizedTraversal, ClipsAnInteractiveFrameWhenItsTimeIsUp)
     WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal*) { clock.Advance(0.2); };
     EXPECT_EQ(stage.Frame(), (Lines{"a", "slow"}));
     EXPECT_TRUE(stage.walk.IsFrameClipped());
-    EXPECT_EQ(stage.log.Count("PostRedrawRequest"), 0) << "every frame is interactive: the next one comes";
+    EXPECT_EQ(stage.log.Count("PostRedrawRequest"), 0)
+        << "every frame is interactive: the next one comes";
     EXPECT_EQ(stage.walk.GetLoad(), 2.0);
 }
 
@@ -804,9 +826,11 @@ TEST(TqOcPrioritizedTraversal, RaisesTheTargetWhenItIsReachedWithinTheLowBand)
     WalkStage stage;
     stage.SetRoot({stage.Leaf("a", 1.0, 10), stage.Leaf("b", 2.0, 20), stage.Leaf("c", 3.0, 30)});
     stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
-    auto* const first = static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
-    WalkStage::ShapeOf(first)->onTurn
-        = [](TqOcPrioritizedTraversal* walk) { walk->LowTarget(0.0, 4); }; // a target of 5
+    auto* const first =
+        static_cast<TqOcSingleLeaf*>(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0));
+    WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->LowTarget(0.0, 4);
+    }; // a target of 5
     EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
     EXPECT_EQ(stage.walk.GetTriangleTarget(), 61U) << "raised to one more than drawn, each time";
     EXPECT_FALSE(stage.walk.IsFrameClipped());
@@ -815,6 +839,7 @@ TEST(TqOcPrioritizedTraversal, RaisesTheTargetWhenItIsReachedWithinTheLowBand)
 TEST(TqOcPrioritizedTraversal, ClipsFramesThatAreNotInteractiveOnlyWhenInterrupted)
 {
     using Traversal = TqOcRenderTraversal;
+
     struct Row
     {
         Traversal::Policy policy;
@@ -822,12 +847,16 @@ TEST(TqOcPrioritizedTraversal, ClipsFramesThatAreNotInteractiveOnlyWhenInterrupt
         int pending;
         bool isClipped;
     };
-    for (Row const& row :
-         {Row{Traversal::eCOUNT_INTERACTIVE, false, 1, false}, Row{Traversal::eCOUNT_INTERACTIVE, true, 0, true},
-          Row{Traversal::eAUTO_INTERACTIVE, false, 0, false}, Row{Traversal::eAUTO_INTERACTIVE, false, 1, true},
-          Row{Traversal::eAUTO_INTERACTIVE, true, 0, true}, Row{Traversal::eINTERRUPTIBLE, false, 1, true},
-          Row{Traversal::eINTERRUPTIBLE, true, 0, false}, Row{Traversal::eNEVER_INTERACTIVE, true, 1, false},
-          Row{static_cast<Traversal::Policy>(9), true, 1, false}}) {
+
+    for (Row const& row : {Row{Traversal::eCOUNT_INTERACTIVE, false, 1, false},
+                           Row{Traversal::eCOUNT_INTERACTIVE, true, 0, true},
+                           Row{Traversal::eAUTO_INTERACTIVE, false, 0, false},
+                           Row{Traversal::eAUTO_INTERACTIVE, false, 1, true},
+                           Row{Traversal::eAUTO_INTERACTIVE, true, 0, true},
+                           Row{Traversal::eINTERRUPTIBLE, false, 1, true},
+                           Row{Traversal::eINTERRUPTIBLE, true, 0, false},
+                           Row{Traversal::eNEVER_INTERACTIVE, true, 1, false},
+                           Row{static_cast<Traversal::Policy>(9), true, 1, false}}) {
         FakeClock clock;
         WalkStage stage;
         auto* const slow = stage.Leaf("slow", 1.0);
@@ -842,7 +871,8 @@ TEST(TqOcPrioritizedTraversal, ClipsFramesThatAreNotInteractiveOnlyWhenInterrupt
         };
         stage.Frame();
         EXPECT_EQ(stage.walk.IsFrameClipped() != 0, row.isClipped)
-            << "policy " << row.policy << ", count " << row.startInteractive << ", pending " << row.pending;
+            << "policy " << row.policy << ", count " << row.startInteractive << ", pending "
+            << row.pending;
     }
 }
 
@@ -957,6 +987,7 @@ TEST(TqOcPrioritizedTraversal, ClipsTheEndRenderAtOnceWhenNothingIsLeft)
 TEST(TqOcPrioritizedTraversal, DecidesTheEndRenderByPolicy)
 {
     using Traversal = TqOcRenderTraversal;
+
     struct Row
     {
         Traversal::Policy policy;
@@ -964,10 +995,13 @@ TEST(TqOcPrioritizedTraversal, DecidesTheEndRenderByPolicy)
         bool isClipped;
         int shown;
     };
+
     for (Row const& row :
-         {Row{Traversal::eNEVER_INTERACTIVE, 1, false, 0}, Row{Traversal::eINTERRUPTIBLE, 0, false, 0},
-          Row{Traversal::eINTERRUPTIBLE, 1, true, 0}, Row{Traversal::eCOUNT_INTERACTIVE, 1, false, 1},
-          Row{Traversal::eAUTO_INTERACTIVE, 1, true, 1}, Row{Traversal::eAUTO_INTERACTIVE, 0, false, 1},
+         {Row{Traversal::eNEVER_INTERACTIVE, 1, false, 0},
+          Row{Traversal::eINTERRUPTIBLE, 0, false, 0}, Row{Traversal::eINTERRUPTIBLE, 1, true, 0},
+          Row{Traversal::eCOUNT_INTERACTIVE, 1, false, 1},
+          Row{Traversal::eAUTO_INTERACTIVE, 1, true, 1},
+          Row{Traversal::eAUTO_INTERACTIVE, 0, false, 1},
           Row{Traversal::eALWAYS_INTERACTIVE, 0, true, 0}}) {
         FakeClock clock;
         WalkStage stage;
@@ -982,7 +1016,8 @@ TEST(TqOcPrioritizedTraversal, DecidesTheEndRenderByPolicy)
             clipped = stage.walk.IsEndRenderClipped();
         };
         stage.Frame();
-        EXPECT_EQ(clipped != 0, row.isClipped) << "policy " << row.policy << ", pending " << row.pending;
+        EXPECT_EQ(clipped != 0, row.isClipped)
+            << "policy " << row.policy << ", pending " << row.pending;
         EXPECT_EQ(stage.log.Count("ShowRender"), row.shown) << "policy " << row.policy;
     }
 }
@@ -1005,8 +1040,9 @@ TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenAShapeThrows)
 {
     WalkStage stage;
     auto* const bad = stage.Leaf("bad", 2.0);
-    stage.SetRoot({WalkStage::Group({WalkStage::Group({stage.Leaf("a", 1.0), bad}), stage.Leaf("c", 3.0)}),
-                   stage.Leaf("d", 4.0), stage.Leaf("e", 5.0)});
+    stage.SetRoot(
+        {WalkStage::Group({WalkStage::Group({stage.Leaf("a", 1.0), bad}), stage.Leaf("c", 3.0)}),
+         stage.Leaf("d", 4.0), stage.Leaf("e", 5.0)});
     stage.walk.SetOcclusionCulling(1);
     stage.context.startsQueries = true;
     WalkStage::ShapeOf(bad)->onTurn = [](TqOcPrioritizedTraversal*) { throw Failure(); };
@@ -1024,13 +1060,16 @@ TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenACallbackThrowsWhileScoring
 {
     for (int call = 1; call <= 8; ++call) {
         WalkStage stage;
-        stage.SetRoot({WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("b", 4.0), stage.Leaf("c", 7.0)}),
-                       WalkStage::Group({stage.Leaf("d", 2.0), stage.Leaf("e", 5.0)})});
+        stage.SetRoot(
+            {WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("b", 4.0), stage.Leaf("c", 7.0)}),
+             WalkStage::Group({stage.Leaf("d", 2.0), stage.Leaf("e", 5.0)})});
         stage.walk.SetOcclusionCulling(1);
         stage.context.startsQueries = true;
+
         struct Calls
         {
             int left;
+
             static int Score(TqOcTraversable const*, TqOcRenderTravCullData*, void* self)
             {
                 if (--static_cast<Calls*>(self)->left == 0) {
@@ -1039,6 +1078,7 @@ TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenACallbackThrowsWhileScoring
                 return 1;
             }
         } calls{call};
+
         stage.walk.SetDynamicPriorityCallback(&Calls::Score, &calls);
         EXPECT_THROW(stage.Frame(), Failure) << call;
         EXPECT_FALSE(stage.IsAnyMarked());
@@ -1090,8 +1130,10 @@ TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenTheWindowSizeThrows)
             }
             TqOcContext::GetWindowSize(width, height);
         }
+
         bool fails = true;
     };
+
     WalkStage stage;
     stage.SetRoot({stage.Leaf("a", 1.0)});
     NoWindow context;
@@ -1107,12 +1149,14 @@ TEST(TqOcPrioritizedTraversal, AbortsTheOtherQueriesWhenAbortingOneThrows)
     {
     public:
         using RecordingContext::RecordingContext;
+
         void AbortOcclusionQuery(TqOcOcclusionQuery* query) override
         {
             RecordingContext::AbortOcclusionQuery(query);
             throw Failure();
         }
     };
+
     WalkStage stage;
     auto* const stop = stage.Leaf("stop", 1.0);
     stage.SetRoot({WalkStage::Group({stop, stage.Leaf("b", 2.0)}), stage.Leaf("c", 9.0)});
@@ -1120,7 +1164,9 @@ TEST(TqOcPrioritizedTraversal, AbortsTheOtherQueriesWhenAbortingOneThrows)
     context.startsQueries = true;
     stage.walk.SetContext(&context);
     stage.walk.SetOcclusionCulling(1);
-    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) { walk->ForceFrameClipped(); };
+    WalkStage::ShapeOf(stop)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->ForceFrameClipped();
+    };
     EXPECT_THROW(stage.Frame(), Failure);
     EXPECT_EQ(context.GetNumOpenQueries(), 0);
     EXPECT_EQ(context.GetNumQueries(), 2);
@@ -1130,10 +1176,10 @@ TEST(TqOcPrioritizedTraversal, AbortsTheOtherQueriesWhenAbortingOneThrows)
 TEST(TqOcPrioritizedTraversal, RaisesTheLengthErrorOfAStackThatCannotGrow)
 {
     std::vector<TqOcTravLevel> levels;
-    PushLevel(levels, {1.0, nullptr}, 2);
-    PushLevel(levels, {2.0, nullptr}, 2);
+    TqOcInternal::PushLevel(levels, {1.0, nullptr}, 2);
+    TqOcInternal::PushLevel(levels, {2.0, nullptr}, 2);
     try {
-        PushLevel(levels, {3.0, nullptr}, 2);
+        TqOcInternal::PushLevel(levels, {3.0, nullptr}, 2);
         FAIL() << "the third level was taken";
     } catch (std::length_error const& error) {
         EXPECT_STREQ(error.what(), "vector<T> too long");

@@ -1,7 +1,7 @@
 // The static containers' and shapes' turns in the prioritized and in the plain walk.
-#include "scenecull/TqOcStaticTraversable.h"
-
 #include "support/WalkStage.h"
+
+#include "scenecull/TqOcStaticTraversable.h"
 
 #include <gtest/gtest.h>
 
@@ -15,11 +15,11 @@ Status TakeTurn(WalkStage& stage, TqOcBaseTraversable* node)
 {
     stage.SetRoot({stage.Leaf("stage", 1.0)});
     Status status = TqOcBaseTraversable::eAPPENDED;
-    static_cast<ActingGroup*>(stage.root.get())->onTurn
-        = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
-              status = node->Prioritized(walk, state);
-              return TqOcBaseTraversable::eFINISHED;
-          };
+    static_cast<ActingGroup*>(stage.root.get())->onTurn = [&](TqOcPrioritizedTraversal* walk,
+                                                              TqOcTravState* state) {
+        status = node->Prioritized(walk, state);
+        return TqOcBaseTraversable::eFINISHED;
+    };
     stage.Frame();
     return status;
 }
@@ -104,15 +104,18 @@ TEST(TqOcStaticLeaf, AsksTheCallbackOnlyForShapesThatAreVisibleOtherwise)
     hidden->SetHideRender(1);
     TqOcShape* shapes[] = {hidden, stage.Shape("b", 1.0)};
     stage.SetRoot({new TqOcStaticLeaf(shapes, 2)});
+
     struct Asked
     {
         std::vector<TqOcShape const*> shapes;
+
         static int Call(TqOcShape const* shape, void* self)
         {
             static_cast<Asked*>(self)->shapes.push_back(shape);
             return 0;
         }
     } asked;
+
     stage.walk.SetDynamicShapeCullCallback(&Asked::Call, &asked);
     EXPECT_EQ(stage.Frame(), Lines{"b"});
     EXPECT_EQ(asked.shapes, std::vector<TqOcShape const*>{shapes[1]});
@@ -187,11 +190,14 @@ TEST(TqOcShape, DrawsByRenderShapeUnlessPrioritizedShapeIsOverridden)
     {
     public:
         using RecordingShape::RecordingShape;
-        void PrioritizedShape(TqOcPrioritizedTraversal* traversal, TqOcRenderTravCullData const& data) override
+
+        void PrioritizedShape(TqOcPrioritizedTraversal* traversal,
+                              TqOcRenderTravCullData const& data) override
         {
             TqOcShape::PrioritizedShape(traversal, data);
         }
     };
+
     WalkStage stage;
     TqOcSingleLeaf leaf(new Plain(&stage.log, "plain", MakeCube(0.0, 0.0, -5.0, 0.5)));
     TakeTurn(stage, &leaf);
@@ -205,7 +211,8 @@ TEST(TqOcShape, DrawsByRenderShapeUnlessPrioritizedShapeIsOverridden)
 TEST(TqOcStaticBase, RendersAllThatIsVisibleInChildOrderWithoutCulling)
 {
     WalkStage stage;
-    TqOcShape* shapes[] = {stage.Shape("behind", -50.0, 3), stage.Shape("hidden", 1.0), stage.Shape("b", 2.0, 4)};
+    TqOcShape* shapes[] = {stage.Shape("behind", -50.0, 3), stage.Shape("hidden", 1.0),
+                           stage.Shape("b", 2.0, 4)};
     shapes[1]->SetHideRender(1);
     auto* const leaf = new TqOcStaticLeaf(shapes, 3);
     auto* const group = WalkStage::Group({leaf});

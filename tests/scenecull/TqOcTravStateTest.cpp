@@ -1,8 +1,8 @@
 // What nodes do in a walk through their record: offering children, and cull objects of their own.
-#include "scenecull/TqOcPrioritizedTraversal.h"
-
 #include "support/AllocationCounter.h"
 #include "support/WalkStage.h"
+
+#include "scenecull/TqOcPrioritizedTraversal.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,8 @@ namespace
 template <class Act>
 Lines ActInRoot(WalkStage& stage, Act const& act)
 {
-    static_cast<ActingGroup*>(stage.root.get())->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+    static_cast<ActingGroup*>(stage.root.get())->onTurn = [&](TqOcPrioritizedTraversal* walk,
+                                                              TqOcTravState* state) {
         act(walk, state);
         return TqOcBaseTraversable::eAPPENDED;
     };
@@ -82,19 +83,23 @@ TEST(TqOcTravState, HoldsChildrenInTheReverseOrderOfAppending)
     // Scoring runs down the list, so the callback sees the last appended first.
     WalkStage stage;
     stage.SetRoot({stage.Leaf("A", 1.0), stage.Leaf("B", 1.0), stage.Leaf("C", 1.0)});
+
     struct Scored
     {
         std::vector<TqOcTraversable const*> nodes;
+
         static int Call(TqOcTraversable const* node, TqOcRenderTravCullData*, void* self)
         {
             static_cast<Scored*>(self)->nodes.push_back(node);
             return 1;
         }
     } scored;
+
     stage.walk.SetDynamicPriorityCallback(&Scored::Call, &scored);
     stage.Frame();
-    EXPECT_EQ(scored.nodes, (std::vector<TqOcTraversable const*>{stage.root.get(), ChildOf(stage, 2),
-                                                                 ChildOf(stage, 1), ChildOf(stage, 0)}));
+    EXPECT_EQ(scored.nodes,
+              (std::vector<TqOcTraversable const*>{stage.root.get(), ChildOf(stage, 2),
+                                                   ChildOf(stage, 1), ChildOf(stage, 0)}));
 }
 
 TEST(TqOcTravState, PostsANullChildAndGoesOn)
@@ -108,7 +113,8 @@ TEST(TqOcTravState, PostsANullChildAndGoesOn)
                             state->Append(walk, ChildOf(stage, 1));
                         }),
               Lines{"b"});
-    EXPECT_EQ(posts.AsLines(), Lines{"1 TqOcPrioritizedTraversal: A null child was offered to a walk"});
+    EXPECT_EQ(posts.AsLines(),
+              Lines{"1 TqOcPrioritizedTraversal: A null child was offered to a walk"});
 }
 
 TEST(TqOcTravState, ClipsTheFrameOnANullCullObject)
@@ -147,7 +153,8 @@ TEST(TqOcTravState, TransformedCullKeepsTheFrustumAndMovesTheLevel)
     TqLPlane3f const plane(TqLUnitVec3f(TqLVec3f(1.0, 0.0, 0.0)), TqLPos3f(-10.0, 0.0, 0.0));
     stage.walk.SetClipPlanes(&plane, 1);
     ActInRoot(stage, [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
-        auto* const cull = state->TransformedCull(walk, TqLAffine3f::Translation(TqLVec3f(4.0, 0.0, 0.0)));
+        auto* const cull =
+            state->TransformedCull(walk, TqLAffine3f::Translation(TqLVec3f(4.0, 0.0, 0.0)));
         ASSERT_NE(cull, nullptr);
         EXPECT_EQ(cull->GetTravFrustum(), state->GetTravFrustum());
         EXPECT_NE(cull->GetTravTransform(), state->GetTravTransform());
@@ -165,7 +172,8 @@ TEST(TqOcTravState, NarrowedCullKeepsTheTransformAndTheNearCullDistance)
     stage.SetRoot({stage.Leaf("a", 1.0)});
     ActInRoot(stage, [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
         TqOcTravFrustum frustum = *state->GetTravFrustum();
-        state->GetTravCull()->Narrow(TqOcTravCull(*state->GetTravCull()), state->GetTravFrustum(), 2.5);
+        state->GetTravCull()->Narrow(TqOcTravCull(*state->GetTravCull()), state->GetTravFrustum(),
+                                     2.5);
         auto* const cull = state->NarrowedCull(walk, 0.0, 0.5, 0.0, 0.25);
         ASSERT_NE(cull, nullptr);
         EXPECT_EQ(cull->GetTravTransform(), state->GetTravTransform());

@@ -56,9 +56,7 @@ class WalkStage
 public:
     static constexpr double s_half = 0.25; ///< half size of the shapes
 
-    WalkStage()
-        : context(&log)
-        , walk(&context)
+    WalkStage() : context(&log), walk(&context)
     {
         walk.SetCullArea(0.0);
         walk.SetCullExtent(0.0);

@@ -33,9 +33,7 @@ void TqOcContext::GetWindowSize(int* width, int* height)
     *height = s_defaultWindowSize;
 }
 
-void TqOcContext::StartRender()
-{
-}
+void TqOcContext::StartRender() {}
 
 TqOcOcclusionQuery* TqOcContext::BeginOcclusionQuery(TqLBox3f const&, unsigned int)
 {
@@ -52,17 +50,11 @@ unsigned int TqOcContext::EndOcclusionQuery(TqOcOcclusionQuery*)
     return 0;
 }
 
-void TqOcContext::AbortOcclusionQuery(TqOcOcclusionQuery*)
-{
-}
+void TqOcContext::AbortOcclusionQuery(TqOcOcclusionQuery*) {}
 
-void TqOcContext::ShowRender()
-{
-}
+void TqOcContext::ShowRender() {}
 
-void TqOcContext::CompletedRenderTraversal()
-{
-}
+void TqOcContext::CompletedRenderTraversal() {}
 
 double TqOcContext::EndRender()
 {
@@ -79,6 +71,4 @@ int TqOcContext::IsInteractionPending()
     return 0;
 }
 
-void TqOcContext::PostRedrawRequest(RedrawType)
-{
-}
+void TqOcContext::PostRedrawRequest(RedrawType) {}

@@ -1,10 +1,10 @@
 // The application's side of every traversal: a callback interface.
 //
-// The application derives from TqOcContext and overrides what its renderer supports. Every operation
-// has a harmless default: a context that overrides nothing gives a 1000 x 1000 window, no occlusion
-// culling and no interaction. Traversals hold a context by pointer and never own it. All calls come
-// on the thread that runs the traversal; an exception thrown from one leaves the walk in order and
-// goes on to the caller of Apply.
+// The application derives from TqOcContext and overrides what its renderer supports. Every
+// operation has a harmless default: a context that overrides nothing gives a 1000 x 1000 window, no
+// occlusion culling and no interaction. Traversals hold a context by pointer and never own it. All
+// calls come on the thread that runs the traversal; an exception thrown from one leaves the walk in
+// order and goes on to the caller of Apply.
 #pragma once
 
 #include "scenecull/TqOcApi.h"
@@ -21,8 +21,9 @@ public:
     /// What a redraw is asked for.
     enum RedrawType
     {
-        eREDRAW_FULL = 0,      ///< For the application's own use.
-        eREDRAW_INCOMPLETE = 4 ///< The last frame was not completed; posted by the render traversal.
+        eREDRAW_FULL = 0, ///< For the application's own use.
+        eREDRAW_INCOMPLETE =
+            4 ///< The last frame was not completed; posted by the render traversal.
     };
 
     /// Switches "TqOcContext" on and off; calls are counted.
@@ -44,25 +45,28 @@ public:
     /// A render traversal starts a frame. Default: nothing.
     virtual void StartRender();
 
-    /// Asks for an occlusion query of a node about to be drawn: the application draws `box`
-    /// (hierarchy coordinates) without writing colour or depth, and returns its own handle. The
-    /// result is asked for later in the same frame, so flush it. Default: null, no query.
+    /// Asks for an occlusion query of a node about to be drawn: the application draws `box` without
+    /// writing colour or depth, and returns its own handle. The result is asked for later in the
+    /// same frame, so flush it. The box is in the coordinates of the node's level; a host whose
+    /// nodes make levels of their own (TqOcTravState::TransformedCull) is not told the transform
+    /// and should return null there. Default: null, no query.
     /// @param tris  triangles under the node, for weighing whether the query pays
     virtual TqOcOcclusionQuery* BeginOcclusionQuery(TqLBox3f const& box, unsigned int tris);
 
-    /// Whether the result can be had now (0 or not 0). On 0 the query is aborted and the node drawn.
-    /// Default: 1.
+    /// Whether the result can be had now (0 or not 0). On 0 the query is aborted and the node
+    /// drawn. Default: 1.
     virtual int CheckOcclusionQueryReady(TqOcOcclusionQuery* query);
 
-    /// Reads the result and releases the handle. The node counts as occluded when the result is 0 or
-    /// its square (32-bit unsigned) is at most the cull area: return the edge, in pixels, of a
+    /// Reads the result and releases the handle. The node counts as occluded when the result is 0
+    /// or its square (32-bit unsigned) is at most the cull area: return the edge, in pixels, of a
     /// square of the visible area, rounded up. Default: 0.
     virtual unsigned int EndOcclusionQuery(TqOcOcclusionQuery* query);
 
     /// Releases the handle without reading it. Default: nothing.
     virtual void AbortOcclusionQuery(TqOcOcclusionQuery* query);
 
-    /// What has been drawn so far should be shown: the frame took long and goes on. Default: nothing.
+    /// What has been drawn so far should be shown: the frame took long and goes on. Default:
+    /// nothing.
     virtual void ShowRender();
 
     /// A render traversal's walk has ended, complete or not. Default: nothing.
@@ -73,8 +77,8 @@ public:
     /// the frame was not presented. Default: 1.
     virtual double EndRender();
 
-    /// Whether frames should be interactive now, asked under the automatic policy while they are not
-    /// (0 or not 0). Default: 0.
+    /// Whether frames should be interactive now, asked under the automatic policy while they are
+    /// not (0 or not 0). Default: 0.
     virtual int IsAutoInteractive();
 
     /// Whether user input waits, so that a long traversal can yield (0 or not 0). Default: 0.

@@ -17,6 +17,8 @@
 
 #include <new>
 
+using namespace TqOcInternal;
+
 namespace
 {
 

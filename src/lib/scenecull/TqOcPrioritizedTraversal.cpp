@@ -10,17 +10,24 @@
 #include "util/TqUError.h"
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
 #include <type_traits>
+#include <utility>
+
+using namespace TqOcInternal;
 
 namespace
 {
 
 TqUComponent s_component("TqOcPrioritizedTraversal");
-constexpr TqOcDependency s_dependencies[]
-    = {DependsOn<TqOcRenderTraversal>(), DependsOn<TqOcRenderTravCull>()};
+constexpr TqOcDependency s_dependencies[] = {DependsOn<TqOcRenderTraversal>(),
+                                             DependsOn<TqOcRenderTravCull>()};
 
 static_assert(std::is_trivially_destructible<TqOcTravState>::value, "pools drop it wholesale");
-static_assert(sizeof(TqOcTravState) == 96, "a record is a line and a half");
+static_assert(sizeof(void*) != 8 || sizeof(TqOcTravState) == 96, "a record is a line and a half");
 
 constexpr std::size_t s_reservedLevels = 50;
 
@@ -43,7 +50,8 @@ T* NewIn(TqUFastArena& pool, Arguments&&... arguments)
 
 } // namespace
 
-// --- TqOcTravState ---------------------------------------------------------------------------------
+// --- TqOcTravState
+// ---------------------------------------------------------------------------------
 
 TqOcRenderTravCull* TqOcTravState::TransformedCull(TqOcPrioritizedTraversal* traversal,
                                                    TqLAffine3f const& affine)
@@ -75,7 +83,8 @@ TqOcRenderTravCull* TqOcTravState::NarrowedCull(TqOcPrioritizedTraversal* traver
     return cull;
 }
 
-// --- Life and records ------------------------------------------------------------------------------
+// --- Life and records
+// ------------------------------------------------------------------------------
 
 void TqOcPrioritizedTraversal::Initialise()
 {
@@ -115,10 +124,10 @@ void TqOcPrioritizedTraversal::ReleasePools()
 /// The root's record with its cull objects; null when there is no memory.
 TqOcTravState* TqOcPrioritizedTraversal::NewRootState(TqOcTraversable* root)
 {
-    auto* const frustum
-        = NewIn<TqOcTravFrustum>(m_frustums, GetViewFrustum(), GetContext(), GetStress());
-    auto* const transform = NewIn<TqOcTravTransform>(m_transforms, TqLAffine3f(), GetClipPlanes(),
-                                                     GetNumClipPlanes());
+    auto* const frustum =
+        NewIn<TqOcTravFrustum>(m_frustums, GetViewFrustum(), GetContext(), GetStress());
+    auto* const transform =
+        NewIn<TqOcTravTransform>(m_transforms, TqLAffine3f(), GetClipPlanes(), GetNumClipPlanes());
     if (frustum == nullptr || transform == nullptr) {
         return nullptr;
     }
@@ -131,7 +140,8 @@ void TqOcPrioritizedTraversal::PostNullChild()
     TqUError::Post(TqUSysError::eERROR, &s_component, "A null child was offered to a walk");
 }
 
-// --- Frame -----------------------------------------------------------------------------------------
+// --- Frame
+// -----------------------------------------------------------------------------------------
 
 void TqOcPrioritizedTraversal::StartRender(TqOcTraversable* root)
 {
@@ -153,18 +163,14 @@ void TqOcPrioritizedTraversal::StartRender(TqOcTraversable* root)
         ForceFrameClipped();
         return;
     }
-    std::exception_ptr failure;
     try {
         Walk(rootState);
     } catch (...) {
-        failure = std::current_exception();
         m_currState = nullptr;
+        AbortQueries(rootState); // the first exception is the one that goes on
+        throw;
     }
-    std::exception_ptr const abortFailure = AbortQueries(rootState);
-    if (!failure) {
-        failure = abortFailure;
-    }
-    if (failure) {
+    if (std::exception_ptr const failure = AbortQueries(rootState)) {
         std::rethrow_exception(failure);
     }
 }
@@ -182,13 +188,15 @@ int TqOcPrioritizedTraversal::EndRender()
     return !m_frameClipped;
 }
 
-// --- Walk ------------------------------------------------------------------------------------------
+// --- Walk
+// ------------------------------------------------------------------------------------------
 
 void TqOcPrioritizedTraversal::Walk(TqOcTravState* rootState)
 {
     TqOcTraversable* const root = rootState->m_node;
-    if (!rootState->m_cull->CalcPriority(this, 1, root, TqOcTravCull::eCULL_ALL, &rootState->m_cullData)
-        || FirstTraverse(rootState)) {
+    if (!rootState->m_cull->CalcPriority(this, 1, root, TqOcTravCull::eCULL_ALL,
+                                         &rootState->m_cullData) ||
+        FirstTraverse(rootState)) {
         return;
     }
     TqOcBestFirstWalk<TqOcPrioritizedTraversal>(*this, m_levels).Run(rootState);
@@ -200,13 +208,13 @@ bool TqOcPrioritizedTraversal::Expand(TqOcTravState* state)
     return (state->m_query != nullptr && IsOccluded(state)) || FirstTraverse(state);
 }
 
-/// Lets the node take its turn and scores the children that it appended. Chains of only children are
-/// collapsed: the record goes down with them, keeping the cull data of the topmost.
+/// Lets the node take its turn and scores the children that it appended. Chains of only children
+/// are collapsed: the record goes down with them, keeping the cull data of the topmost.
 bool TqOcPrioritizedTraversal::FirstTraverse(TqOcTravState* state)
 {
     TqOcBaseTraversable::TraversalStatus status = TakeTurn(state);
-    while (status == TqOcBaseTraversable::eAPPENDED && state->m_children != nullptr
-           && state->m_children->m_next == nullptr && state->m_children->m_cull == state->m_cull) {
+    while (status == TqOcBaseTraversable::eAPPENDED && state->m_children != nullptr &&
+           state->m_children->m_next == nullptr && state->m_children->m_cull == state->m_cull) {
         TqOcTravState* const only = state->m_children;
         Finish(state);
         state->m_node = only->m_node;
@@ -302,7 +310,8 @@ void TqOcPrioritizedTraversal::Finish(TqOcTravState* state)
     state->m_node->SetFrameId(GetFrameId());
 }
 
-// --- Occlusion queries -----------------------------------------------------------------------------
+// --- Occlusion queries
+// -----------------------------------------------------------------------------
 
 /// Asks for a query of the record that will probably be next, so that its result is there in time.
 void TqOcPrioritizedTraversal::LookAhead(TqOcTravState* second)
@@ -338,7 +347,8 @@ bool TqOcPrioritizedTraversal::IsOccluded(TqOcTravState* state)
     return true;
 }
 
-/// Gives up the queries that are still open after a walk; returns the first exception of a callback.
+/// Gives up the queries that are still open after a walk; returns the first exception of a
+/// callback.
 std::exception_ptr TqOcPrioritizedTraversal::AbortQueries(TqOcTravState* rootState)
 {
     std::exception_ptr failure;
@@ -366,7 +376,8 @@ std::exception_ptr TqOcPrioritizedTraversal::AbortQueries(TqOcTravState* rootSta
     return failure;
 }
 
-// --- Frame time ------------------------------------------------------------------------------------
+// --- Frame time
+// ------------------------------------------------------------------------------------
 
 /// Decides whether a frame whose triangles or time are used up is clipped.
 void TqOcPrioritizedTraversal::RealCheckFrameExpired()
@@ -379,7 +390,7 @@ void TqOcPrioritizedTraversal::RealCheckFrameExpired()
     case eNEVER_INTERACTIVE:
         break;
     case eINTERRUPTIBLE:
-        m_frameClipped = IsInterrupted();
+        ClipFrameIf(IsInterrupted());
         break;
     default:
         CheckTimeBudget();
@@ -394,10 +405,10 @@ void TqOcPrioritizedTraversal::CheckTimeBudget()
     if (!IsInteractive()) {
         if (elapsed > GetHighBandTime()) {
             ShowPartOfFrame();
-            m_frameClipped = IsInterrupted();
+            ClipFrameIf(IsInterrupted());
         }
     } else if (tris < GetTriangleTarget()) {
-        m_frameClipped = elapsed > GetHighBandTime();
+        ClipFrameIf(elapsed > GetHighBandTime());
     } else if (elapsed <= GetLowBandTime()) {
         LowTarget(elapsed, tris);
     } else {
@@ -434,13 +445,13 @@ void TqOcPrioritizedTraversal::CheckEndRenderExpired()
         return;
     }
     if (GetPolicy() == eINTERRUPTIBLE) {
-        m_endRenderClipped = IsInterrupted();
+        ClipEndRenderIf(IsInterrupted());
     } else if (m_endRenderTimeOut.HasExpired()) {
         if (IsInteractive()) {
             m_endRenderClipped = 1;
         } else {
             ShowPartOfFrame();
-            m_endRenderClipped = IsInterrupted();
+            ClipEndRenderIf(IsInterrupted());
         }
     }
 }

@@ -33,31 +33,37 @@ public:
 
     /// Cull object under which the node is tested, and the states behind it.
     TqOcRenderTravCull* GetTravCull() { return m_cull; }
+
     TqOcRenderTravCull const* GetTravCull() const { return m_cull; }
+
     TqOcTravFrustum* GetTravFrustum() { return m_cull->GetTravFrustum(); }
+
     TqOcTravTransform* GetTravTransform() { return m_cull->GetTravTransform(); }
 
     /// What the walk found out about the node. A node that took the place of its only parent has
     /// that one's data.
     TqOcRenderTravCullData const& GetCullData() const { return m_cullData; }
 
-    /// Offers a child to the walk; for use in a node's Prioritized. A child that this frame has dealt
-    /// with, or that lies on the walk's path, is counted as traversed-culled; a hidden one, or one
-    /// whose primitives are not drawn, as visibility-culled; any other is queued. A child offered by
-    /// two parents before its turn is drawn twice.
-    /// Null: posted with severity 1. Without memory for a record the frame is clipped.
+    /// Offers a child to the walk; for use in a node's Prioritized. A child that this frame has
+    /// dealt with, or that lies on the walk's path, is counted as traversed-culled; a hidden one,
+    /// or one whose primitives are not drawn, as visibility-culled; any other is queued. A child
+    /// offered by two parents before its turn is drawn twice. Null: posted with severity 1. Without
+    /// memory for a record the frame is clipped.
     void Append(TqOcPrioritizedTraversal* traversal, TqOcTraversable* child);
 
-    /// The same under another cull object, from TransformedCull or NarrowedCull; null clips the frame.
-    void Append(TqOcPrioritizedTraversal* traversal, TqOcTraversable* child, TqOcRenderTravCull* cull);
+    /// The same under another cull object, from TransformedCull or NarrowedCull; null clips the
+    /// frame.
+    void Append(TqOcPrioritizedTraversal* traversal, TqOcTraversable* child,
+                TqOcRenderTravCull* cull);
 
-    /// A cull object for children that live under `affine` (local to this node's coordinates). Valid
-    /// until the end of the frame; null when there is no memory.
-    TqOcRenderTravCull* TransformedCull(TqOcPrioritizedTraversal* traversal, TqLAffine3f const& affine);
+    /// A cull object for children that live under `affine` (local to this node's coordinates).
+    /// Valid until the end of the frame; null when there is no memory.
+    TqOcRenderTravCull* TransformedCull(TqOcPrioritizedTraversal* traversal,
+                                        TqLAffine3f const& affine);
 
     /// A cull object for children seen through a part of the view, in shares of it: lower and upper
-    /// x, lower and upper y, 0 to 1. Keeps the near-cull distance. Valid until the end of the frame;
-    /// null when there is no memory.
+    /// x, lower and upper y, 0 to 1. Keeps the near-cull distance. Valid until the end of the
+    /// frame; null when there is no memory.
     TqOcRenderTravCull* NarrowedCull(TqOcPrioritizedTraversal* traversal, double x0, double x1,
                                      double y0, double y1);
 
@@ -66,16 +72,13 @@ private:
     template <class Walker>
     friend class TqOcBestFirstWalk;
 
-    TqOcTravState(TqOcTraversable* node, TqOcRenderTravCull* cull)
-        : m_node(node)
-        , m_cull(cull)
-    {
-    }
+    TqOcTravState(TqOcTraversable* node, TqOcRenderTravCull* cull) : m_node(node), m_cull(cull) {}
 
     // Data; the order is part of the binary interface.
     TqOcTravState* m_next = nullptr; ///< Next sibling.
     TqOcTraversable* m_node;
-    TqOcTravState* m_children = nullptr; ///< Null for a node that is not expanded, or has nothing left.
+    TqOcTravState* m_children =
+        nullptr; ///< Null for a node that is not expanded, or has nothing left.
     TqOcRenderTravCull* m_cull;
     TqOcRenderTravCullData m_cullData = {};
     TqOcOcclusionQuery* m_query = nullptr;
@@ -91,8 +94,8 @@ struct TqOcTravLevel
 /// The render traversal of an application.
 ///
 /// Per frame: SetFrameId (a new number), SetViewFrustum, Apply(root). An exception from a callback
-/// leaves the walk in order (no marks, no open queries) and goes on to the caller; the next frame is
-/// right. Running out of memory clips the frame.
+/// leaves the walk in order (no marks, no open queries) and goes on to the caller; the next frame
+/// is right. Running out of memory clips the frame.
 class TQOC_API TqOcPrioritizedTraversal : public TqOcRenderTraversal
 {
 public:
@@ -104,8 +107,8 @@ public:
     /// @param context  host callbacks, not owned
     explicit TqOcPrioritizedTraversal(TqOcContext* context);
 
-    /// Cheap test for shapes to call while they draw: looks into the frame's triangles and time and,
-    /// when either is used up, decides by policy whether the frame is clipped.
+    /// Cheap test for shapes to call while they draw: looks into the frame's triangles and time
+    /// and, when either is used up, decides by policy whether the frame is clipped.
     void CheckFrameExpired()
     {
         if (!m_frameClipped && (GetTrisRendered() > GetTriangleTarget() || IsTimeUsedUp())) {
@@ -118,10 +121,12 @@ public:
 
     /// Ends the walk after the node whose turn it is.
     void ForceFrameClipped() { m_frameClipped = 1; }
+
     void ForceEndRenderClipped() { m_endRenderClipped = 1; }
 
     /// Whether the walk was cut short, and whether the host's end-of-frame work should be.
     int IsFrameClipped() const { return m_frameClipped; }
+
     int IsEndRenderClipped() const { return m_endRenderClipped; }
 
     /// Whether the context was asked to show the frame before it was complete.
@@ -149,7 +154,9 @@ private:
         void* const block = m_states.Alloc();
         return block != nullptr ? ::new (block) TqOcTravState(node, cull) : nullptr;
     }
+
     void FreeState(TqOcTravState* state) { m_states.Dealloc(state); }
+
     TqOcTravState* NewRootState(TqOcTraversable* root);
     void ReleasePools();
     static void PostNullChild();
@@ -165,7 +172,9 @@ private:
 
     // Hooks of the walk.
     bool IsStopped() const { return m_frameClipped != 0; }
+
     void Stop() { m_frameClipped = 1; }
+
     bool Expand(TqOcTravState* state);
     void LookAhead(TqOcTravState* second);
 
@@ -178,9 +187,18 @@ private:
     {
         // A frame that is never interactive ends early only for want of memory: no need for the
         // clock, which costs more than the rest of a small leaf's turn.
-        return (GetPolicy() != eNEVER_INTERACTIVE || TqUPage::IsOutOfMemory())
-               && m_frameTimeOut.HasExpired();
+        return (GetPolicy() != eNEVER_INTERACTIVE || TqUPage::IsOutOfMemory()) &&
+               m_frameTimeOut.HasExpired();
     }
+
+    // A host's callback may have forced the clip meanwhile: these set it and never clear it.
+    void ClipFrameIf(bool isClipped) { m_frameClipped = isClipped ? 1 : m_frameClipped; }
+
+    void ClipEndRenderIf(bool isClipped)
+    {
+        m_endRenderClipped = isClipped ? 1 : m_endRenderClipped;
+    }
+
     void RealCheckFrameExpired();
     void CheckTimeBudget();
     void ShowPartOfFrame();
@@ -210,8 +228,8 @@ inline void TqOcTravState::Append(TqOcPrioritizedTraversal* traversal, TqOcTrave
         traversal->IncTrisTraversedCulled(child->GetTris());
     } else if (!traversal->IsVisible(child)) {
         traversal->IncTrisVisibilityCulled(child->GetTris());
-    } else if (TqOcTravState* const state
-               = cull != nullptr ? traversal->NewState(child, cull) : nullptr) {
+    } else if (TqOcTravState* const state =
+                   cull != nullptr ? traversal->NewState(child, cull) : nullptr) {
         state->m_next = m_children;
         m_children = state;
     } else {

@@ -9,17 +9,20 @@
 #include <cmath>
 #include <type_traits>
 
+using namespace TqOcInternal;
+
 namespace
 {
 
 TqUComponent s_component("TqOcRenderTravCull");
-constexpr TqOcDependency s_dependencies[]
-    = {DependsOn<TqOcTravCull>(), DependsOn<TqOcRenderTraversal>()};
+constexpr TqOcDependency s_dependencies[] = {DependsOn<TqOcTravCull>(),
+                                             DependsOn<TqOcRenderTraversal>()};
 
 static_assert(std::is_trivially_destructible<TqOcRenderTravCull>::value, "pools drop it wholesale");
-static_assert(sizeof(TqOcRenderTravCullData) == 56, "one record of a walk is a line and a half");
+static_assert(sizeof(void*) != 8 || sizeof(TqOcRenderTravCullData) == 56,
+              "most of a record of a walk");
 
-constexpr int s_weight = 3;                 // coordinate number of w
+constexpr int s_weight = 3;                  // coordinate number of w
 constexpr double s_straddlingFactor = 1e-10; // of a node that crosses the near-cull distance
 
 constexpr unsigned int s_areaExempt = TqLPrimitiveTypes::ePOINTS | TqLPrimitiveTypes::eTEXT;
@@ -62,7 +65,8 @@ bool ProjectAxis(TqLMatrix4f const& matrix, TqLBox3f const& box, int axis, doubl
         TqOcPairTest test = TestInterval(form, box, wMin, wMax);
         if (test.IsStraddling()) {
             test = TqOcPairTest();
-            *range = ProjectClipped(TqOcCornerValues(form, box), w, TqOcCornerValues::eCOUNT, &test);
+            *range =
+                ProjectClipped(TqOcCornerValues(form, box), w, TqOcCornerValues::eCOUNT, &test);
             if (test.IsInside()) {
                 *cullBits &= ~bit;
             }
@@ -156,8 +160,7 @@ int TqOcRenderTravCull::IsInitialised()
 
 TqOcRenderTravCull::TqOcRenderTravCull(TqOcTravFrustum* frustum, TqOcTravTransform* transform)
     : TqOcTravCull(frustum, transform)
-{
-}
+{}
 
 int TqOcRenderTravCull::ClipPlaneCull(TqLBox3f const& box) const
 {
@@ -175,7 +178,8 @@ int TqOcRenderTravCull::ClipPlaneIntersect(TqLBox3f const& box) const
     return ClipPlaneIntersect(GetClipPlanes(), GetNumClipPlanes(), box);
 }
 
-int TqOcRenderTravCull::ClipPlaneIntersect(TqLPlane3f const* planes, int numPlanes, TqLBox3f const& box)
+int TqOcRenderTravCull::ClipPlaneIntersect(TqLPlane3f const* planes, int numPlanes,
+                                           TqLBox3f const& box)
 {
     for (int i = 0; i < numPlanes; ++i) {
         if (planes[i].MinDistanceFromPlane(box) < 0.0) {
@@ -215,8 +219,8 @@ int TqOcRenderTravCull::CalcPriority(TqOcRenderTraversal* traversal, int markCul
     TqOcCornerValues const w(weight, box);
     TqOcRange x;
     TqOcRange y;
-    if (ProjectAxis(matrix, box, 0, wMin, wMax, w, &bits, &x)
-        || ProjectAxis(matrix, box, 1, wMin, wMax, w, &bits, &y)) {
+    if (ProjectAxis(matrix, box, 0, wMin, wMax, w, &bits, &x) ||
+        ProjectAxis(matrix, box, 1, wMin, wMax, w, &bits, &y)) {
         return CullByFrustum(*traversal, *node, bits, data);
     }
     data->screenBox.SetValue(TqLPos2f(x.low, y.low), TqLPos2f(x.high, y.high));
@@ -256,7 +260,7 @@ int TqOcRenderTravCull::CalcPriority(TqOcRenderTraversal* traversal, int markCul
         double const base = byDistance ? distance : area > 0.0 ? 1.0 / area : GetAreaToPixelConv();
         Score(*traversal, *node, base * factor, distance, pixelArea, data);
     }
-    TqOcRenderTraversal::DynamicPriorityCallback const callback
-        = traversal->GetDynamicPriorityCallback();
+    TqOcRenderTraversal::DynamicPriorityCallback const callback =
+        traversal->GetDynamicPriorityCallback();
     return callback != nullptr ? callback(node, data, traversal->GetDynamicPriorityData()) : 1;
 }

@@ -1,5 +1,5 @@
-// Clip-plane tests and the priority of a node: the one routine that decides, for each node offered to
-// a walk, whether it is culled and, if not, how soon its turn comes.
+// Clip-plane tests and the priority of a node: the one routine that decides, for each node offered
+// to a walk, whether it is culled and, if not, how soon its turn comes.
 //
 // TqOcPrioritizedTraversal calls CalcPriority once for every child it considers; the result lies in
 // the TqOcRenderTravCullData of that child's record. Nothing is allocated; the only call out is the
@@ -56,10 +56,12 @@ public:
     /// count nothing.
     ///
     /// The priority is the distance, or one over the screen area (GetPrimary), times the factors
-    /// that GetSecondary selects. A node whose box holds a NaN is culled by the frustum. Where an
-    /// infinite box leaves the distance undefined it counts as 0.
-    /// @param markCulled  not 0: a node culled by clip planes or behind the eye gets the traversal's
-    /// frame id
+    /// that GetSecondary selects. A node whose own box holds a NaN is culled by the frustum;
+    /// a container's box never does. Where an infinite box leaves the distance undefined it counts
+    /// as 0. An empty box is culled in a perspective view and kept, as the farthest, in a parallel
+    /// one.
+    /// @param markCulled  not 0: a node culled by clip planes or behind the eye gets the
+    /// traversal's frame id
     /// @param node  with its box in this object's local coordinates
     /// @param cullBits  from the parent; 7 for the first node under a new cull object
     /// @param data  written also, in part, for culled nodes

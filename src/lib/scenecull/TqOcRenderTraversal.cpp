@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace TqOcInternal;
+
 namespace
 {
 
@@ -20,8 +22,8 @@ int BoundCount(char const* table, int count, bool hasArrays)
     int const most = hasArrays ? TqOcRenderTraversal::eMAX_SCALES : 0;
     int const used = std::clamp(count, 0, most);
     if (used != count) {
-        TqUError::Post(TqUSysError::eERROR, &s_component, "%d %s scales given, %d used", count, table,
-                       used);
+        TqUError::Post(TqUSysError::eERROR, &s_component, "%d %s scales given, %d used", count,
+                       table, used);
     }
     return used;
 }
@@ -57,7 +59,8 @@ TqOcRenderTraversal::~TqOcRenderTraversal() = default;
 bool TqOcRenderTraversal::HasContext() const
 {
     if (GetContext() == nullptr) {
-        TqUError::Post(TqUSysError::eERROR, &s_component, "A traversal without a context was applied");
+        TqUError::Post(TqUSysError::eERROR, &s_component,
+                       "A traversal without a context was applied");
     }
     return GetContext() != nullptr;
 }
@@ -122,7 +125,8 @@ void TqOcRenderTraversal::SetHysteresisScales(double const* scales, int n)
     }
 }
 
-void TqOcRenderTraversal::SetDynamicPriorityCallback(DynamicPriorityCallback callback, void* userData)
+void TqOcRenderTraversal::SetDynamicPriorityCallback(DynamicPriorityCallback callback,
+                                                     void* userData)
 {
     m_dynamicPriorityCallback = callback;
     m_dynamicPriorityData = userData;

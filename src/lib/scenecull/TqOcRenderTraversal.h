@@ -1,13 +1,13 @@
 // Settings, statistics and frame-time control of a render traversal.
 //
 // TqOcRenderTraversal holds everything that the application can set or read; the walk itself is
-// TqOcPrioritizedTraversal's. Around each frame it measures how long walk and drawing took and adapts
-// three things for the next one: the traversal factor (share of the frame given to the walk), a
-// triangle target and limit, and, while interactive, the stress (how much larger a node must be on
-// the screen to count).
+// TqOcPrioritizedTraversal's. Around each frame it measures how long walk and drawing took and
+// adapts three things for the next one: the traversal factor (share of the frame given to the
+// walk), a triangle target and limit, and, while interactive, the stress (how much larger a node
+// must be on the screen to count).
 //
-//   StartTraversal   InitTraversal (prepare the frame), the context's StartRender, StartRender (walk)
-//   EndTraversal     EndRender (end of the walk), measure, the context's EndRender, adapt
+//   StartTraversal   InitTraversal (prepare the frame), the context's StartRender, StartRender
+//   (walk) EndTraversal     EndRender (end of the walk), measure, the context's EndRender, adapt
 //
 // Setters store without checks unless they say otherwise. Nothing here is thread-safe.
 #pragma once
@@ -64,8 +64,8 @@ public:
     };
 
     /// May change data->priority; 0 culls the node.
-    using DynamicPriorityCallback = int (*)(TqOcTraversable const* node, TqOcRenderTravCullData* data,
-                                            void* userData);
+    using DynamicPriorityCallback = int (*)(TqOcTraversable const* node,
+                                            TqOcRenderTravCullData* data, void* userData);
     /// Not 0: the shape is skipped.
     using DynamicShapeCullCallback = int (*)(TqOcShape const* shape, void* userData);
 
@@ -94,94 +94,131 @@ public:
     /// World space. Default: perspective from the origin along -z, 1 x 1 at the near plane, near 1,
     /// far 1000.
     TqLFrustum3f const& GetViewFrustum() const { return m_viewFrustum; }
+
     void SetViewFrustum(TqLFrustum3f const& frustum) { m_viewFrustum = frustum; }
 
     /// A node that covers less (square pixels, times stress squared) is culled; lines, points and
     /// text excepted. Default 1. Larger culls more; 0 and below nothing.
     double GetCullArea() const { return m_cullArea; }
+
     void SetCullArea(double area) { m_cullArea = area; }
 
     /// A node of lines that is shorter both ways (pixels, times stress) is culled. Default 1.
     double GetCullExtent() const { return m_cullExtent; }
+
     void SetCullExtent(double extent) { m_cullExtent = extent; }
 
     /// A node wholly farther from the near plane (world units) is culled. Default DBL_MAX.
     double GetCullDistance() const { return m_cullDistance; }
+
     void SetCullDistance(double distance) { m_cullDistance = distance; }
 
     /// Kinds of primitives that are drawn. Default 255, all.
     TqLPrimitiveTypes::Enum GetPrimitiveBits() const { return m_primitiveBits; }
+
     void SetPrimitiveBits(TqLPrimitiveTypes::Enum bits) { m_primitiveBits = bits; }
 
     /// Whether nodes are tested by occlusion queries of the context (0 or not 0). Default 0.
     int IsOcclusionCulling() const { return m_occlusionCulling; }
+
     void SetOcclusionCulling(int occlusionCulling) { m_occlusionCulling = occlusionCulling; }
 
     /// Kept for the application's shapes; the library does not read them. Defaults 0.
     int GetUseLayers() const { return m_useLayers; }
+
     void SetUseLayers(int useLayers) { m_useLayers = useLayers; }
+
     unsigned int GetCurrentLayers() const { return m_currentLayers; }
+
     void SetCurrentLayers(unsigned int layers) { m_currentLayers = layers; }
+
     unsigned int GetLastLayers() const { return m_lastLayers; }
+
     void SetLastLayers(unsigned int layers) { m_lastLayers = layers; }
+
     unsigned int GetHighlightColor() const { return m_highlightColor; }
+
     void SetHighlightColor(unsigned int color) { m_highlightColor = color; }
 
     /// Number of the frame. The application must set a new one, not 0, before every frame: a node
     /// that carries the current number counts as dealt with, so a number used again leaves nearly
     /// everything out. Default 0.
     unsigned int GetFrameId() const { return m_frameId; }
+
     void SetFrameId(unsigned int frameId) { m_frameId = frameId; }
 
     // --- Priority -------------------------------------------------------------------------------
 
     /// Base of the priority. Default ePRIORITY_DISTANCE.
     Prioritization GetPrimary() const { return m_primary; }
+
     void SetPrimary(Prioritization primary) { m_primary = primary; }
 
     /// Factors of the priority, SecondaryBits. Default eSECONDARY_SCALE.
     unsigned int GetSecondary() const { return m_secondary; }
+
     void SetSecondary(unsigned int secondary) { m_secondary = secondary; }
 
     /// How far, in units of priority, a walk may stay below a node after a better one waits
     /// elsewhere; saves going to and fro. Below 0 counts as 0. Default 0, strictly best first.
     double GetSortSlack() const { return m_sortSlack; }
+
     void SetSortSlack(double slack) { m_sortSlack = slack; }
+
     /// Priority from which the slack applies. Default 0.
     double GetSlackStart() const { return m_slackStart; }
+
     void SetSlackStart(double start) { m_slackStart = start; }
 
     /// Tables of up to 5 entries; a node gets the scale beside the first threshold greater than its
     /// area (pixels) or distance (world units). Keep thresholds ascending; nothing sorts them.
-    /// @param n  0 to 5; outside, or without arrays, severity 1 is posted and the nearest bound used
+    /// @param n  0 to 5; outside, or without arrays, severity 1 is posted and the nearest bound
+    /// used
     void SetAreaScales(double const* thresholds, double const* scales, int n);
+
     int GetNumAreaScales() const { return m_numAreaScales; }
+
     double const* GetAreaThresholds() const { return m_areaThresholds; }
+
     double const* GetAreaScales() const { return m_areaScales; }
+
     void SetDistanceScales(double const* thresholds, double const* scales, int n);
+
     int GetNumDistanceScales() const { return m_numDistanceScales; }
+
     double const* GetDistanceThresholds() const { return m_distanceThresholds; }
+
     double const* GetDistanceScales() const { return m_distanceScales; }
 
     /// Scales by age: entry 0 for a node that the last frame's walk expanded, entry 1 for the frame
-    /// before, and so on; older nodes get none. Values below 1 keep what was drawn ahead of what was
-    /// not. n as above; with 0 the table holds only the 1.0 of its first entry.
+    /// before, and so on; older nodes get none. Values below 1 keep what was drawn ahead of what
+    /// was not. n as above; with 0 the table holds only the 1.0 of its first entry.
     void SetHysteresisScales(double const* scales, int n);
+
     int GetNumHysteresisScales() const { return m_numHysteresisScales; }
+
     double const* GetHysteresisScales() const { return m_hysteresisScales; }
 
     /// Kept for the application; the library does not read it. Default 1.
     double GetVisibilityScale() const { return m_visibilityScale; }
+
     void SetVisibilityScale(double scale) { m_visibilityScale = scale; }
 
     /// Called last in the scoring of every node that was not culled. Default none.
     DynamicPriorityCallback GetDynamicPriorityCallback() const { return m_dynamicPriorityCallback; }
+
     void* GetDynamicPriorityData() const { return m_dynamicPriorityData; }
+
     void SetDynamicPriorityCallback(DynamicPriorityCallback callback, void* userData);
 
     /// Called for every shape about to be drawn by a leaf. Default none.
-    DynamicShapeCullCallback GetDynamicShapeCullCallback() const { return m_dynamicShapeCullCallback; }
+    DynamicShapeCullCallback GetDynamicShapeCullCallback() const
+    {
+        return m_dynamicShapeCullCallback;
+    }
+
     void* GetDynamicShapeCullData() const { return m_dynamicShapeCullData; }
+
     void SetDynamicShapeCullCallback(DynamicShapeCullCallback callback, void* userData);
 
     /// 1 when the node is not hidden and of a kind that is drawn.
@@ -189,62 +226,79 @@ public:
     {
         return !node->IsHideRender() && (node->GetPrimitives() & m_primitiveBits) != 0;
     }
+
     /// The same, and the dynamic shape cull callback does not reject the shape.
     int IsVisible(TqOcShape const* shape) const
     {
-        return IsVisible(static_cast<TqOcBaseTraversable const*>(shape))
-               && (m_dynamicShapeCullCallback == nullptr
-                   || m_dynamicShapeCullCallback(shape, m_dynamicShapeCullData) == 0);
+        return IsVisible(static_cast<TqOcBaseTraversable const*>(shape)) &&
+               (m_dynamicShapeCullCallback == nullptr ||
+                m_dynamicShapeCullCallback(shape, m_dynamicShapeCullData) == 0);
     }
 
     // --- Frame-time control: settings -----------------------------------------------------------
 
     Policy GetPolicy() const { return m_policy; }
+
     /// Default eNEVER_INTERACTIVE.
     void SetPolicy(Policy policy) { m_policy = policy; }
+
     int IsInteractivePolicy() const { return m_policy != eNEVER_INTERACTIVE; }
 
     /// Wanted time of a frame, seconds. Default 0.1.
     double GetTargetFrameTime() const { return m_targetFrameTime; }
+
     void SetTargetFrameTime(double seconds) { m_targetFrameTime = seconds; }
 
     FrameType GetFrameType() const { return m_frameType; }
+
     void SetFrameType(FrameType type) { m_frameType = type; }
 
     /// Whether frames refine the picture of the last one, so that a long one may be shown before it
     /// is complete (0 or not 0). Default 0.
     int IsDevelopFrame() const { return m_developFrame; }
+
     void SetDevelopFrame(int developFrame) { m_developFrame = developFrame; }
 
-    /// Marks the running frame as dropped: it counts as overload. Cleared when a frame starts, so it
-    /// can only be set between the start and the end of a frame.
+    /// Marks the running frame as dropped: it counts as overload. Cleared when a frame starts, so
+    /// it can only be set between the start and the end of a frame.
     int IsFrameDropped() const { return m_frameDropped; }
+
     void SetFrameDropped(int dropped) { m_frameDropped = dropped; }
 
     /// Bounds of the time that a walk should take, as fractions of the time budget. Both 1 (the
     /// default): no triangle control.
     double GetLowBand() const { return m_lowBand; }
+
     void SetLowBand(double fraction) { m_lowBand = fraction; }
+
     double GetHighBand() const { return m_highBand; }
+
     void SetHighBand(double fraction) { m_highBand = fraction; }
 
     /// Loads (frame time over target) below which stress is relaxed and above which it is raised.
     /// Defaults 0.8 and 1.
     double GetLowLoad() const { return m_lowLoad; }
+
     void SetLowLoad(double load) { m_lowLoad = load; }
+
     double GetHighLoad() const { return m_highLoad; }
+
     void SetHighLoad(double load) { m_highLoad = load; }
 
     /// Clamps of the stress. Defaults 1 and 16. Keep MinStress above 0: the first interactive frame
     /// has load 0, which would bring the stress to 0 and every conversion to pixels to infinity,
     /// until a frame is overloaded.
     double GetMinStress() const { return m_minStress; }
+
     void SetMinStress(double stress) { m_minStress = stress; }
+
     double GetMaxStress() const { return m_maxStress; }
+
     void SetMaxStress(double stress) { m_maxStress = stress; }
 
     /// Holds the stress where it is (0 or not 0). Default 0.
     int GetHoldStress() const { return m_holdStress; }
+
     void SetHoldStress(int hold) { m_holdStress = hold; }
 
     /// Weight that tells two equally loaded frames apart; TqOcShape::Prioritized sets it to the
@@ -258,15 +312,20 @@ public:
     /// Multiplies the factor; the product is cut at 1 without a word. A product of 0 or less is
     /// posted like that of SetTraversalFactor and changes nothing.
     void ChangeTraversalFactor(double multiplier);
+
     double GetTraversalFactor() const { return m_traversalFactor; }
 
     /// Brackets interaction under eCOUNT_INTERACTIVE and eAUTO_INTERACTIVE; nests. When the count
     /// comes to 0 (or was 0) the running frame stops being interactive at once, under every policy.
     void StartInteractive() { ++m_interactiveCount; }
+
     void EndInteractive();
+
     int GetInteractiveCount() const { return m_interactiveCount; }
+
     /// Whether the running frame, or between frames the last one, is interactive.
     int IsInteractive() const { return m_interactive; }
+
     /// What the next frame would be if it started now. Changes nothing.
     int WillNextFrameBeInteractive() const;
 
@@ -286,49 +345,73 @@ public:
     /// Stress of the frame, and load (frame time over target) of the last one; -1 while frames are
     /// not interactive, -2 while the stress is held, 2 after an incomplete frame.
     double GetStress() const { return m_stress; }
+
     double GetLoad() const { return m_load; }
 
     /// Triangles that a frame should, and at most may, draw; eNO_TRIANGLE_LIMIT without control.
     unsigned int GetTriangleTarget() const { return m_triangleTarget; }
+
     unsigned int GetTriangleLimit() const { return m_triangleLimit; }
 
     /// Bounds of the walk's time in this frame, seconds.
     double GetLowBandTime() const { return m_lowBandTime; }
+
     double GetHighBandTime() const { return m_highBandTime; }
 
     /// Measured times, seconds: of the last frame, its walk, from start to start, and the running
     /// estimate of what a frame spends outside.
     double GetLastFrameTime() const { return m_lastFrameTime; }
+
     double GetLastTraversalTime() const { return m_lastTraversalTime; }
+
     double GetLastFrameToFrameTime() const { return m_lastFrameToFrameTime; }
+
     double GetOverheadTime() const { return m_overheadTime; }
 
     /// Seconds since the frame started.
     double GetElapsedTime() const { return m_frameTimer.GetTimeElapsedInSeconds(); }
+
     /// 1 when more than the frame's time budget has passed.
     int HasTimeElapsed() const { return GetElapsedTime() > m_timeBudget ? 1 : 0; }
 
     // --- Statistics of the frame; unsigned 32-bit, wrapping -------------------------------------
 
     unsigned int GetTrisFrustumCulled() const { return m_trisFrustumCulled; }
+
     unsigned int GetTrisAreaCulled() const { return m_trisAreaCulled; }
+
     unsigned int GetTrisVisibilityCulled() const { return m_trisVisibilityCulled; }
-    /// Triangles of nodes offered to the walk that were dealt with already, or lie on its path. What
-    /// time cut off is not in it.
+
+    /// Triangles of nodes offered to the walk that were dealt with already, or lie on its path.
+    /// What time cut off is not in it.
     unsigned int GetTrisTraversedCulled() const { return m_trisTraversedCulled; }
+
     unsigned int GetTrisOcclusionCulled() const { return m_trisOcclusionCulled; }
+
     unsigned int GetLeavesRendered() const { return m_leavesRendered; }
+
     unsigned int GetShapesRendered() const { return m_shapesRendered; }
+
     unsigned int GetTrisRendered() const { return m_trisRendered; }
+
     void IncTrisFrustumCulled(unsigned int n) { m_trisFrustumCulled += n; }
+
     void IncTrisAreaCulled(unsigned int n) { m_trisAreaCulled += n; }
+
     void IncTrisVisibilityCulled(unsigned int n) { m_trisVisibilityCulled += n; }
+
     void IncTrisTraversedCulled(unsigned int n) { m_trisTraversedCulled += n; }
+
     void IncTrisOcclusionCulled(unsigned int n) { m_trisOcclusionCulled += n; }
+
     void IncLeavesRendered(unsigned int n) { m_leavesRendered += n; }
+
     void IncShapesRendered(unsigned int n) { m_shapesRendered += n; }
+
     void DecShapesRendered(unsigned int n) { m_shapesRendered -= n; }
+
     void IncTrisRendered(unsigned int n) { m_trisRendered += n; }
+
     void DecTrisRendered(unsigned int n) { m_trisRendered -= n; }
 
     /// Zeroes all counters, those of cull tests too, and forgets a reported busy wait.
@@ -363,6 +446,7 @@ protected:
     /// The end of the walk. @return not 0 when the frame was completed
     virtual int EndRender() = 0;
 
+    /// Triangles that are expected to fit into the time budget; 0 before any were measured.
     unsigned int GetExpectedTris() const { return m_expectedTris; }
 
 private:

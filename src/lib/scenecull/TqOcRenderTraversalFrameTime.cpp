@@ -1,18 +1,19 @@
 // Frame-time control of TqOcRenderTraversal.
 //
-// Three loops run from frame to frame. The expected triangle count is found by interpolating samples
-// (seconds since the frame's start, triangles drawn until then) at the middle band time; it becomes
-// the triangle target. The traversal factor follows the measured share of the walk in the frame,
-// averaged over four frames. The stress controller searches, by halving and bisection, the stress at
-// which the load (frame time over target) lies between LowLoad and HighLoad.
-#include "scenecull/TqOcRenderTraversal.h"
-
+// Three loops run from frame to frame. The expected triangle count is found by interpolating
+// samples (seconds since the frame's start, triangles drawn until then) at the middle band time; it
+// becomes the triangle target. The traversal factor follows the measured share of the walk in the
+// frame, averaged over four frames. The stress controller searches, by halving and bisection, the
+// stress at which the load (frame time over target) lies between LowLoad and HighLoad.
 #include "scenecull/internal/TqOcSaturate.h"
 
 #include "scenecull/TqOcContext.h"
+#include "scenecull/TqOcRenderTraversal.h"
 #include "scenecull/TqOcTraversable.h"
 
 #include <algorithm>
+
+using namespace TqOcInternal;
 
 namespace
 {
@@ -20,10 +21,10 @@ namespace
 constexpr unsigned int s_frameTimerMicroseconds = 60000000; // the timer only measures
 constexpr unsigned int s_frameTimerStale = 1000;            // microseconds
 
-constexpr double s_middleBand = 0.4;       // of the way from the low to the high band time
-constexpr double s_shortestSlope = 0.001;  // seconds between samples that give a slope
+constexpr double s_middleBand = 0.4;        // of the way from the low to the high band time
+constexpr double s_shortestSlope = 0.001;   // seconds between samples that give a slope
 constexpr double s_limitOverExpected = 1.1; // triangle limit without a slope
-constexpr double s_shapesInBand = 5.0;     // shapes that the band must leave room for
+constexpr double s_shapesInBand = 5.0;      // shapes that the band must leave room for
 
 constexpr double s_overheadRise = 0.5;
 constexpr double s_overheadFall = 0.125;
@@ -56,7 +57,8 @@ double ClampedFactor(double factor)
 
 } // namespace
 
-// --- Samples ---------------------------------------------------------------------------------------
+// --- Samples
+// ---------------------------------------------------------------------------------------
 
 void TqOcRenderTraversal::ResetFrameTimer()
 {
@@ -83,8 +85,8 @@ void TqOcRenderTraversal::Sample(double seconds, unsigned int tris)
 
 void TqOcRenderTraversal::LowTarget(double, unsigned int tris)
 {
-    m_triangleTarget = tris + 1;
-    m_expectedTris = tris + 1;
+    m_triangleTarget = tris < eNO_TRIANGLE_LIMIT ? tris + 1 : tris;
+    m_expectedTris = m_triangleTarget;
 }
 
 void TqOcRenderTraversal::SetExpectedTris()
@@ -105,9 +107,9 @@ void TqOcRenderTraversal::SetExpectedTris()
     }
     double const dt = m_highSample.seconds - m_lowSample.seconds;
     if (dt >= s_shortestSlope) {
-        m_expectedTris = SaturatedUnsigned((m_middleBandTime - m_lowSample.seconds) / dt
-                                               * Difference(m_highSample.tris, m_lowSample.tris)
-                                           + m_lowSample.tris);
+        m_expectedTris = SaturatedUnsigned((m_middleBandTime - m_lowSample.seconds) / dt *
+                                               Difference(m_highSample.tris, m_lowSample.tris) +
+                                           m_lowSample.tris);
     } else {
         m_expectedTris = m_lowSample.tris;
     }
@@ -124,11 +126,12 @@ double TqOcRenderTraversal::CalcRunningAverageTraversalFactor(double factor)
     return sum * 0.25;
 }
 
-// --- Start of a frame ------------------------------------------------------------------------------
+// --- Start of a frame
+// ------------------------------------------------------------------------------
 
 void TqOcRenderTraversal::StartTraversal(TqOcTraversable* root)
 {
-    if (HasContext()) {
+    if (HasContext() && HasRoot(root)) {
         InitTraversal();
         GetContext()->StartRender();
         root->SetFrameId(m_frameId);
@@ -207,7 +210,8 @@ int TqOcRenderTraversal::WillNextFrameBeInteractive() const
         if (context == nullptr) {
             return 0;
         }
-        return (m_interactive ? context->IsInteractionPending() : context->IsAutoInteractive()) != 0;
+        return (m_interactive ? context->IsInteractionPending() : context->IsAutoInteractive()) !=
+               0;
     case eNEVER_INTERACTIVE:
     case eINTERRUPTIBLE:
         break;
@@ -240,9 +244,9 @@ void TqOcRenderTraversal::InitTriangleLimit(LastFrame const& last)
 {
     double const dt = last.high.seconds - last.low.seconds;
     if (dt >= s_shortestSlope) {
-        m_triangleLimit = SaturatedUnsigned((m_highBandTime - last.low.seconds) / dt
-                                                * Difference(last.high.tris, last.low.tris)
-                                            + last.low.tris);
+        m_triangleLimit = SaturatedUnsigned((m_highBandTime - last.low.seconds) / dt *
+                                                Difference(last.high.tris, last.low.tris) +
+                                            last.low.tris);
     } else {
         m_triangleLimit = SaturatedUnsigned(m_expectedTris * s_limitOverExpected);
     }
@@ -254,7 +258,8 @@ void TqOcRenderTraversal::InitTriangleLimit(LastFrame const& last)
     }
 }
 
-// --- Stress ----------------------------------------------------------------------------------------
+// --- Stress
+// ----------------------------------------------------------------------------------------
 
 void TqOcRenderTraversal::InitStress()
 {
@@ -308,8 +313,8 @@ void TqOcRenderTraversal::StepStress()
     case eSTRESS_BISECTED:
         if (isLow) {
             m_load < memory.loadAtDecrease ? DecreaseStress(halve) : BisectStressDown();
-        } else if (m_load > memory.loadAtIncrease
-                   || (m_load == memory.loadAtIncrease && memory.weightAtIncrease > m_stressWeight)) {
+        } else if (m_load > memory.loadAtIncrease ||
+                   (m_load == memory.loadAtIncrease && memory.weightAtIncrease > m_stressWeight)) {
             double const weight = memory.weightAtIncrease;
             IncreaseStress(twice);
             m_stressMemory.weightAtIncrease = weight;
@@ -362,7 +367,8 @@ void TqOcRenderTraversal::BisectStressUp()
     m_stressState = eSTRESS_BISECTED;
 }
 
-// --- End of a frame --------------------------------------------------------------------------------
+// --- End of a frame
+// --------------------------------------------------------------------------------
 
 void TqOcRenderTraversal::EndTraversal()
 {
@@ -414,8 +420,8 @@ void TqOcRenderTraversal::AdaptTraversalFactor(double efficiency)
     double const available = m_targetFrameTime - m_overheadTime;
     if (m_lastFrameTime > 0.0) {
         if (!AdaptToOverrun(available)) {
-            m_traversalFactor
-                = CalcRunningAverageTraversalFactor(CalcTraversalFactor(efficiency, available));
+            m_traversalFactor =
+                CalcRunningAverageTraversalFactor(CalcTraversalFactor(efficiency, available));
         }
     } else {
         m_traversalFactor = CalcRunningAverageTraversalFactor(1.0);

@@ -7,12 +7,14 @@
 
 #include "util/TqUError.h"
 
+using namespace TqOcInternal;
+
 namespace
 {
 
 TqUComponent s_component("TqOcShape");
-constexpr TqOcDependency s_dependencies[]
-    = {DependsOn<TqOcTraversable>(), DependsOn<TqOcPrioritizedTraversal>(), DependsOn<TqUError>()};
+constexpr TqOcDependency s_dependencies[] = {
+    DependsOn<TqOcTraversable>(), DependsOn<TqOcPrioritizedTraversal>(), DependsOn<TqUError>()};
 
 } // namespace
 

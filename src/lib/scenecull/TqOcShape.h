@@ -1,8 +1,8 @@
 // The drawable item: the application derives its geometry from TqOcShape.
 //
 // A shape is always a leaf. It holds no box; containers ask it for one whenever they rebuild their
-// own. It is owned by the container that holds it last, unless it was marked user owned. Shapes cost
-// 40 bytes each plus whatever the application adds, and one pointer in their leaf.
+// own. It is owned by the container that holds it last, unless it was marked user owned. Shapes
+// cost 40 bytes each plus whatever the application adds, and one pointer in their leaf.
 #pragma once
 
 #include "scenecull/TqOcTraversable.h"
@@ -45,8 +45,8 @@ public:
     /// Calls PickShape.
     void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
 
-    /// Writes the shape's bounding box, in the coordinates of the hierarchy, into `box`, which comes
-    /// empty. Called in every update that rebuilds a container's box.
+    /// Writes the shape's bounding box, in the coordinates of the hierarchy, into `box`, which
+    /// comes empty. Called in every update that rebuilds a container's box.
     virtual void GetShapeBox(TqLBox3f& box) = 0;
 
     /// Calls the visitor's VisitShape.

@@ -1,6 +1,7 @@
 #include "scenecull/TqOcStaticTraversable.h"
 
 #include "scenecull/internal/TqOcComponent.h"
+#include "scenecull/internal/TqOcContainer.h"
 
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcVisitor.h"
@@ -9,17 +10,18 @@
 #include "util/TqUMemory.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cstddef>
 #include <memory>
 #include <new>
+
+using namespace TqOcInternal;
 
 namespace
 {
 
 TqUComponent s_component("TqOcStaticBase");
-constexpr TqOcDependency s_dependencies[]
-    = {DependsOn<TqOcTraversable>(), DependsOn<TqOcPrioritizedTraversal>(), DependsOn<TqUError>()};
+constexpr TqOcDependency s_dependencies[] = {
+    DependsOn<TqOcTraversable>(), DependsOn<TqOcPrioritizedTraversal>(), DependsOn<TqUError>()};
 
 using Child = TqOcBaseTraversable*;
 
@@ -52,20 +54,17 @@ Child* AllocArray(int count)
 class ArrayHolder
 {
 public:
-    explicit ArrayHolder(int count)
-        : ArrayHolder(AllocArray(count), count)
-    {
-    }
-    ArrayHolder(Child* children, int count)
-        : m_children(children)
-        , m_count(count)
-    {
-    }
+    explicit ArrayHolder(int count) : ArrayHolder(AllocArray(count), count) {}
+
+    ArrayHolder(Child* children, int count) : m_children(children), m_count(count) {}
+
     ~ArrayHolder() { FreeArray(m_children, m_count); }
+
     ArrayHolder(ArrayHolder const&) = delete;
     ArrayHolder& operator=(ArrayHolder const&) = delete;
 
     Child* Get() const { return m_children; }
+
     Child* Release()
     {
         Child* const children = m_children;
@@ -112,14 +111,6 @@ void LinkAll(TqOcTraversable* container, Child* children, int count)
     }
 }
 
-void LetGo(TqOcTraversable* container, TqOcBaseTraversable* child)
-{
-    child->RemoveParent(container);
-    if (!child->IsOwned()) {
-        delete child;
-    }
-}
-
 /// Draws one shape of a leaf whose turn has come, and marks it as dealt with.
 void DrawLeafShape(TqOcPrioritizedTraversal* traversal, TqOcTravState* state, TqOcShape* shape)
 {
@@ -129,49 +120,14 @@ void DrawLeafShape(TqOcPrioritizedTraversal* traversal, TqOcTravState* state, Tq
     }
 }
 
-/// The attributes that a container derives from its children.
-struct Aggregate
-{
-    unsigned int tris = 0;
-    unsigned int primitives = 0;
-    double scale = DBL_MAX;
-    int hideRender = 1;
-    int forceRender = 0;
-    int ignoreClip = 0;
-    int ignorePick = 1;
-
-    void Add(TqOcBaseTraversable const& child)
-    {
-        tris += child.GetTris();
-        primitives |= child.GetPrimitives();
-        if (child.GetScale() < scale) {
-            scale = child.GetScale();
-        }
-        hideRender &= child.IsHideRender();
-        forceRender |= child.IsForceRender();
-        ignoreClip |= child.IsIgnoreClip();
-        ignorePick &= child.IsIgnorePick();
-    }
-
-    void StoreIn(TqOcBaseTraversable& container) const
-    {
-        container.UpdateTris(tris);
-        container.UpdateScale(scale);
-        container.UpdatePrimitives(static_cast<TqLPrimitiveTypes::Enum>(primitives));
-        container.UpdateHideRender(hideRender);
-        container.UpdateForceRender(forceRender);
-        container.UpdateIgnoreClip(ignoreClip);
-        container.UpdateIgnorePick(ignorePick);
-    }
-};
-
 /// The first static container among the children whose box contains `box`; null when there is none.
 /// A container of another kind, a single leaf for one, ends the search: nothing can be added to it.
 TqOcStaticBase* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
 {
     for (int i = 0; i < group.GetNumChildren(); ++i) {
         TqOcBaseTraversable* const child = group.GetChild(i);
-        if (!child->IsShape() && static_cast<TqOcTraversable*>(child)->GetBoundingBox().Contains(box)) {
+        if (!child->IsShape() &&
+            static_cast<TqOcTraversable*>(child)->GetBoundingBox().Contains(box)) {
             return dynamic_cast<TqOcStaticBase*>(child);
         }
     }
@@ -180,7 +136,8 @@ TqOcStaticBase* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
 
 } // namespace
 
-// --- TqOcStaticBase: children ----------------------------------------------------------------------
+// --- TqOcStaticBase: children
+// ----------------------------------------------------------------------
 
 TqOcStaticBase::TqOcStaticBase() = default;
 
@@ -215,11 +172,15 @@ void TqOcStaticBase::InitChildren(Node* const* children, int count)
 template <class Node>
 void TqOcStaticBase::ReplaceChildren(Node* const* children, int count)
 {
+    if (IsUnlinked()) { // a list begun and not ended
+        DeleteChildren();
+        ResetWithoutChildren();
+    }
     Child* const oldChildren = m_children;
     int const numOldChildren = m_numChildren;
     InitChildren(children, count);
     for (int i = 0; i < numOldChildren; ++i) {
-        LetGo(this, oldChildren[i]);
+        LetGoChild(this, oldChildren[i]);
     }
     FreeArray(oldChildren, numOldChildren);
     Notify(eMODIFIED_ALL);
@@ -229,10 +190,13 @@ void TqOcStaticBase::ReplaceChildren(Node* const* children, int count)
 void TqOcStaticBase::DeleteChildren()
 {
     for (int i = 0; i < m_numChildren; ++i) {
-        if (m_children[i] != nullptr) { // not yet set by PartSet
-            LetGo(this, m_children[i]);
+        if (!IsUnlinked()) {
+            LetGoChild(this, m_children[i]);
+        } else if (m_children[i] != nullptr) { // set by PartSet; this is no parent of it yet
+            DeleteUnlessOwned(m_children[i]);
         }
     }
+    PutDerivedFlag(0);
     FreeArray(m_children, m_numChildren);
 }
 
@@ -254,15 +218,25 @@ void TqOcStaticBase::BeginSet(int count)
     DeleteChildren();
     m_children = array.Release();
     m_numChildren = count;
+    PutDerivedFlag(1);
 }
 
 void TqOcStaticBase::PartSet(int i, TqOcBaseTraversable* child)
 {
+    if (!IsUnlinked() || i < 0 || i >= m_numChildren) {
+        PostError("PartSet with an index out of range, or outside of BeginSet and EndSet");
+        return;
+    }
     m_children[i] = child;
 }
 
 void TqOcStaticBase::EndSet()
 {
+    if (!IsUnlinked()) {
+        PostError("EndSet without BeginSet");
+        return;
+    }
+    PutDerivedFlag(0);
     int const count = m_numChildren;
     ArrayHolder array(m_children, count); // set aside: nothing is linked yet, and linking may fail
     ResetWithoutChildren();
@@ -351,7 +325,8 @@ int TqOcStaticBase::GetChildren(TqOcBaseTraversable* const** children)
     return m_numChildren;
 }
 
-// --- TqOcStaticBase: walks and update --------------------------------------------------------------
+// --- TqOcStaticBase: walks and update
+// --------------------------------------------------------------
 
 void TqOcStaticBase::Render(TqOcRenderTraversal* traversal)
 {
@@ -375,7 +350,7 @@ void TqOcStaticBase::DoUpdate()
     if (rebuildBox) {
         ClearBoundingBox();
     }
-    Aggregate aggregate;
+    TqOcAggregate aggregate;
     for (int i = 0; i < m_numChildren; ++i) {
         TqOcBaseTraversable& child = *m_children[i];
         child.Update();
@@ -393,7 +368,8 @@ void TqOcStaticBase::DoUpdate()
     SetModified(0);
 }
 
-// --- TqOcStaticGroup -------------------------------------------------------------------------------
+// --- TqOcStaticGroup
+// -------------------------------------------------------------------------------
 
 void TqOcStaticGroup::Initialise()
 {
@@ -449,9 +425,30 @@ void TqOcStaticGroup::PartSet(int i, TqOcTraversable* child)
     TqOcStaticBase::PartSet(i, child);
 }
 
-TqOcBaseTraversable::TraversalStatus TqOcStaticGroup::Prioritized(
-    TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+/// Turn of a group that is marked as a leaf: draws its shapes, appends its containers.
+TqOcBaseTraversable::TraversalStatus
+TqOcStaticGroup::PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
+    traversal->IncLeavesRendered(1);
+    TraversalStatus status = eFINISHED;
+    for (int i = 0; i < GetNumChildren(); ++i) {
+        TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
+        if (child->IsShape()) {
+            DrawLeafShape(traversal, state, static_cast<TqOcShape*>(child));
+        } else {
+            state->Append(traversal, static_cast<TqOcTraversable*>(child));
+            status = eAPPENDED;
+        }
+    }
+    return status;
+}
+
+TqOcBaseTraversable::TraversalStatus
+TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+{
+    if (IsLeaf()) { // marked by hand; it may hold shapes
+        return PrioritizedLeaf(traversal, state);
+    }
     TqOcRenderTravCull* const cull = state->GetTravCull();
     int const numChildren = GetNumChildren();
     for (int i = 0; i < numChildren; ++i) {
@@ -484,7 +481,13 @@ void TqOcStaticGroup::AddShape(TqOcShape* shape)
         group = next;
     }
     auto leaf = std::make_unique<TqOcStaticLeaf>(&shape, 1);
-    group->AddChild(leaf.get());
+    try {
+        group->AddChild(leaf.get());
+    } catch (...) {
+        shape->RemoveParent(leaf.get()); // it stays the caller's
+        leaf->ResetToEmptyCallerHandlesChildren();
+        throw;
+    }
     leaf.release();
 }
 
@@ -511,13 +514,19 @@ void TqOcStaticGroup::Visit(TqOcVisitor* visitor)
 {
     if (visitor->BeginVisit(this) == TqOcVisitor::eCONTINUE) {
         for (int i = 0; i < GetNumChildren(); ++i) {
-            GetChild(i)->Visit(visitor);
+            TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
+            if (child->IsShape()) {
+                visitor->VisitShape(static_cast<TqOcShape*>(child));
+            } else {
+                static_cast<TqOcTraversable*>(child)->Visit(visitor);
+            }
         }
     }
     visitor->EndVisit(this);
 }
 
-// --- TqOcStaticLeaf --------------------------------------------------------------------------------
+// --- TqOcStaticLeaf
+// --------------------------------------------------------------------------------
 
 TqOcStaticLeaf::TqOcStaticLeaf()
 {
@@ -562,8 +571,8 @@ void TqOcStaticLeaf::PartSet(int i, TqOcShape* shape)
     TqOcStaticBase::PartSet(i, shape);
 }
 
-TqOcBaseTraversable::TraversalStatus TqOcStaticLeaf::Prioritized(
-    TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+TqOcBaseTraversable::TraversalStatus
+TqOcStaticLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     traversal->IncLeavesRendered(1);
     for (int i = 0; i < GetNumChildren(); ++i) {
@@ -582,10 +591,10 @@ void TqOcStaticLeaf::Visit(TqOcVisitor* visitor)
     visitor->EndVisit(this);
 }
 
-// --- TqOcSingleLeaf --------------------------------------------------------------------------------
+// --- TqOcSingleLeaf
+// --------------------------------------------------------------------------------
 
-TqOcSingleLeaf::TqOcSingleLeaf(TqOcShape* shape)
-    : m_shape(shape)
+TqOcSingleLeaf::TqOcSingleLeaf(TqOcShape* shape) : m_shape(shape)
 {
     SetLeaf(1);
     SetModified(eMODIFIED_ALL);
@@ -599,7 +608,7 @@ TqOcSingleLeaf::TqOcSingleLeaf(TqOcShape* shape)
 TqOcSingleLeaf::~TqOcSingleLeaf()
 {
     if (m_shape != nullptr) {
-        LetGo(this, m_shape);
+        LetGoChild(this, m_shape);
     }
 }
 
@@ -609,8 +618,8 @@ void TqOcSingleLeaf::SetShape(TqOcShape* shape)
     Notify(eMODIFIED_ALL);
 }
 
-TqOcBaseTraversable::TraversalStatus TqOcSingleLeaf::Prioritized(
-    TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+TqOcBaseTraversable::TraversalStatus
+TqOcSingleLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     traversal->IncLeavesRendered(1);
     if (m_shape != nullptr) {
@@ -637,7 +646,7 @@ void TqOcSingleLeaf::DoUpdate()
 {
     if (m_shape == nullptr) {
         ClearBoundingBox();
-        Aggregate().StoreIn(*this);
+        TqOcAggregate().StoreIn(*this);
         SetModified(0);
         return;
     }

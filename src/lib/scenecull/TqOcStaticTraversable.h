@@ -1,18 +1,18 @@
 // Containers for hierarchies that are built once and changed rarely.
 //
-// TqOcStaticBase keeps an exact-size array of child pointers and derives its box and attributes from
-// them in DoUpdate. TqOcStaticGroup holds containers, TqOcStaticLeaf holds shapes, TqOcSingleLeaf one
-// shape without an array. A container is a parent of each child; letting a child go, it deletes it
-// unless something else owns it (TqOcBaseTraversable::IsOwned), so a shared child goes with whoever
-// lets it go last. Adding or removing one child copies the array: O(children).
+// TqOcStaticBase keeps an exact-size array of child pointers and derives its box and attributes
+// from them in DoUpdate. TqOcStaticGroup holds containers, TqOcStaticLeaf holds shapes,
+// TqOcSingleLeaf one shape without an array. A container is a parent of each child; letting a child
+// go, it deletes it unless something else owns it (TqOcBaseTraversable::IsOwned), so a shared child
+// goes with whoever lets it go last. Adding or removing one child copies the array: O(children).
 #pragma once
 
 #include "scenecull/TqOcShape.h"
 
 /// A container with a plain array of children.
 ///
-/// Null children and negative counts are posted with severity 1 and left out. When memory is refused
-/// an operation throws std::bad_alloc and leaves the container as it was.
+/// Null children and negative counts are posted with severity 1 and left out. When memory is
+/// refused an operation throws std::bad_alloc and leaves the container as it was.
 class TQOC_API TqOcStaticBase : public TqOcTraversable
 {
 public:
@@ -21,18 +21,21 @@ public:
     TqOcStaticBase(TqOcBaseTraversable** children, int count);
 
     int GetNumChildren() const { return m_numChildren; }
+
     /// Child `i`, 0 <= i < GetNumChildren(), unchecked.
     TqOcBaseTraversable* GetChild(int i) { return m_children[i]; }
+
     TqOcBaseTraversable const* GetChild(int i) const { return m_children[i]; }
 
-    /// Replaces all children. The new ones are linked before the old ones are let go, so a child, or
-    /// a child's child, may be among them.
+    /// Replaces all children. The new ones are linked before the old ones are let go, so a child,
+    /// or a child's child, may be among them.
     void SetChildren(TqOcBaseTraversable** children, int count);
 
-    /// SetChildren in two phases, for a caller that makes the children one by one: BeginSet lets the
-    /// present ones go and makes room for `count`, PartSet puts one in place (each place once, none
-    /// left out), EndSet links them and notifies. Places left out are posted and closed up. When
-    /// memory is refused EndSet leaves the container empty and the children untouched.
+    /// SetChildren in two phases, for a caller that makes the children one by one: BeginSet lets
+    /// the present ones go and makes room for `count`, PartSet puts one in place (each place once,
+    /// none left out), EndSet links them and notifies. Neither update nor traverse the container in
+    /// between. Places left out are posted and closed up. When memory is refused EndSet leaves the
+    /// container empty and the children untouched.
     void BeginSet(int count);
     void PartSet(int i, TqOcBaseTraversable* child);
     void EndSet();
@@ -72,15 +75,20 @@ protected:
     /// is, forced and unclipped as soon as one is.
     void DoUpdate() override;
 
-    template <class Node>
-    void ReplaceChildren(Node* const* children, int count);
-
 private:
+    friend class TqOcStaticGroup;
+    friend class TqOcStaticLeaf;
+
     TqOcStaticBase(TqOcStaticBase const&) = delete;
     TqOcStaticBase& operator=(TqOcStaticBase const&) = delete;
 
     template <class Node>
+    void ReplaceChildren(Node* const* children, int count);
+    template <class Node>
     void InitChildren(Node* const* children, int count);
+
+    int IsUnlinked() const { return HasDerivedFlag(); } ///< Between BeginSet and EndSet.
+
     void DeleteChildren();
     void ResetWithoutChildren();
 
@@ -113,7 +121,8 @@ public:
 
     ~TqOcStaticGroup() override;
 
-    /// Hands every child to the walk, in child order. Returns eAPPENDED, also without children.
+    /// Hands every child to the walk, in child order. Returns eAPPENDED, also without children. A
+    /// group whose leaf flag was set by hand draws the shapes that it holds.
     TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
 
     /// Adds a shape to the hierarchy below: goes down into the first child, in array order, whose
@@ -123,12 +132,15 @@ public:
     void AddShape(TqOcShape* shape) override;
 
     /// Takes a shape out of the static container that is its only parent, wherever that lies; the
-    /// shape is not deleted, and an emptied leaf stays. A shape with no parent, several, or one that
-    /// does not list it is posted with severity 1.
+    /// shape is not deleted, and an emptied leaf stays. A shape with no parent, several, or one
+    /// that does not list it is posted with severity 1.
     void RemoveShape(TqOcShape* shape) override;
 
     /// BeginVisit; unless that prunes, Visit on each child in order; EndVisit.
     void Visit(TqOcVisitor* visitor) override;
+
+private:
+    TraversalStatus PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state);
 };
 
 /// A container of shapes, which a prioritized walk draws together: the unit of prioritization.
@@ -164,12 +176,15 @@ public:
     /// Holds `shape` and becomes a parent of it. Null: posted with severity 1; the leaf is empty.
     explicit TqOcSingleLeaf(TqOcShape* shape);
 
-    /// Member-wise, without touching the shape's parent links: whoever copies a leaf maintains them.
+    /// Member-wise, without touching the shape's parent links: whoever copies a leaf maintains
+    /// them.
     TqOcSingleLeaf(TqOcSingleLeaf const& other) = default;
     TqOcSingleLeaf& operator=(TqOcSingleLeaf const& other) = default;
 
     TqOcShape* GetShape() { return static_cast<TqOcShape*>(m_shape); }
+
     TqOcShape const* GetShape() const { return static_cast<TqOcShape const*>(m_shape); }
+
     /// Stores another shape (may be null) and notifies. The parent links are the caller's: the old
     /// shape keeps this leaf as a parent, the new one does not get it.
     void SetShape(TqOcShape* shape);

@@ -7,6 +7,8 @@
 
 #include "util/TqUError.h"
 
+using namespace TqOcInternal;
+
 namespace
 {
 
@@ -41,6 +43,7 @@ public:
             m_kept[i] = form.At(points[i]);
         }
     }
+
     double operator()(int i) const { return i < eKEPT ? m_kept[i] : m_form.At(m_points[i]); }
 
 private:
@@ -85,7 +88,8 @@ TqOcTravCull::TqOcTravCull(TqOcTravFrustum* frustum, TqOcTravTransform* transfor
     Init();
 }
 
-void TqOcTravCull::Narrow(TqOcTravCull const& parent, TqOcTravFrustum* frustum, double nearCullDistance)
+void TqOcTravCull::Narrow(TqOcTravCull const& parent, TqOcTravFrustum* frustum,
+                          double nearCullDistance)
 {
     m_frustum = frustum;
     m_transform = parent.m_transform;
@@ -121,6 +125,7 @@ int TqOcTravCull::IsOutside(TqOcTraversal* traversal, TqLBox3f const& box, int* 
     if (wMax < 0.0) {
         return 1;
     }
+    TqOcCornerValues const cornerWeights(weight, box);
     for (int axis = 0; axis < s_numAxes; ++axis) {
         int const bit = 1 << axis;
         if ((*cullBits & bit) == 0) {
@@ -129,7 +134,7 @@ int TqOcTravCull::IsOutside(TqOcTraversal* traversal, TqLBox3f const& box, int* 
         TqOcLinearForm const form = FormOf(m_cullMatrix, axis);
         TqOcPairTest test = TestInterval(form, box, wMin, wMax);
         if (test.IsStraddling()) {
-            test = TestCorners(form, TqOcCornerValues(weight, box), box);
+            test = TestCorners(form, cornerWeights, box);
         }
         if (test.IsOutside()) {
             return 1;
@@ -168,6 +173,7 @@ int TqOcTravCull::CalcArea(TqOcTraversal* traversal, TqLPos3f const* points, int
             *cullBits &= ~bit;
         }
     }
-    screenBox->SetValue(TqLPos2f(range[0].low, range[1].low), TqLPos2f(range[0].high, range[1].high));
+    screenBox->SetValue(TqLPos2f(range[0].low, range[1].low),
+                        TqLPos2f(range[0].high, range[1].high));
     return 1;
 }

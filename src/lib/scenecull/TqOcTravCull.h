@@ -1,8 +1,8 @@
 // Cull data of one level of a hierarchy, and the two basic cull tests made on it.
 //
 // TqOcTravCull binds one frustum state and one transform state and derives from them what tests of
-// local boxes need. A traversal makes one for its root, nodes make transformed or narrowed ones; all
-// live in the traversal's pools. TqOcRenderTravCull adds the tests of the render walk.
+// local boxes need. A traversal makes one for its root, nodes make transformed or narrowed ones;
+// all live in the traversal's pools. TqOcRenderTravCull adds the tests of the render walk.
 //
 // Cull bits: an int handed down the hierarchy. Bit 0 stands for the x pair of frustum planes, bit 1
 // for y, bit 2 for z (near and far). A set bit is still to be tested; a clear one was found inside
@@ -34,7 +34,8 @@ public:
     /// Both states must outlive the object and are not owned. Near-cull distance 0.
     TqOcTravCull(TqOcTravFrustum* frustum, TqOcTravTransform* transform);
 
-    /// Becomes `parent` under another frustum state. @param nearCullDistance  see GetNearCullDistance
+    /// Becomes `parent` under another frustum state. @param nearCullDistance  see
+    /// GetNearCullDistance
     void Narrow(TqOcTravCull const& parent, TqOcTravFrustum* frustum, double nearCullDistance);
 
     /// Becomes `parent` under another transform state.
@@ -58,29 +59,45 @@ public:
                  TqLBox2f* screenBox) const;
 
     TqOcTravFrustum* GetTravFrustum() { return m_frustum; }
+
     TqOcTravFrustum const* GetTravFrustum() const { return m_frustum; }
+
     TqOcTravTransform* GetTravTransform() { return m_transform; }
+
     TqOcTravTransform const* GetTravTransform() const { return m_transform; }
 
     /// The frustum's near plane in local coordinates; its normal points into the scene.
     TqLPlane3f const& GetNearPlane() const { return m_nearPlane; }
-    /// Nodes wholly nearer to the near plane than this, in world units, are not drawn. 0 at the root.
+
+    /// Nodes wholly nearer to the near plane than this, in world units, are not drawn. 0 at the
+    /// root.
     double GetNearCullDistance() const { return m_nearCullDistance; }
+
     /// Local coordinates to cull space.
     TqLMatrix4f const& GetCullMatrix() const { return m_cullMatrix; }
+
     /// The viewpoint in local coordinates.
     TqLPos3f const& GetLocalEyePoint() const { return m_localEyePoint; }
 
     // The states' values; see TqOcTravFrustum and TqOcTravTransform.
     TqLFrustum3f const& GetFrustum() const { return m_frustum->GetFrustum(); }
+
     TqLMatrix4f const& GetViewCullMatrix() const { return m_frustum->GetViewCullMatrix(); }
+
     double GetAreaToPixelConv() const { return m_frustum->GetAreaToPixelConv(); }
+
     double GetXToPixelConv() const { return m_frustum->GetXToPixelConv(); }
+
     double GetYToPixelConv() const { return m_frustum->GetYToPixelConv(); }
+
     double GetDistToInvPixelConv() const { return m_frustum->GetDistToInvPixelConv(); }
+
     TqLAffine3f const& GetToWorld() const { return m_transform->GetToWorld(); }
+
     TqLAffine3f const& GetFromWorld() const { return m_transform->GetFromWorld(); }
+
     int GetNumClipPlanes() const { return m_transform->GetNumClipPlanes(); }
+
     TqLPlane3f const* GetClipPlanes() const { return m_transform->GetClipPlanes(); }
 
 private:

@@ -8,6 +8,8 @@
 
 #include <type_traits>
 
+using namespace TqOcInternal;
+
 namespace
 {
 
@@ -64,7 +66,8 @@ TqOcTravFrustum::TqOcTravFrustum(TqLFrustum3f const& frustum, TqOcContext* conte
     m_distToInvPixelConv = DistToInvPixel(frustum, pixelSize, stress);
 }
 
-void TqOcTravFrustum::Narrow(TqOcTravFrustum const& parent, double x0, double x1, double y0, double y1)
+void TqOcTravFrustum::Narrow(TqOcTravFrustum const& parent, double x0, double x1, double y0,
+                             double y1)
 {
     double const dx = x1 - x0;
     double const dy = y1 - y0;

@@ -45,8 +45,10 @@ public:
 
     /// Pixels per unit of cull-space area.
     double GetAreaToPixelConv() const { return m_areaToPixelConv; }
+
     /// Pixels per unit of cull-space x, and y.
     double GetXToPixelConv() const { return m_xToPixelConv; }
+
     double GetYToPixelConv() const { return m_yToPixelConv; }
 
     /// Multiplied by an eye distance: the world size of one pixel there (of one stressed pixel in a

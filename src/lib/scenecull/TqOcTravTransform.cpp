@@ -4,6 +4,8 @@
 
 #include <type_traits>
 
+using namespace TqOcInternal;
+
 namespace
 {
 

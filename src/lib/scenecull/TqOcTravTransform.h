@@ -39,10 +39,12 @@ public:
     void Transform(TqOcTravTransform const& parent, TqLAffine3f const& affine);
 
     TqLAffine3f const& GetToWorld() const { return m_toWorld; }
+
     TqLAffine3f const& GetFromWorld() const { return m_fromWorld; }
 
     /// Clip planes in this level's coordinates; the first GetNumClipPlanes() (0 to 6) count.
     int GetNumClipPlanes() const { return m_numClipPlanes; }
+
     TqLPlane3f const* GetClipPlanes() const { return m_clipPlanes; }
 
 private:

@@ -10,6 +10,8 @@
 
 #include <memory>
 
+using namespace TqOcInternal;
+
 namespace
 {
 
@@ -20,11 +22,10 @@ static_assert(sizeof(TqLBox3f) == 6 * sizeof(double), "a box is its six coordina
 
 } // namespace
 
-// --- TqOcBaseTraversable ---------------------------------------------------------------------------
+// --- TqOcBaseTraversable
+// ---------------------------------------------------------------------------
 
-TqOcBaseTraversable::TqOcBaseTraversable()
-    : m_scale(1.0)
-    , m_tris(0)
+TqOcBaseTraversable::TqOcBaseTraversable() : m_scale(1.0), m_tris(0)
 {
     InitCommon(TqLPrimitiveTypes::eNONE);
 }
@@ -84,7 +85,9 @@ void TqOcBaseTraversable::RemoveParent(TqOcTraversable* parent)
     TqUPtrVector<TqOcTraversable>* const parents = GetMultipleParents();
     int const found = parents->Find(parent);
     if (parents->Size() < 3) {
-        DropToSingleParent(parents, parents->ItemAt(found == 0 ? 1 : 0));
+        int const survivor = found == 0 ? 1 : 0;
+        DropToSingleParent(parents,
+                           survivor < parents->Size() ? parents->ItemAt(survivor) : nullptr);
     } else if (found >= 0) {
         parents->Erase(parents->Begin() + found);
     }
@@ -109,9 +112,7 @@ void TqOcBaseTraversable::NotifyParents(unsigned int mask)
     }
 }
 
-void TqOcBaseTraversable::Render(TqOcRenderTraversal*)
-{
-}
+void TqOcBaseTraversable::Render(TqOcRenderTraversal*) {}
 
 TqOcBaseTraversable::TraversalStatus TqOcBaseTraversable::Prioritized(TqOcPrioritizedTraversal*,
                                                                       TqOcTravState*)
@@ -119,13 +120,9 @@ TqOcBaseTraversable::TraversalStatus TqOcBaseTraversable::Prioritized(TqOcPriori
     return eFINISHED;
 }
 
-void TqOcBaseTraversable::PickFrustum(TqOcPickFrustumTraversal*)
-{
-}
+void TqOcBaseTraversable::PickFrustum(TqOcPickFrustumTraversal*) {}
 
-void TqOcBaseTraversable::PickSweep(TqOcPickSweepTraversal*)
-{
-}
+void TqOcBaseTraversable::PickSweep(TqOcPickSweepTraversal*) {}
 
 void TqOcBaseTraversable::Notify(unsigned int mask)
 {
@@ -137,7 +134,8 @@ void TqOcBaseTraversable::Notify(unsigned int mask)
     }
 }
 
-// --- TqOcTraversable -------------------------------------------------------------------------------
+// --- TqOcTraversable
+// -------------------------------------------------------------------------------
 
 void TqOcTraversable::Initialise()
 {
@@ -163,8 +161,7 @@ TqOcTraversable::TqOcTraversable(TqLBox3f const& box, double scale, unsigned int
                                  TqLPrimitiveTypes::Enum primitives)
     : TqOcBaseTraversable(scale, tris, primitives)
     , m_box(box)
-{
-}
+{}
 
 TqOcTraversable::~TqOcTraversable() = default;
 
@@ -191,13 +188,9 @@ int TqOcTraversable::GetChildren(TqOcBaseTraversable* const**)
     return 0;
 }
 
-void TqOcTraversable::AddShape(TqOcShape*)
-{
-}
+void TqOcTraversable::AddShape(TqOcShape*) {}
 
-void TqOcTraversable::RemoveShape(TqOcShape*)
-{
-}
+void TqOcTraversable::RemoveShape(TqOcShape*) {}
 
 void TqOcTraversable::Visit(TqOcVisitor* visitor)
 {

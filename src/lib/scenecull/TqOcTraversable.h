@@ -44,13 +44,16 @@ class TqOcVisitor;
 /// | 27    | user owned: containers never delete the node                                |
 /// | 28    | ignore clip: clip planes do not cull the node                               |
 /// | 29    | ignore pick: picks skip the node                                            |
-/// | 30-31 | not used                                                                    |
+/// | 30    | free for a derived class                                                    |
+/// | 31    | not used                                                                    |
 ///
-/// Attributes come with two setters. `Set...` stores and notifies the ancestors (even when the value
-/// is the old one); `Update...` only stores, for use inside DoUpdate.
+/// Attributes come with two setters. `Set...` stores and notifies the ancestors (even when the
+/// value is the old one; a pending bit stops the notice in Notify, which is called virtually,
+/// because a class may override it); `Update...` only stores, for use inside DoUpdate.
 ///
 /// Allocated with plain `new`, from one of the three arenas (`new (&arena) Node`; null when the
-/// arena has no memory) or in place.
+/// arena has no memory) or in place. A container deletes with plain `delete`, so mark nodes of an
+/// arena, or in place, as user owned.
 class TQOC_API TqOcBaseTraversable : public TqUAllocOperators<TqOcBaseTraversable>
 {
 public:
@@ -91,100 +94,122 @@ public:
     /// Weight of the node in the priority of a walk (dimensionless; smaller is drawn sooner). A
     /// container holds the smallest of its children's.
     double GetScale() const { return m_scale; }
+
     void SetScale(double scale)
     {
         UpdateScale(scale);
         Notify(eMODIFIED_SCALE);
     }
+
     void UpdateScale(double scale) { m_scale = scale; }
 
     /// Triangles under the node. A container holds the sum of its children's, modulo 2^32.
     unsigned int GetTris() const { return m_tris; }
+
     void SetTris(unsigned int tris)
     {
         UpdateTris(tris);
         Notify(eMODIFIED_TRIS);
     }
+
     void UpdateTris(unsigned int tris) { m_tris = tris; }
 
     /// Kinds of primitives under the node, five bits.
     TqLPrimitiveTypes::Enum GetPrimitives() const
     {
-        return static_cast<TqLPrimitiveTypes::Enum>((m_flags & eFLAG_PRIMITIVES) >> ePRIMITIVES_SHIFT);
+        return static_cast<TqLPrimitiveTypes::Enum>((m_flags & eFLAG_PRIMITIVES) >>
+                                                    ePRIMITIVES_SHIFT);
     }
+
     void SetPrimitives(TqLPrimitiveTypes::Enum primitives)
     {
         UpdatePrimitives(primitives);
         Notify(eMODIFIED_PRIMITIVES);
     }
+
     void UpdatePrimitives(TqLPrimitiveTypes::Enum primitives)
     {
-        m_flags = (m_flags & ~eFLAG_PRIMITIVES)
-                  | ((static_cast<std::uint32_t>(primitives) << ePRIMITIVES_SHIFT) & eFLAG_PRIMITIVES);
+        m_flags =
+            (m_flags & ~eFLAG_PRIMITIVES) |
+            ((static_cast<std::uint32_t>(primitives) << ePRIMITIVES_SHIFT) & eFLAG_PRIMITIVES);
     }
 
     /// Whether the node is left out of drawing (0 or not 0; setters read the low bit).
     /// On a static container the next update overwrites it from the children.
     int IsHideRender() const { return HasFlag(eFLAG_HIDE_RENDER); }
+
     void SetHideRender(int hide)
     {
         UpdateHideRender(hide);
         Notify(eMODIFIED_HIDE_RENDER);
     }
+
     void UpdateHideRender(int hide) { PutFlag(eFLAG_HIDE_RENDER, hide); }
 
     /// Whether the node comes before all others in a prioritized walk (0 or not 0; setters read the
     /// low bit). It is still culled like any other node. A static container's next update
     /// overwrites it from the children.
     int IsForceRender() const { return HasFlag(eFLAG_FORCE_RENDER); }
+
     void SetForceRender(int force)
     {
         UpdateForceRender(force);
         Notify(eMODIFIED_FORCE_RENDER);
     }
+
     void UpdateForceRender(int force) { PutFlag(eFLAG_FORCE_RENDER, force); }
 
     /// Whether clip planes leave the node alone (0 or not 0; setters read the low bit). A static
     /// container's next update overwrites it from the children.
     int IsIgnoreClip() const { return HasFlag(eFLAG_IGNORE_CLIP); }
+
     void SetIgnoreClip(int ignore)
     {
         UpdateIgnoreClip(ignore);
         Notify(eMODIFIED_IGNORE_CLIP);
     }
+
     void UpdateIgnoreClip(int ignore) { PutFlag(eFLAG_IGNORE_CLIP, ignore); }
 
-    /// Whether picks skip the node (0 or not 0; setters read the low bit). A static container's next
-    /// update overwrites it from the children.
+    /// Whether picks skip the node (0 or not 0; setters read the low bit). A static container's
+    /// next update overwrites it from the children.
     int IsIgnorePick() const { return HasFlag(eFLAG_IGNORE_PICK); }
+
     void SetIgnorePick(int ignore)
     {
         UpdateIgnorePick(ignore);
         Notify(eMODIFIED_IGNORE_PICK);
     }
+
     void UpdateIgnorePick(int ignore) { PutFlag(eFLAG_IGNORE_PICK, ignore); }
 
     /// Whether the node holds shapes, or is one. Not notified.
     int IsLeaf() const { return HasFlag(eFLAG_LEAF); }
+
     void SetLeaf(int leaf) { PutFlag(eFLAG_LEAF, leaf); }
 
     /// Whether the node is a TqOcShape. MakeShape sets leaf and shape; SetLeaf(0) leaves shape set.
     int IsShape() const { return HasFlag(eFLAG_SHAPE); }
+
     void MakeShape() { m_flags |= eFLAG_LEAF | eFLAG_SHAPE; }
 
     /// Whether the application owns the node, so that containers never delete it. Not notified.
     int IsUserOwned() const { return HasFlag(eFLAG_USER_OWNED); }
+
     void SetUserOwned(int userOwned) { PutFlag(eFLAG_USER_OWNED, userOwned); }
 
     // --- Marks of the traversals --------------------------------------------------------------
 
     /// Whether the node lies on the path of the running walk; clear between walks.
     int IsTraversed() const { return HasFlag(eFLAG_TRAVERSED); }
+
     void SetTraversed() { m_flags |= eFLAG_TRAVERSED; }
+
     void ClearTraversed() { m_flags &= ~eFLAG_TRAVERSED; }
 
     /// Number of the last frame that dealt with the node; 0 before any.
     unsigned int GetFrameId() const { return m_frameId; }
+
     void SetFrameId(unsigned int frameId) { m_frameId = frameId; }
 
     /// Whether frame `frame` has dealt with the node already, or a walk is inside it.
@@ -195,6 +220,7 @@ public:
     /// Whether the parent field holds a vector; look here before the two readers below, which do
     /// not look themselves.
     int HasMultipleParents() const { return HasFlag(eFLAG_MULTIPLE_PARENTS); }
+
     int HasParent() const { return HasMultipleParents() || m_parent != nullptr; }
 
     /// Whether anything owns the node: the application or a parent. Containers delete a child that
@@ -203,6 +229,7 @@ public:
 
     /// The one parent, or null; meaningless while HasMultipleParents.
     TqOcTraversable* GetSingleParent() { return static_cast<TqOcTraversable*>(m_parent); }
+
     TqOcTraversable const* GetSingleParent() const
     {
         return static_cast<TqOcTraversable const*>(m_parent);
@@ -213,6 +240,7 @@ public:
     {
         return static_cast<TqUPtrVector<TqOcTraversable>*>(m_parent);
     }
+
     TqUPtrVector<TqOcTraversable> const* GetMultipleParents() const
     {
         return static_cast<TqUPtrVector<TqOcTraversable> const*>(m_parent);
@@ -220,7 +248,7 @@ public:
 
     /// Stores one parent (may be null) and clears the flag; frees no vector.
     void SetSingleParent(TqOcTraversable* parent);
-    /// Stores a vector, which the node owns from now on, and sets the flag.
+    /// Stores a vector of two parents or more, which the node owns from now on, and sets the flag.
     void SetMultipleParents(TqUPtrVector<TqOcTraversable>* parents);
 
     /// Adds a parent behind the present ones; a parent added twice is listed twice. The second
@@ -235,8 +263,12 @@ public:
 
     /// What changed since the last update (ModifiedBits); 0 when up to date.
     unsigned int GetModified() const { return m_flags & eFLAG_MODIFIED; }
+
     /// Overwrites the whole mask, silently. @param mask  the low 16 bits are kept.
-    void SetModified(unsigned int mask) { m_flags = (m_flags & ~eFLAG_MODIFIED) | (mask & eFLAG_MODIFIED); }
+    void SetModified(unsigned int mask)
+    {
+        m_flags = (m_flags & ~eFLAG_MODIFIED) | (mask & eFLAG_MODIFIED);
+    }
 
     /// Passes `mask` to each parent's Notify, in the order of the parents.
     void NotifyParents(unsigned int mask);
@@ -267,12 +299,17 @@ public:
     /// The node's turn in a pick by sweep. Default: nothing.
     virtual void PickSweep(TqOcPickSweepTraversal* traversal);
 
-    /// Adds `mask` to the modified mask and, when that adds a bit, tells the parents the whole mask.
-    /// Stops where the bits are pending already, so a burst of changes below one node costs one
-    /// walk to the root per new bit.
+    /// Adds `mask` to the modified mask and, when that adds a bit, tells the parents the whole
+    /// mask. Stops where the bits are pending already, so a burst of changes below one node costs
+    /// one walk to the root per new bit.
     virtual void Notify(unsigned int mask);
 
 protected:
+    /// The bit that is free for a derived class; 0 at first.
+    int HasDerivedFlag() const { return HasFlag(eFLAG_DERIVED); }
+
+    void PutDerivedFlag(int value) { PutFlag(eFLAG_DERIVED, value); }
+
     /// Recomputes what the node derives from its children, children first, and ends with the
     /// modified mask at 0. Must not notify.
     virtual void DoUpdate() = 0;
@@ -289,10 +326,12 @@ private:
     static constexpr std::uint32_t eFLAG_USER_OWNED = 0x08000000;
     static constexpr std::uint32_t eFLAG_IGNORE_CLIP = 0x10000000;
     static constexpr std::uint32_t eFLAG_IGNORE_PICK = 0x20000000;
-    static constexpr std::uint32_t eFLAG_UNUSED = 0xC0000000;
+    static constexpr std::uint32_t eFLAG_DERIVED = 0x40000000;
+    static constexpr std::uint32_t eFLAG_UNUSED = 0xC0000000; ///< By this class.
     static constexpr int ePRIMITIVES_SHIFT = 16;
 
     int HasFlag(std::uint32_t flag) const { return (m_flags & flag) != 0; }
+
     void PutFlag(std::uint32_t flag, int value)
     {
         m_flags = (value & 1) != 0 ? (m_flags | flag) : (m_flags & ~flag);
@@ -333,6 +372,7 @@ public:
     TqOcTraversable& operator=(TqOcTraversable&& other) = default;
 
     TqLBox3f const& GetBoundingBox() const { return m_box; }
+
     /// Stores the box and notifies with eMODIFIED_BOX. A static container rebuilds its box from its
     /// children in the next update, so this is for nodes that have no children to ask.
     void SetBoundingBox(TqLBox3f const& box);
@@ -340,6 +380,7 @@ public:
     /// Number of the last frame in which a walk expanded the node; set by walks, never interpreted
     /// here.
     unsigned int GetHysteresisId() const { return m_hysteresisId; }
+
     void SetHysteresisId(unsigned int id) { m_hysteresisId = id; }
 
     /// RemoveShape, then deletes the shape unless something still owns it. Null: posts severity 1
@@ -362,10 +403,15 @@ public:
     virtual void Visit(TqOcVisitor* visitor);
 
 protected:
+    friend class TqOcDynamicGroup; // brings boxes of leaves up to date while it restructures
+
     // For a container's own DoUpdate: none of these notifies.
     void ClearBoundingBox() { m_box.MakeEmpty(); }
+
     void ExtendBoundingBox(TqLBox3f const& box) { m_box.ExtendBy(box); }
+
     void UpdateBoundingBox(TqLBox3f const& box) { m_box.SetValue(box); }
+
     TqLBox3f& EditBoundingBox() { return m_box; }
 
 private:

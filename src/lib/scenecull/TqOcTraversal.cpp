@@ -9,20 +9,14 @@
 
 #include <algorithm>
 
+using namespace TqOcInternal;
+
 namespace
 {
 
 TqUComponent s_component("TqOcTraversal");
-constexpr TqOcDependency s_dependencies[] = {DependsOn<TqOcContext>(), DependsOn<TqOcTraversable>()};
-
-/// Posts when there is no root to traverse.
-bool IsRoot(TqOcTraversable const* root)
-{
-    if (root == nullptr) {
-        TqUError::Post(TqUSysError::eERROR, &s_component, "A traversal was applied to a null root");
-    }
-    return root != nullptr;
-}
+constexpr TqOcDependency s_dependencies[] = {DependsOn<TqOcContext>(),
+                                             DependsOn<TqOcTraversable>()};
 
 } // namespace
 
@@ -41,16 +35,21 @@ int TqOcTraversal::IsInitialised()
     return s_component.IsInitialised();
 }
 
-TqOcTraversal::TqOcTraversal(TqOcContext* context)
-    : m_context(context)
-{
-}
+TqOcTraversal::TqOcTraversal(TqOcContext* context) : m_context(context) {}
 
 TqOcTraversal::~TqOcTraversal() = default;
 
+bool TqOcTraversal::HasRoot(TqOcTraversable const* root)
+{
+    if (root == nullptr) {
+        TqUError::Post(TqUSysError::eERROR, &s_component, "A traversal was applied to a null root");
+    }
+    return root != nullptr;
+}
+
 void TqOcTraversal::Apply(TqOcTraversable* root)
 {
-    if (IsRoot(root)) {
+    if (HasRoot(root)) {
         AsyncApply(root);
         WaitForCompletion();
     }
@@ -58,7 +57,7 @@ void TqOcTraversal::Apply(TqOcTraversable* root)
 
 void TqOcTraversal::AsyncApply(TqOcTraversable* root)
 {
-    if (IsRoot(root)) {
+    if (HasRoot(root)) {
         root->Update();
         ResetStats();
         StartTraversal(root);
@@ -75,7 +74,8 @@ void TqOcTraversal::SetClipPlanes(TqLPlane3f const* planes, int count)
     int const most = planes != nullptr ? eMAX_CLIP_PLANES : 0;
     int const used = std::clamp(count, 0, most);
     if (used != count) {
-        TqUError::Post(TqUSysError::eERROR, &s_component, "%d clip planes given, %d used", count, used);
+        TqUError::Post(TqUSysError::eERROR, &s_component, "%d clip planes given, %d used", count,
+                       used);
     }
     m_numClipPlanes = used;
     std::copy_n(planes, used, m_clipPlanes);

@@ -38,23 +38,32 @@ public:
     void Apply(TqOcTraversable* root);
 
     TqOcContext* GetContext() { return m_context; }
+
     TqOcContext const* GetContext() const { return m_context; }
+
     void SetContext(TqOcContext* context) { m_context = context; }
 
     /// Copies user clip planes, in world coordinates; what lies wholly on the negative side of one
-    /// is culled. @param count  0 to 6; outside, severity 1 is posted and the nearest bound is used.
+    /// is culled. @param count  0 to 6; outside, severity 1 is posted and the nearest bound is
+    /// used.
     void SetClipPlanes(TqLPlane3f const* planes, int count);
+
     int GetNumClipPlanes() const { return m_numClipPlanes; }
+
     TqLPlane3f const* GetClipPlanes() const { return m_clipPlanes; }
 
     /// Kept for the application; never read, not owned. Null after construction.
     void SetViewCriteria(TqLViewCriteria const* criteria) { m_viewCriteria = criteria; }
+
     TqLViewCriteria const* GetViewCriteria() const { return m_viewCriteria; }
 
     /// Cull tests made since the last application started.
     unsigned int GetNumAreaCullTests() const { return m_areaCullTests; }
+
     unsigned int GetNumFrustumCullTests() const { return m_frustumCullTests; }
+
     void IncAreaCullTests(unsigned int n) { m_areaCullTests += n; }
+
     void IncFrustumCullTests(unsigned int n) { m_frustumCullTests += n; }
 
     /// Copies context and clip planes from another traversal; view criteria and counters stay.
@@ -64,8 +73,8 @@ public:
 
     virtual ~TqOcTraversal();
 
-    /// Updates the root, zeroes the counters and starts the traversal. Null: posted with severity 1;
-    /// nothing is started.
+    /// Updates the root, zeroes the counters and starts the traversal. Null: posted with severity
+    /// 1; nothing is started.
     virtual void AsyncApply(TqOcTraversable* root);
 
     /// Ends the traversal that AsyncApply started.
@@ -78,6 +87,9 @@ public:
     virtual void EndTraversal() = 0;
 
 protected:
+    /// Posts severity 1 when there is no root. @return whether there is one
+    static bool HasRoot(TqOcTraversable const* root);
+
     /// Zeroes both counters.
     void ResetStats()
     {

@@ -6,6 +6,8 @@
 
 #include "util/TqUError.h"
 
+using namespace TqOcInternal;
+
 namespace
 {
 
@@ -51,6 +53,4 @@ TqOcVisitor::Action TqOcVisitor::EndVisit(TqOcTraversable*)
     return eCONTINUE;
 }
 
-void TqOcVisitor::VisitShape(TqOcShape*)
-{
-}
+void TqOcVisitor::VisitShape(TqOcShape*) {}

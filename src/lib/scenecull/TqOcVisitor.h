@@ -1,9 +1,9 @@
 // The plain walk over a hierarchy: depth first, every node, no culling, no time limit.
 //
-// The application derives from TqOcVisitor and applies it to a root. Each node class's Visit decides
-// how its children are entered. Nothing is skipped for being hidden, culled or ignored by picking,
-// and a node under two parents is visited once per way to it. The recursion runs on the call stack;
-// the hierarchy must not change meanwhile.
+// The application derives from TqOcVisitor and applies it to a root. Each node class's Visit
+// decides how its children are entered. Nothing is skipped for being hidden, culled or ignored by
+// picking, and a node under two parents is visited once per way to it. The recursion runs on the
+// call stack; the hierarchy must not change meanwhile.
 #pragma once
 
 #include "scenecull/TqOcApi.h"
@@ -31,8 +31,8 @@ public:
     TqOcVisitor(TqOcVisitor const&) = default;
     TqOcVisitor& operator=(TqOcVisitor const&) = default;
 
-    /// Updates the root if it was modified, then visits it. Null: posted with severity 1; nothing is
-    /// visited.
+    /// Updates the root if it was modified, then visits it. Null: posted with severity 1; nothing
+    /// is visited.
     void Apply(TqOcTraversable* root);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------

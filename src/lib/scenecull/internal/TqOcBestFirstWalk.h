@@ -1,15 +1,16 @@
 // The order of a best-first walk over expanded records, without what a particular walk does there.
 //
-// Every level of the walk is a record with a list of scored children, the best at the head. A turn of
-// a level looks at its head:
+// Every level of the walk is a record with a list of scored children, the best at the head. A turn
+// of a level looks at its head:
 //   - The level's slack bound is the best priority that waits anywhere further up. A head that is
 //     worse puts the level off: it takes the head's priority, goes behind its next sibling if that
 //     one is better now, and is entered again when its turn comes.
-//   - Otherwise the best of the other children is moved to second place, so that it is next, and the
+//   - Otherwise the best of the other children is moved to second place, so that it is next, and
+//   the
 //     head is entered with the lower of the two priorities as its bound.
-// Recursively: visit(head, min(bound, second.priority)), with the level's own bound unchanged for its
-// next turn. The slack is added once a turn. An explicit stack takes the place of the recursion;
-// nodes on it carry the traversed flag.
+// Recursively: visit(head, min(bound, second.priority)), with the level's own bound unchanged for
+// its next turn. The slack is added once a turn. An explicit stack takes the place of the
+// recursion; nodes on it carry the traversed flag.
 //
 // Walker supplies:
 //   Expand(state)      turn of a record that has no children yet; true when it is finished
@@ -26,14 +27,20 @@
 #include <new>
 #include <stdexcept>
 
+namespace TqOcInternal
+{
+
 /// Appends to a walk's stack. @throws std::length_error past `most` levels
-inline void PushLevel(std::vector<TqOcTravLevel>& levels, TqOcTravLevel const& level, std::size_t most)
+inline void PushLevel(std::vector<TqOcTravLevel>& levels, TqOcTravLevel const& level,
+                      std::size_t most)
 {
     if (levels.size() >= most) {
         throw std::length_error("vector<T> too long");
     }
     levels.push_back(level);
 }
+
+} // namespace TqOcInternal
 
 template <class Walker>
 class TqOcBestFirstWalk
@@ -94,7 +101,7 @@ private:
     bool Push()
     {
         try {
-            PushLevel(m_levels, m_current, m_levels.max_size());
+            TqOcInternal::PushLevel(m_levels, m_current, m_levels.max_size());
         } catch (std::bad_alloc const&) {
             return false;
         }

@@ -8,6 +8,9 @@
 #include "geometry/TqLBox.h"
 #include "geometry/TqLMatrix.h"
 
+namespace TqOcInternal
+{
+
 /// x * X + y * Y + z * Z + t, summed from left to right.
 struct TqOcLinearForm
 {
@@ -18,16 +21,18 @@ struct TqOcLinearForm
 
     double At(TqLPos3f const& p) const { return x * p[0] + y * p[1] + z * p[2] + t; }
 
-    /// Largest and smallest value over a box, at the corners that the signs of the coefficients name.
+    /// Largest and smallest value over a box, at the corners that the signs of the coefficients
+    /// name.
     double Max(TqLBox3f const& box) const { return AtPicked(box.GetMax(), box.GetMin()); }
+
     double Min(TqLBox3f const& box) const { return AtPicked(box.GetMin(), box.GetMax()); }
 
 private:
     double AtPicked(TqLPos3f const& wherePositive, TqLPos3f const& elsewhere) const
     {
-        return x * (x > 0.0 ? wherePositive[0] : elsewhere[0])
-               + y * (y > 0.0 ? wherePositive[1] : elsewhere[1])
-               + z * (z > 0.0 ? wherePositive[2] : elsewhere[2]) + t;
+        return x * (x > 0.0 ? wherePositive[0] : elsewhere[0]) +
+               y * (y > 0.0 ? wherePositive[1] : elsewhere[1]) +
+               z * (z > 0.0 ? wherePositive[2] : elsewhere[2]) + t;
     }
 };
 
@@ -44,6 +49,7 @@ struct TqOcCornerValues
     static constexpr int eCOUNT = 8;
 
     TqOcCornerValues() = default;
+
     TqOcCornerValues(TqOcLinearForm const& form, TqLBox3f const& box) { Set(form, box); }
 
     void Set(TqOcLinearForm const& form, TqLBox3f const& box)
@@ -87,8 +93,11 @@ struct TqOcPairTest
         allBits &= outcode;
         anyBits |= outcode;
     }
+
     bool IsOutside() const { return allBits != 0; }
+
     bool IsInside() const { return anyBits == 0; }
+
     bool IsStraddling() const { return allBits == 0 && anyBits != 0; }
 };
 
@@ -178,3 +187,5 @@ TqOcRange ProjectClipped(Coordinate const& c, Weight const& w, int count, TqOcPa
     }
     return range;
 }
+
+} // namespace TqOcInternal

@@ -4,6 +4,9 @@
 
 #include "util/TqUComponent.h"
 
+namespace TqOcInternal
+{
+
 /// One family that another depends on.
 struct TqOcDependency
 {
@@ -40,3 +43,5 @@ void TerminateComponent(TqUComponent& component, TqOcDependency const (&dependen
         }
     }
 }
+
+} // namespace TqOcInternal

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <limits>
 
+namespace TqOcInternal
+{
+
 /// Truncates to a whole number; what does not fit becomes the nearest bound, a NaN becomes 0.
 inline std::uint32_t SaturatedUnsigned(double value)
 {
@@ -13,3 +16,5 @@ inline std::uint32_t SaturatedUnsigned(double value)
     }
     return value >= static_cast<double>(most) ? most : static_cast<std::uint32_t>(value);
 }
+
+} // namespace TqOcInternal
