@@ -3,6 +3,7 @@
 #include "scenecull/internal/TqOcComponent.h"
 #include "scenecull/internal/TqOcContainer.h"
 
+#include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcVisitor.h"
 
@@ -120,15 +121,14 @@ void DrawLeafShape(TqOcPrioritizedTraversal* traversal, TqOcTravState* state, Tq
     }
 }
 
-/// The first static container among the children whose box contains `box`; null when there is none.
-/// A container of another kind, a single leaf for one, ends the search: nothing can be added to it.
-TqOcStaticBase* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
+/// The first child whose box contains `box`; null when there is none.
+TqOcTraversable* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
 {
     for (int i = 0; i < group.GetNumChildren(); ++i) {
         TqOcBaseTraversable* const child = group.GetChild(i);
         if (!child->IsShape() &&
             static_cast<TqOcTraversable*>(child)->GetBoundingBox().Contains(box)) {
-            return dynamic_cast<TqOcStaticBase*>(child);
+            return static_cast<TqOcTraversable*>(child);
         }
     }
     return nullptr;
@@ -472,13 +472,18 @@ void TqOcStaticGroup::AddShape(TqOcShape* shape)
     }
 
     TqOcStaticBase* group = this;
-    for (TqOcStaticBase* next = FindContaining(*group, box); next != nullptr;
-         next = FindContaining(*group, box)) {
-        if (next->IsLeaf()) {
+    for (TqOcStaticBase* next = this; next != nullptr;) {
+        group = next;
+        TqOcTraversable* const child = FindContaining(*group, box);
+        if (auto* const tree = dynamic_cast<TqOcDynamicGroup*>(child)) {
+            tree->AddShape(shape);
+            return;
+        }
+        next = dynamic_cast<TqOcStaticBase*>(child); // a container of another kind ends the way
+        if (next != nullptr && next->IsLeaf()) {
             next->AddChild(shape);
             return;
         }
-        group = next;
     }
     auto leaf = std::make_unique<TqOcStaticLeaf>(&shape, 1);
     try {

@@ -126,8 +126,8 @@ public:
     TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
 
     /// Adds a shape to the hierarchy below: goes down into the first child, in array order, whose
-    /// box contains the shape's, adds it to a static leaf met on the way, and otherwise makes a new
-    /// leaf for it in the group where the way ends. The boxes are those of the last update.
+    /// box contains the shape's, adds it to a static leaf met on the way, hands it to a dynamic tree,
+    /// and otherwise makes a new leaf for it in the group where the way ends. The boxes are those of the last update.
     /// Null: posted with severity 1.
     void AddShape(TqOcShape* shape) override;
 
