@@ -512,16 +512,18 @@ void TqOcDynamicGroup::DeleteLeaf(TqOcTraversable* leaf)
 /// Takes a leaf out of this tree; returns whether it hung there.
 bool TqOcDynamicGroup::TakeLeafOut(TqOcTraversable* leaf)
 {
-    if (leaf == nullptr || FindGroupOf(leaf) == nullptr) {
+    TqOcDynamicGroup* group = leaf != nullptr ? FindGroupOf(leaf) : nullptr;
+    if (group == nullptr) {
         PostDynamicGroupError("Removal of a leaf that does not hang in this tree");
         return false;
     }
-    {
+    if ((GetModified() & eMODIFIED_BOX) != 0) {
         TqOcUserOwnedHold const hold(leaf); // the update may empty the leaf and let it go
-        UpdateBoxes();
+        Update();
+        group = FindGroupOf(leaf);
     }
-    if (FindGroupOf(leaf) != nullptr) {
-        RemoveLeafNoUpdate(leaf);
+    if (group != nullptr) {
+        RemoveLeafFrom(group, leaf);
     }
     return true;
 }

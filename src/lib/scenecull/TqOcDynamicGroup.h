@@ -252,7 +252,6 @@ private:
     void AddLeafNoUpdate(TqOcTraversable* leaf);
     void InsertLeaf(TqOcTraversable* leaf);
     TqOcDynamicGroup* ChooseParent(TqOcTraversable* node, int levels);
-    TqOcDynamicGroup* FindCheapestChild(TqLBox3f const& box) const;
     int AddChildSplit(TqOcTraversable* child, TqOcDynamicGroup* root,
                       TqOcDynamicGroupLevelSet* levelSet);
     int MoveChildSplit(TqOcTraversable* child, TqOcTraversable* formerParent,
@@ -269,6 +268,7 @@ private:
     TqOcTraversable* FindLeafOf(TqOcShape* shape);
     bool TakeLeafOut(TqOcTraversable* leaf);
     void RemoveLeafNoUpdate(TqOcTraversable* leaf);
+    void RemoveLeafFrom(TqOcDynamicGroup* group, TqOcTraversable* leaf);
     void RebalanceForRemove(TqOcDynamicGroup* group, bool recurse,
                             TqOcDynamicGroupLevelSet* levelSet);
     TqOcDynamicGroup* Dissolve(TqOcDynamicGroup* group, int* depth,

@@ -25,20 +25,43 @@ constexpr double s_sentinel = DBL_MAX / 2.0;
 constexpr int s_fullAndOne = TqOcDynamicGroup::eMAX_CHILDREN + 1;
 constexpr int s_half = s_fullAndOne / 2;
 
-/// How much a group's box grows, in summed edges, less the node's own.
-double CalcGrowth(TqLBox3f const& group, TqLBox3f const& node)
+/// Edge of the union of two boxes on one axis.
+double UnionEdge(TqLBox3f const& group, TqLBox3f const& node, int axis)
 {
-    if (IsBoxEmpty(node)) {
-        return s_sentinel;
-    }
-    return SumOfEdges(group.Union(node)) - SumOfEdges(group) - SumOfEdges(node);
+    double const low =
+        node.GetMin()[axis] < group.GetMin()[axis] ? node.GetMin()[axis] : group.GetMin()[axis];
+    double const high =
+        node.GetMax()[axis] > group.GetMax()[axis] ? node.GetMax()[axis] : group.GetMax()[axis];
+    return high - low;
 }
 
-/// The same for a group whose box may be empty.
-double CalcGrowthOrSentinel(TqLBox3f const& group, TqLBox3f const& node)
+/// Measures what it costs to put one node into one group or another.
+class GrowthOf
 {
-    return IsBoxEmpty(group) ? s_sentinel : CalcGrowth(group, node);
-}
+public:
+    explicit GrowthOf(TqLBox3f const& node)
+        : m_node(node)
+        , m_isEmpty(IsBoxEmpty(node))
+        , m_edges(SumOfEdges(node))
+    {}
+
+    /// How much the group's box grows, in summed edges, less the node's own; the sentinel for empty
+    /// boxes.
+    double In(TqLBox3f const& group) const
+    {
+        if (m_isEmpty || IsBoxEmpty(group)) {
+            return s_sentinel;
+        }
+        double const edges =
+            UnionEdge(group, m_node, 1) + UnionEdge(group, m_node, 0) + UnionEdge(group, m_node, 2);
+        return edges - SumOfEdges(group) - m_edges;
+    }
+
+private:
+    TqLBox3f const& m_node;
+    bool m_isEmpty;
+    double m_edges;
+};
 
 /// On one axis the nodes that lie farthest apart: lowest maximum and highest minimum.
 struct Separation
@@ -145,12 +168,10 @@ void TqOcDynamicGroup::Split(TqOcTraversable** nodes, int n, TqOcTraversable** l
         TqOcTraversable* b = nullptr;
         PickSplitPair(nodes, n - 2 * i, &a, &b);
         if (i > 0) {
-            TqLBox3f const& boxA = a->GetBoundingBox();
-            TqLBox3f const& boxB = b->GetBoundingBox();
-            double const straight =
-                CalcGrowthOrSentinel(leftBox, boxA) + CalcGrowthOrSentinel(rightBox, boxB);
-            double const crossed =
-                CalcGrowthOrSentinel(leftBox, boxB) + CalcGrowthOrSentinel(rightBox, boxA);
+            GrowthOf const growthA(a->GetBoundingBox());
+            GrowthOf const growthB(b->GetBoundingBox());
+            double const straight = growthA.In(leftBox) + growthB.In(rightBox);
+            double const crossed = growthB.In(leftBox) + growthA.In(rightBox);
             if (!(crossed > straight)) {
                 std::swap(a, b);
             }
@@ -184,21 +205,26 @@ void TqOcDynamicGroup::SplitInto(TqOcTraversable** nodes, int n, TqOcDynamicGrou
     right->InitChildrenForAdd(n - n / 2, formerParent, otherFormerParent);
 }
 
-/// The child whose box grows least for a node; the first of equals. Costs that are no numbers never
-/// win.
-TqOcDynamicGroup* TqOcDynamicGroup::FindCheapestChild(TqLBox3f const& box) const
+namespace
+{
+
+/// The child in which a node costs least; the first of equals. Costs that are no numbers never win.
+TqOcDynamicGroup* FindCheapestChild(TqOcDynamicGroup* group, GrowthOf const& growth)
 {
     int best = 0;
     double bestCost = std::numeric_limits<double>::infinity();
-    for (int i = 0; i < m_numChildren; ++i) {
-        double const cost = CalcGrowthOrSentinel(Child(i)->GetBoundingBox(), box);
+    int const numChildren = group->GetNumChildren();
+    for (int i = 0; i < numChildren; ++i) {
+        double const cost = growth.In(group->GetChild(i)->GetBoundingBox());
         if (cost < bestCost) {
             bestCost = cost;
             best = i;
         }
     }
-    return GetChildGroup(best);
+    return static_cast<TqOcDynamicGroup*>(group->GetChild(best));
 }
+
+} // namespace
 
 /// The group under which a node is to hang: `levels` levels down, or, with -1, the one whose
 /// children are leaves.
@@ -208,6 +234,7 @@ TqOcDynamicGroup* TqOcDynamicGroup::ChooseParent(TqOcTraversable* node, int leve
     if (m_numChildren == 0) {
         return current;
     }
+    GrowthOf const growth(node->GetBoundingBox());
     for (; levels != 0; --levels) {
         if (current->m_numChildren == 0) {
             throw PreconditionException("ChooseParent: an empty group below the root");
@@ -215,7 +242,7 @@ TqOcDynamicGroup* TqOcDynamicGroup::ChooseParent(TqOcTraversable* node, int leve
         if (current->HoldsLeaves()) {
             return current;
         }
-        current = current->FindCheapestChild(node->GetBoundingBox());
+        current = FindCheapestChild(current, growth);
     }
     return current;
 }
@@ -328,7 +355,12 @@ int TqOcDynamicGroup::CountStepsTo(TqOcDynamicGroup const* root) const
 
 void TqOcDynamicGroup::RemoveLeafNoUpdate(TqOcTraversable* leaf)
 {
-    TqOcDynamicGroup* const group = FindGroupOf(leaf);
+    RemoveLeafFrom(FindGroupOf(leaf), leaf);
+}
+
+/// @param group  of this tree, under which the leaf hangs
+void TqOcDynamicGroup::RemoveLeafFrom(TqOcDynamicGroup* group, TqOcTraversable* leaf)
+{
     group->RemoveChildImpl(leaf, eNOT_BOX);
     RebalanceForRemove(group, true, nullptr);
 }

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <typeinfo>
 #include <utility>
 
 using namespace TqOcInternal;
@@ -277,7 +278,8 @@ void TqOcDynamicGroup::TakeOutMoved(TqOcSubtreeDepthMap* map, SplitStatus const*
 TqOcDynamicGroup::SplitStatus TqOcDynamicGroup::SplitOffMovingLeaves(TqOcTraversable* leaf,
                                                                      TqOcSubtreeDepthMap* map)
 {
-    bool const holdsShapes = dynamic_cast<TqOcSingleLeaf*>(leaf) != nullptr ||
+    bool const holdsShapes = typeid(*leaf) == typeid(TqOcSingleLeaf) // nearly all are
+                             || dynamic_cast<TqOcSingleLeaf*>(leaf) != nullptr ||
                              dynamic_cast<TqOcStaticBase*>(leaf) != nullptr;
     if (!holdsShapes) { // the application's own: its box is what it says
         ClearBoxBit(leaf);
