@@ -380,8 +380,11 @@ void TqOcDynamicGroup::RepairShortGroups(TqOcSubtreeDepthMap* map)
                 continue; // deleted meanwhile
             }
             shortGroups.Remove(group);
-            if (group->GetParentGroup() != this) {
-                map->AddShortGroup(group->GetParentGroup(), level + 1); // loses this child
+            // The parent loses this child; one that is emptied by that goes, and its own loses it.
+            TqOcDynamicGroup* above = group->GetParentGroup();
+            for (int height = level + 1; above != this; ++height) {
+                map->AddShortGroup(above, height);
+                above = above->m_numChildren == 1 ? above->GetParentGroup() : this;
             }
             RebalanceForRemove(group, false, &shortGroups);
         }
