@@ -12,10 +12,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <limits>
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -110,6 +115,29 @@ TEST(TqOcPrioritizedTraversal, PostsANullRootAndRunsNothing)
     EXPECT_EQ(posts.AsLines(),
               (Lines(2, "1 TqOcTraversal: A traversal was applied to a null root")));
     EXPECT_EQ(stage.log.Get(), Lines());
+}
+
+TEST(TqOcPrioritizedTraversal, PostsANullRootThatIsStartedDirectly)
+{
+    WalkStage stage;
+    PostedErrors posts;
+    stage.walk.StartTraversal(nullptr);
+    EXPECT_EQ(posts.AsLines(), Lines{"1 TqOcTraversal: A traversal was applied to a null root"});
+    EXPECT_EQ(stage.log.Get(), Lines());
+}
+
+TEST(TqOcPrioritizedTraversal, WalksARootThatIsHiddenItself)
+{
+    // Visibility is asked where a child is offered; nobody offers the root.
+    WalkStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
+    stage.root->Update();
+    stage.root->UpdateHideRender(1);
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    stage.root->UpdatePrimitives(TqLPrimitiveTypes::eTEXT);
+    stage.walk.SetPrimitiveBits(TqLPrimitiveTypes::eTRIANGLES);
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
+    EXPECT_EQ(stage.walk.GetTrisVisibilityCulled(), 0U);
 }
 
 TEST(TqOcPrioritizedTraversal, PostsAMissingContextAndDrawsNothing)
@@ -252,6 +280,24 @@ TEST(TqOcPrioritizedTraversal, StaysInABranchWithinTheSortSlack)
     }
 }
 
+TEST(TqOcPrioritizedTraversal, ReadsTheSortSlackOnceAFrame)
+{
+    WalkStage stage;
+    auto* const first = stage.Leaf("a1", 1.0);
+    stage.SetRoot({WalkStage::Group({first, stage.Leaf("a3", 3.0)}),
+                   WalkStage::Group({stage.Leaf("b2", 2.0), stage.Leaf("b4", 4.0)})});
+    stage.walk.SetSlackStart(10.0);
+    WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->SetSortSlack(1.0);
+        walk->SetSlackStart(0.0);
+    };
+    EXPECT_EQ(stage.Frame(), (Lines{"a1", "b2", "a3", "b4"}));
+    EXPECT_EQ(stage.Frame(), (Lines{"a1", "a3", "b2", "b4"}));
+    stage.walk.SetSlackStart(10.0);
+    stage.walk.SetSortSlack(1.0);
+    EXPECT_EQ(stage.Frame(), (Lines{"a1", "b2", "a3", "b4"})) << "the start alone is changed";
+}
+
 TEST(TqOcPrioritizedTraversal, DrawsInfinitePrioritiesToo)
 {
     WalkStage stage;
@@ -277,6 +323,34 @@ TEST(TqOcPrioritizedTraversal, TakesAPriorityThatIsNoNumberAsTheLast)
     EXPECT_EQ(stage.Frame(), (Lines{"b", "c", "broken"}));
 }
 
+TEST(TqOcPrioritizedTraversal, DrawsAPriorityOfMinusInfinityFirst)
+{
+    WalkStage stage;
+    auto* const first = stage.Leaf("first", 9.0);
+    auto* const inGroup = stage.Leaf("in group", 8.0);
+    auto* const group = WalkStage::Group({stage.Leaf("sibling", 2.0), inGroup});
+    stage.SetRoot({stage.Leaf("a", 1.0), group, first});
+    Priorities priorities(stage.walk);
+    priorities.Set(first, -s_infinity);
+    priorities.Set(inGroup, -s_infinity);
+    EXPECT_EQ(stage.Frame(), (Lines{"first", "a", "in group", "sibling"}));
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, WalksARootWhosePriorityIsNoNumber)
+{
+    WalkStage stage;
+    stage.SetRoot(
+        {stage.Leaf("b", 2.0), WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("c", 3.0)})});
+    Priorities priorities(stage.walk);
+    for (double const priority : {s_nan, s_infinity, -s_infinity}) {
+        priorities.Set(stage.root.get(), priority);
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"})) << priority;
+        EXPECT_FALSE(stage.walk.IsFrameClipped());
+        EXPECT_FALSE(stage.IsAnyMarked());
+    }
+}
+
 TEST(TqOcPrioritizedTraversal, NeitherDrawsNorLoopsOnANodeWithANanBox)
 {
     WalkStage stage;
@@ -285,6 +359,50 @@ TEST(TqOcPrioritizedTraversal, NeitherDrawsNorLoopsOnANodeWithANanBox)
     stage.SetRoot({stage.Leaf("a", 1.0), new TqOcSingleLeaf(shape), stage.Leaf("b", 2.0)});
     EXPECT_EQ(stage.Frame(), (Lines{"a", "b"}));
     EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), 1U);
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsALeafWithAnEmptyBoxLastInAParallelView)
+{
+    // A container's box never takes a NaN over: that of a leaf of such shapes stays empty.
+    TqLBox3f empty;
+    empty.MakeEmpty();
+    for (TqLBox3f const& box : {empty, MakeBox(s_nan, s_nan, s_nan, s_nan, s_nan, s_nan)}) {
+        for (bool const isParallel : {true, false}) {
+            WalkStage stage;
+            TqOcShape* shapes[] = {new ActingShape(&stage.log, "boxless", box)};
+            stage.SetRoot(
+                {stage.Leaf("a", 1.0), new TqOcStaticLeaf(shapes, 1), stage.Leaf("b", 500.0)});
+            if (isParallel) {
+                stage.walk.SetViewFrustum(
+                    TqLFrustum3f::Parallel(TqLPos3f(0.0, 0.0, 0.0), TqLVec3f(0.0, 0.0, -1.0),
+                                           TqLVec3f(0.0, 1.0, 0.0), 10.0, 10.0, 1.0, 1000.0));
+            }
+            EXPECT_EQ(stage.Frame(), isParallel ? (Lines{"a", "b", "boxless"}) : (Lines{"a", "b"}));
+            EXPECT_EQ(stage.walk.GetTrisFrustumCulled(), isParallel ? 0U : 1U);
+            EXPECT_FALSE(stage.IsAnyMarked());
+        }
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, DrawsTheOthersBesideANodeWithAnInvertedBox)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        SCOPED_TRACE(axis);
+        double low[3] = {-1.0, -1.0, -6.0};
+        double high[3] = {1.0, 1.0, -4.0};
+        std::swap(low[axis], high[axis]);
+        WalkStage stage;
+        auto* const shape = new ActingShape(
+            &stage.log, "inverted", MakeBox(low[0], low[1], low[2], high[0], high[1], high[2]));
+        auto* const inverted = new TqOcSingleLeaf(shape);
+        stage.SetRoot({stage.Leaf("a", 1.0), inverted, stage.Leaf("b", 2.0)});
+        Lines drawn = stage.Frame();
+        drawn.erase(std::remove(drawn.begin(), drawn.end(), "inverted"), drawn.end());
+        EXPECT_EQ(drawn, (Lines{"a", "b"}));
+        EXPECT_LE(shape->GetNumPrioritizedCalls(), 1);
+        EXPECT_FALSE(stage.walk.IsFrameClipped());
+        EXPECT_FALSE(stage.IsAnyMarked());
+    }
 }
 
 TEST(TqOcPrioritizedTraversal, DrawsANodeOfInfiniteExtent)
@@ -483,6 +601,57 @@ TEST(TqOcPrioritizedTraversal, ScoresChildrenUnderAnotherFrustumWithAllCullBits)
         return TqOcBaseTraversable::eAPPENDED;
     };
     EXPECT_EQ(stage.Frame(), Lines{"right"});
+}
+
+TEST(TqOcPrioritizedTraversal, EndsWhenAGroupOffersItself)
+{
+    WalkStage stage;
+    auto* const group = WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("c", 3.0)});
+    int turns = 0;
+    group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        ++turns;
+        state->Append(walk, group);
+        return group->TqOcStaticGroup::Prioritized(walk, state);
+    };
+    stage.SetRoot({group, stage.Leaf("b", 2.0)});
+    // Its first turn comes before it is on the path, so it is queued below itself once; what it
+    // offers in both turns before either is drawn is drawn twice.
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "a", "b", "c", "c"}));
+    EXPECT_EQ(turns, 2);
+    EXPECT_EQ(stage.walk.GetTrisTraversedCulled(), 2U);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
+TEST(TqOcPrioritizedTraversal, EndsWhenAGroupOffersOnlyItself)
+{
+    WalkStage stage;
+    auto* const group = WalkStage::Group({stage.Leaf("never offered", 1.0)});
+    int turns = 0;
+    group->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        ++turns;
+        state->Append(walk, group);
+        return TqOcBaseTraversable::eAPPENDED;
+    };
+    stage.SetRoot({group, stage.Leaf("b", 2.0)});
+    EXPECT_EQ(stage.Frame(), Lines{"b"});
+    EXPECT_EQ(turns, 2) << "stamped when it takes its own place";
+    EXPECT_EQ(stage.walk.GetTrisTraversedCulled(), 1U);
+}
+
+TEST(TqOcPrioritizedTraversal, CullsAnAncestorThatANodeOffers)
+{
+    WalkStage stage;
+    auto* const below = WalkStage::Group({stage.Leaf("a", 1.0), stage.Leaf("c", 3.0)});
+    auto* const above = WalkStage::Group({below, stage.Leaf("d", 4.0)});
+    stage.SetRoot({above, stage.Leaf("b", 2.0)});
+    below->onTurn = [&](TqOcPrioritizedTraversal* walk, TqOcTravState* state) {
+        state->Append(walk, above);
+        state->Append(walk, static_cast<TqOcTraversable*>(stage.root.get()));
+        return below->TqOcStaticGroup::Prioritized(walk, state);
+    };
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c", "d"}));
+    EXPECT_EQ(stage.walk.GetTrisTraversedCulled(), 3U + 4U);
+    EXPECT_FALSE(stage.IsAnyMarked());
 }
 
 TEST(TqOcPrioritizedTraversal, DrawsANodeSharedByTwoParentsOnceUnlessBothOfferItFirst)
@@ -761,6 +930,79 @@ TEST(TqOcPrioritizedTraversal, DoesNotClipExactlyAtTheHighBand)
     EXPECT_FALSE(stage.walk.IsFrameClipped());
 }
 
+TEST(TqOcPrioritizedTraversal, LooksIntoNothingWhileTrianglesAreAtTheTarget)
+{
+    FakeClock clock;
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0, 10);
+    stage.SetRoot({leaf});
+    stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    WalkStage::ShapeOf(leaf)->onTurn = [](TqOcPrioritizedTraversal* walk) {
+        walk->LowTarget(0.0, 9); // a target of 10: what is drawn
+        walk->CheckFrameExpired();
+        EXPECT_EQ(walk->GetTriangleTarget(), 10U) << "a closer look would have raised it";
+        walk->LowTarget(0.0, 8);
+        walk->CheckFrameExpired();
+        EXPECT_EQ(walk->GetTriangleTarget(), 11U);
+    };
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+}
+
+TEST(TqOcPrioritizedTraversal, DecidesBetweenTheBandsByTheTriangleTarget)
+{
+    struct Row
+    {
+        double seconds;      ///< passed when the decision falls; the bands lie at 0.25 and 0.5
+        unsigned int target; ///< 10 triangles are drawn by then
+        bool isClipped;
+        unsigned int targetAfter;
+    };
+
+    for (Row const& row : {Row{0.5, 11, false, 11}, Row{0.5, 10, true, 10}, Row{0.5, 9, true, 9},
+                           Row{0.25, 9, false, 11}, Row{0.2578125, 9, true, 9}}) {
+        FakeClock clock(0.0);
+        WalkStage stage;
+        auto* const slow = stage.Leaf("slow", 1.0, 10);
+        stage.SetRoot({slow, stage.Leaf("b", 2.0, 0)});
+        stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+        stage.walk.SetTargetFrameTime(0.5);
+        stage.walk.SetLowBand(0.5);
+        int clipped = -1;
+        unsigned int target = 0;
+        WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal* walk) {
+            clock.Advance(row.seconds);
+            walk->LowTarget(0.0, row.target - 1);
+            walk->CheckFrameExpired();
+            clipped = walk->IsFrameClipped();
+            target = walk->GetTriangleTarget();
+        };
+        stage.Frame();
+        EXPECT_EQ(clipped != 0, row.isClipped) << row.seconds << " s, target " << row.target;
+        EXPECT_EQ(target, row.targetAfter) << row.seconds << " s, target " << row.target;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, ShowsNothingExactlyAtTheHighBand)
+{
+    for (double const seconds : {0.5, 0.5078125}) {
+        FakeClock clock(0.0);
+        WalkStage stage;
+        auto* const slow = stage.Leaf("slow", 1.0);
+        stage.SetRoot({slow});
+        stage.walk.SetPolicy(TqOcRenderTraversal::eAUTO_INTERACTIVE);
+        stage.walk.SetTargetFrameTime(0.5);
+        stage.walk.SetDevelopFrame(1);
+        stage.context.interactionPending = 1;
+        WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal* walk) {
+            clock.Advance(seconds);
+            walk->CheckFrameExpired();
+        };
+        stage.Frame();
+        EXPECT_EQ(stage.log.Count("ShowRender"), seconds > 0.5 ? 1 : 0) << seconds;
+        EXPECT_EQ(stage.walk.IsFrameClipped(), seconds > 0.5 ? 1 : 0) << seconds;
+    }
+}
+
 TEST(TqOcPrioritizedTraversal, DoesNotLookAtTheBudgetAfterAForceRenderNode)
 {
     FakeClock clock;
@@ -910,37 +1152,183 @@ TEST(TqOcPrioritizedTraversal, ClipsWhenMemoryIsOutWhateverThePolicy)
     EXPECT_EQ(stage.Frame(), (Lines{"slow", "b"}));
 }
 
+TEST(TqOcPrioritizedTraversal, GoesOnWithoutMemoryWhileTimeAndTrianglesAreLeft)
+{
+    using Traversal = TqOcRenderTraversal;
+    for (Traversal::Policy const policy :
+         {Traversal::eNEVER_INTERACTIVE, Traversal::eALWAYS_INTERACTIVE}) {
+        FakeClock clock;
+        WalkStage stage;
+        auto* const first = stage.Leaf("first", 1.0);
+        stage.SetRoot({first, stage.Leaf("b", 2.0)});
+        stage.walk.SetPolicy(policy);
+        WalkStage::ShapeOf(first)->onTurn = [](TqOcPrioritizedTraversal*) {
+            TqUPage::SetMemoryLimit(1);
+        };
+        EXPECT_EQ(stage.Frame(), (Lines{"first", "b"})) << "policy " << policy;
+        EXPECT_TRUE(TqUPage::IsOutOfMemory());
+        EXPECT_FALSE(stage.walk.IsFrameClipped());
+        TqUPage::SetMemoryLimit(0);
+    }
+}
+
 TEST(TqOcPrioritizedTraversal, ClipsTheFrameWhenMemoryIsRefusedAtAnyPoint)
 {
-    for (int n = 1; n <= 6; ++n) {
+    constexpr int eLEAVES = 100;
+    int numAllocations = 1000;
+    for (int n = 0; n <= numAllocations + 1; ++n) {
+        SCOPED_TRACE(n);
         WalkStage stage;
         stage.SetRoot({});
-        for (int i = 0; i < 100; ++i) {
+        for (int i = 0; i < eLEAVES; ++i) {
             static_cast<TqOcStaticGroup*>(stage.root.get())->AddChild(stage.Leaf("s", 1.0 + i));
         }
         stage.root->Update();
         stage.walk.SetFrameId(++stage.frameId);
+        AllocationCounter counter;
         int refused = 0;
         {
             RefuseAllocations refuse(n, RefuseAllocations::eAND_ALL_LATER);
             EXPECT_NO_THROW(stage.walk.Apply(stage.root.get()));
             refused = refuse.GetNumRefused();
         }
-        EXPECT_EQ(stage.walk.IsFrameClipped() != 0, refused > 0) << "allocation " << n;
+        if (n == 0) { // nothing is refused: what a first frame takes
+            numAllocations = static_cast<int>(counter.GetNumMemory());
+            ASSERT_GE(numAllocations, 4) << "a frustum, a transform, a cull object and records";
+        }
+        bool const isRefused = n >= 1 && n <= numAllocations;
+        EXPECT_EQ(refused > 0, isRefused);
+        EXPECT_EQ(stage.walk.IsFrameClipped() != 0, isRefused);
         EXPECT_FALSE(stage.IsAnyMarked());
-        EXPECT_EQ(stage.Frame().size(), 100U);
+        EXPECT_EQ(stage.Frame().size(), static_cast<std::size_t>(eLEAVES));
         EXPECT_FALSE(stage.walk.IsFrameClipped());
     }
 }
 
+TEST(TqOcPrioritizedTraversal, ClipsTheFrameWhenMemoryForItsStackIsRefused)
+{
+    // The nearest leaf lies deepest, so that the walk goes all the way down before it draws. The
+    // recorders write lines, which come from the heap that is refused here: none takes part.
+    constexpr int eDEPTH = 120;
+    TqOcTraversable* node =
+        new TqOcSingleLeaf(new RecordingShape(nullptr, "s", MakeCube(0.0, 0.0, -2.0, 0.25)));
+    for (int level = 0; level < eDEPTH; ++level) {
+        node = WalkStage::Group({node, new TqOcSingleLeaf(new RecordingShape(
+                                           nullptr, "s", MakeCube(0.0, 0.0, -9.0, 0.25)))});
+    }
+    WalkStage stage;
+    stage.root.reset(node);
+    stage.root->Update();
+    TqOcContext quiet;
+    stage.walk.SetContext(&quiet);
+    stage.walk.SetFrameId(1);
+    int refused = 0;
+    {
+        RefuseAllocations refuse(1, RefuseAllocations::eONLY_THIS, RefuseAllocations::eGLOBAL_NEW);
+        EXPECT_NO_THROW(stage.walk.Apply(stage.root.get()));
+        refused = refuse.GetNumRefused();
+    }
+    EXPECT_EQ(refused, 1);
+    EXPECT_TRUE(stage.walk.IsFrameClipped());
+    EXPECT_EQ(stage.walk.GetShapesRendered(), 0U);
+    EXPECT_FALSE(stage.IsAnyMarked());
+    EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
+
+    stage.walk.SetFrameId(2);
+    stage.walk.Apply(stage.root.get());
+    EXPECT_FALSE(stage.walk.IsFrameClipped());
+    EXPECT_EQ(stage.walk.GetShapesRendered(), eDEPTH + 1U);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
 TEST(TqOcPrioritizedTraversal, SaturatesTimeBudgetsThatDoNotFit)
 {
-    for (double const target : {1e300, s_infinity, s_nan, -1.0}) {
+    struct Row
+    {
+        double target;
+        bool isClipped;
+    };
+
+    // No budget below 0 is left after the first leaf. A NaN has expired as well, but no elapsed
+    // time is greater than it, which is what clips.
+    for (Row const& row :
+         {Row{1e300, false}, Row{s_infinity, false}, Row{s_nan, false}, Row{-1.0, true}}) {
         WalkStage stage;
         stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0)});
         stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
-        stage.walk.SetTargetFrameTime(target);
-        EXPECT_FALSE(stage.Frame().empty()) << target;
+        stage.walk.SetTargetFrameTime(row.target);
+        EXPECT_EQ(stage.Frame(), row.isClipped ? Lines{"a"} : (Lines{"a", "b"})) << row.target;
+        EXPECT_EQ(stage.walk.IsFrameClipped() != 0, row.isClipped) << row.target;
+    }
+}
+
+TEST(TqOcPrioritizedTraversal, KeepsAClipThatTheHostForcesWhileItIsAsked)
+{
+    class Forcing : public RecordingContext
+    {
+    public:
+        using RecordingContext::RecordingContext;
+
+        std::function<void()> onShow;
+
+        void ShowRender() override
+        {
+            RecordingContext::ShowRender();
+            onShow();
+        }
+    };
+
+    using Traversal = TqOcRenderTraversal;
+
+    struct Row
+    {
+        Traversal::Policy policy;
+        bool isEndRender; ///< else in the walk
+        int developFrame; ///< so that the host is asked to show the frame
+    };
+
+    for (Row const& row :
+         {Row{Traversal::eINTERRUPTIBLE, false, 0}, Row{Traversal::eAUTO_INTERACTIVE, false, 0},
+          Row{Traversal::eCOUNT_INTERACTIVE, false, 1}, Row{Traversal::eINTERRUPTIBLE, true, 0},
+          Row{Traversal::eAUTO_INTERACTIVE, true, 0},
+          Row{Traversal::eCOUNT_INTERACTIVE, true, 1}}) {
+        SCOPED_TRACE(testing::Message()
+                     << "policy " << row.policy << ", end of a frame " << row.isEndRender);
+        FakeClock clock;
+        WalkStage stage;
+        auto* const slow = stage.Leaf("slow", 1.0);
+        stage.SetRoot({slow, stage.Leaf("b", 2.0)});
+        Forcing context(&stage.log);
+        stage.walk.SetContext(&context);
+        stage.walk.SetPolicy(row.policy);
+        stage.walk.SetDevelopFrame(row.developFrame);
+        int asked = 0;
+        auto const force = [&] {
+            ++asked;
+            row.isEndRender ? stage.walk.ForceEndRenderClipped() : stage.walk.ForceFrameClipped();
+        };
+        context.onShow = force;
+        context.onInteractionPending = [&] {
+            force();
+            return 0;
+        };
+        if (row.isEndRender) {
+            context.onEndRender = [&] {
+                clock.Advance(1.0);
+                stage.walk.CheckEndRenderExpired();
+            };
+        } else {
+            WalkStage::ShapeOf(slow)->onTurn = [&](TqOcPrioritizedTraversal*) {
+                clock.Advance(1.0);
+            };
+        }
+        EXPECT_EQ(stage.Frame(), row.isEndRender ? (Lines{"slow", "b"}) : Lines{"slow"});
+        EXPECT_EQ(asked, 1);
+        EXPECT_EQ(stage.walk.IsFrameClipped(), row.isEndRender ? 0 : 1);
+        EXPECT_EQ(stage.log.Count("ShowRender"), row.developFrame);
+        if (row.isEndRender) {
+            EXPECT_TRUE(stage.walk.IsEndRenderClipped());
+        }
     }
 }
 
@@ -982,6 +1370,25 @@ TEST(TqOcPrioritizedTraversal, ClipsTheEndRenderAtOnceWhenNothingIsLeft)
     stage.context.onEndRender = [&] { clipped = stage.walk.IsEndRenderClipped(); };
     stage.Frame();
     EXPECT_EQ(clipped, 1);
+}
+
+TEST(TqOcPrioritizedTraversal, ClipsTheEndRenderWhenTheTimeIsUsedUpExactly)
+{
+    for (double const walked : {1.0, 0.9921875}) {
+        FakeClock clock(0.0);
+        WalkStage stage;
+        auto* const leaf = stage.Leaf("a", 1.0);
+        stage.SetRoot({leaf});
+        stage.walk.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+        stage.walk.SetTargetFrameTime(1.0);
+        WalkStage::ShapeOf(leaf)->onTurn = [&](TqOcPrioritizedTraversal*) {
+            clock.Advance(walked);
+        };
+        int clipped = -1;
+        stage.context.onEndRender = [&] { clipped = stage.walk.IsEndRenderClipped(); };
+        stage.Frame();
+        EXPECT_EQ(clipped, walked < 1.0 ? 0 : 1) << walked;
+    }
 }
 
 TEST(TqOcPrioritizedTraversal, DecidesTheEndRenderByPolicy)
@@ -1089,32 +1496,84 @@ TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenACallbackThrowsWhileScoring
 
 TEST(TqOcPrioritizedTraversal, PutsTheWalkInOrderWhenAContextThrows)
 {
-    for (std::string const callback : {"begin", "check", "end", "start"}) {
-        WalkStage stage;
-        MakeRow(stage);
-        bool throws = true;
-        auto const fail = [&](std::string const& here) {
-            if (throws && here == callback) {
-                throws = false;
+    /// Throws once, after the callback of the given name was recorded.
+    class Throwing : public RecordingContext
+    {
+    public:
+        using RecordingContext::RecordingContext;
+
+        std::string callback;
+
+        void Fail(char const* here)
+        {
+            if (callback == here) {
+                callback.clear();
                 throw Failure();
             }
-        };
-        stage.context.onBeginQuery = [&](TqLBox3f const&, unsigned int) {
-            fail("begin");
+        }
+
+        void AbortOcclusionQuery(TqOcOcclusionQuery* query) override
+        {
+            RecordingContext::AbortOcclusionQuery(query);
+            Fail("AbortOcclusionQuery");
+        }
+
+        void ShowRender() override
+        {
+            RecordingContext::ShowRender();
+            Fail("ShowRender");
+        }
+
+        void CompletedRenderTraversal() override
+        {
+            RecordingContext::CompletedRenderTraversal();
+            Fail("CompletedRenderTraversal");
+        }
+    };
+
+    for (std::string const callback :
+         {"StartRender", "BeginOcclusionQuery", "CheckOcclusionQueryReady", "EndOcclusionQuery",
+          "AbortOcclusionQuery", "ShowRender", "IsInteractionPending", "CompletedRenderTraversal",
+          "EndRender"}) {
+        SCOPED_TRACE(callback);
+        FakeClock clock;
+        WalkStage stage;
+        MakeRow(stage);
+        Throwing context(&stage.log);
+        stage.walk.SetContext(&context);
+        stage.walk.SetPolicy(TqOcRenderTraversal::eAUTO_INTERACTIVE);
+        stage.walk.SetDevelopFrame(1);
+        clock.SetStepPerReading(1.0); // every node takes too long: the host is asked and shown
+        context.callback = callback;
+        context.onStartRender = [&] { context.Fail("StartRender"); };
+        context.onBeginQuery = [&](TqLBox3f const&, unsigned int) {
+            context.Fail("BeginOcclusionQuery");
             return true;
         };
-        stage.context.onCheckQuery = [&](int) {
-            fail("check");
-            return 1;
+        context.onCheckQuery = [&](int) {
+            context.Fail("CheckOcclusionQueryReady");
+            return callback == "AbortOcclusionQuery" ? 0 : 1;
         };
-        stage.context.onEndQuery = [&](int) {
-            fail("end");
+        context.onEndQuery = [&](int) {
+            context.Fail("EndOcclusionQuery");
             return 100U;
         };
-        stage.context.onStartRender = [&] { fail("start"); };
-        EXPECT_THROW(stage.Frame(), Failure) << callback;
-        EXPECT_FALSE(stage.IsAnyMarked()) << callback;
-        EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"})) << callback;
+        context.onInteractionPending = [&] {
+            context.Fail("IsInteractionPending");
+            return 0;
+        };
+        context.onEndRender = [&] { context.Fail("EndRender"); };
+
+        EXPECT_THROW(stage.Frame(), Failure);
+        EXPECT_EQ(context.callback, "") << "it was never called";
+        EXPECT_FALSE(stage.IsAnyMarked());
+        EXPECT_EQ(stage.walk.GetCurrTravState(), nullptr);
+        EXPECT_EQ(context.GetNumOpenQueries(), 0);
+        EXPECT_EQ(stage.log.Count("AbortOcclusionQuery closed"), 0);
+
+        EXPECT_EQ(stage.Frame(), (Lines{"a", "b", "c"}));
+        EXPECT_EQ(context.GetNumOpenQueries(), 0);
+        EXPECT_FALSE(stage.IsAnyMarked());
     }
 }
 

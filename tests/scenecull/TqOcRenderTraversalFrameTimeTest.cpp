@@ -588,6 +588,17 @@ TEST(TqOcRenderTraversalFrameTime, LowTargetRaisesTargetAndExpectedTriangles)
     }
 }
 
+TEST(TqOcRenderTraversalFrameTime, LowTargetSaturatesAtTheLargestCount)
+{
+    for (unsigned int const tris : {0xFFFFFFFEU, 0xFFFFFFFFU}) {
+        Frames frames;
+        frames.Start();
+        frames.traversal.LowTarget(0.0, tris);
+        EXPECT_EQ(frames.traversal.GetTriangleTarget(), 0xFFFFFFFFU);
+        EXPECT_EQ(frames.traversal.GetExpectedTris(), 0xFFFFFFFFU);
+    }
+}
+
 TEST(TqOcRenderTraversalFrameTime, ABusyWaitKeepsTheFrameOutOfTheMeasurements)
 {
     Frames frames;

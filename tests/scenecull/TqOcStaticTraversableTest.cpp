@@ -1538,6 +1538,147 @@ TEST(TqOcStaticBase, MayBeDestroyedBetweenBeginAndEndOfASet)
     EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
 }
 
+TEST(TqOcStaticBase, LetsAListInTheMakingGoByTheOwnershipRule)
+{
+    enum End
+    {
+        eDESTRUCTION,
+        eSET_CHILDREN,
+        eSECOND_BEGIN
+    };
+
+    for (End const end : {eDESTRUCTION, eSET_CHILDREN, eSECOND_BEGIN}) {
+        SCOPED_TRACE(end);
+        EventLog log;
+        std::size_t const blocks = TqUMemory::GetLiveBlocks();
+        {
+            RecordingBase other(&log, "other");
+            RecordingShape* const held = NewShape(log, "held");
+            other.AddChild(held);
+            RecordingShape users(&log, "users", MakeCube(0, 0, 0, 1));
+            users.SetUserOwned(1);
+            auto container = std::make_unique<BareContainer>();
+            container->BeginSet(4);
+            container->PartSet(0, held);
+            container->PartSet(1, NewShape(log, "nobody's"));
+            container->PartSet(3, &users);
+            log.Clear();
+            TqOcBaseTraversable* next[] = {&users};
+            switch (end) {
+            case eDESTRUCTION:
+                container.reset();
+                break;
+            case eSET_CHILDREN:
+                container->SetChildren(next, 1);
+                EXPECT_EQ(ChildNames(log, *container), Lines{"users"});
+                EXPECT_TRUE(IsOnlyParent(users, container.get()));
+                break;
+            case eSECOND_BEGIN:
+                container->BeginSet(1);
+                container->PartSet(0, &users);
+                container->EndSet();
+                EXPECT_EQ(ChildNames(log, *container), Lines{"users"});
+                EXPECT_TRUE(IsOnlyParent(users, container.get()));
+                break;
+            }
+            EXPECT_EQ(log.Take("Delete"), Lines{"Delete nobody's"});
+            EXPECT_EQ(ChildNames(log, other), Lines{"held"});
+            EXPECT_TRUE(IsOnlyParent(*held, &other));
+        }
+        EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    }
+}
+
+TEST(TqOcStaticBase, PostsAPartThatIsSetAtNoPlace)
+{
+    EventLog log;
+    RecordingBase container(&log, "container");
+    container.AddChild(NewShape(log, "old"));
+    RecordingShape part(&log, "part", MakeCube(0, 0, 0, 1));
+    part.SetUserOwned(1);
+    Lines const post = {"1 TqOcStaticBase: PartSet with an index out of range, or outside of "
+                        "BeginSet and EndSet"};
+    auto const expectPosted = [&](int i) {
+        PostedErrors posted;
+        container.PartSet(i, &part);
+        EXPECT_EQ(posted.AsLines(), post) << i;
+    };
+    expectPosted(0); // before BeginSet
+    EXPECT_EQ(ChildNames(log, container), Lines{"old"});
+    container.BeginSet(2);
+    for (int const i : {-1, 2, 3, 0x7FFFFFFF, -0x7FFFFFFF - 1}) {
+        expectPosted(i);
+    }
+    container.PartSet(0, NewShape(log, "a"));
+    container.PartSet(1, NewShape(log, "b"));
+    container.EndSet();
+    EXPECT_EQ(ChildNames(log, container), (Lines{"a", "b"}));
+    expectPosted(1); // after EndSet
+    EXPECT_EQ(ChildNames(log, container), (Lines{"a", "b"}));
+    EXPECT_FALSE(part.HasParent());
+}
+
+TEST(TqOcStaticBase, PostsAnEndOfASetWithoutABegin)
+{
+    EventLog log;
+    RecordingBase container(&log, "container");
+    RecordingShape* const a = NewShape(log, "a");
+    container.AddChild(a);
+    container.SetModified(0);
+    log.Clear();
+    PostedErrors posted;
+    container.EndSet();
+    EXPECT_EQ(posted.AsLines(), Lines{"1 TqOcStaticBase: EndSet without BeginSet"});
+    EXPECT_EQ(ChildNames(log, container), Lines{"a"});
+    EXPECT_TRUE(IsOnlyParent(*a, &container)) << "linked once";
+    EXPECT_EQ(container.GetModified(), 0U);
+    EXPECT_EQ(log.Take(), Lines{});
+}
+
+TEST(TqOcStaticBase, IsEmptyAfterAnEndOfASetForWhichMemoryIsRefused)
+{
+    for (bool const hasGap : {false, true}) {
+        SCOPED_TRACE(hasGap);
+        EventLog log;
+        PostedErrors posted; // about the gap
+        RecordingTraversable elsewhere(&log, "elsewhere");
+        RecordingShape first(&log, "first", MakeCube(0, 0, 0, 1));
+        RecordingShape second(&log, "second", MakeCube(0, 0, 0, 1));
+        TqOcBaseTraversable* children[] = {&first, &second};
+        for (TqOcBaseTraversable* child : children) {
+            child->SetSingleParent(&elsewhere); // so that a further parent takes memory
+        }
+        RecordingBase container(&log, "container");
+        std::size_t const blocks = TqUMemory::GetLiveBlocks();
+        int const numAllocations = hasGap ? 5 : 4; // two for each link; an array without the gap
+        for (int n = 1; n <= numAllocations; ++n) {
+            SCOPED_TRACE(n);
+            container.BeginSet(hasGap ? 3 : 2);
+            container.PartSet(0, &first);
+            container.PartSet(hasGap ? 2 : 1, &second);
+            log.Clear();
+            {
+                RefuseAllocations refuse(n);
+                EXPECT_THROW(container.EndSet(), std::bad_alloc);
+            }
+            EXPECT_EQ(container.GetNumChildren(), 0);
+            EXPECT_TRUE(IsOnlyParent(first, &elsewhere));
+            EXPECT_TRUE(IsOnlyParent(second, &elsewhere));
+            EXPECT_EQ(log.Count("Delete"), 0);
+            EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+            posted.Clear();
+            container.EndSet();
+            EXPECT_EQ(posted.Size(), 1) << "the set is over";
+        }
+        container.SetChildren(children, 2);
+        EXPECT_EQ(ChildNames(log, container), (Lines{"first", "second"}));
+        first.RemoveParent(&elsewhere);
+        second.RemoveParent(&elsewhere);
+        first.SetUserOwned(1);
+        second.SetUserOwned(1);
+    }
+}
+
 TEST(TqOcStaticBase, MayBeGivenItsOwnChildrenAgain)
 {
     EventLog log;
@@ -1616,6 +1757,149 @@ TEST(TqOcStaticBase, LinksNoneOfItsNewChildrenWhenMemoryForOneLinkIsRefused)
     EXPECT_EQ(ChildNames(log, container), (Lines{"first", "second"}));
     first.RemoveParent(&elsewhere);
     second.RemoveParent(&elsewhere);
+}
+
+TEST(TqOcStaticGroup, LeavesAShapeToItsCallerWhenMemoryToAddItIsRefused)
+{
+    // Into the group that gets a new leaf, and into a leaf that contains the shape already.
+    for (bool const isInside : {false, true}) {
+        SCOPED_TRACE(isInside);
+        EventLog log;
+        RecordingGroup group(&log, "group");
+        auto* const leaf = new RecordingLeaf(&log, "leaf");
+        leaf->AddChild(NewShape(log, "old", MakeCube(0, 0, 0, 4)));
+        group.AddChild(leaf);
+        group.Update();
+        // Not user owned: what it was put into by halves would delete it with itself.
+        auto shape =
+            std::make_unique<RecordingShape>(&log, "new", MakeCube(isInside ? 0 : 50, 0, 0, 1));
+        log.Clear();
+        std::size_t const blocks = TqUMemory::GetLiveBlocks();
+        int const numAllocations = isInside ? 1 : 3; // an array; or a leaf and two arrays
+        for (int n = 1; n <= numAllocations; ++n) {
+            SCOPED_TRACE(n);
+            {
+                RefuseAllocations refuse(n);
+                EXPECT_THROW(group.AddShape(shape.get()), std::bad_alloc);
+            }
+            EXPECT_EQ(log.Take(), Lines{}) << "nothing deleted, nobody told";
+            EXPECT_FALSE(shape->HasParent());
+            EXPECT_EQ(ChildNames(log, group), Lines{"leaf"});
+            EXPECT_EQ(ChildNames(log, *leaf), Lines{"old"});
+            EXPECT_EQ(group.GetModified(), 0U);
+            EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+        }
+        RefuseAllocations refuse(numAllocations + 1);
+        group.AddShape(shape.get());
+        EXPECT_EQ(refuse.GetNumRefused(), 0);
+        EXPECT_TRUE(shape.release()->HasParent());
+    }
+}
+
+TEST(TqOcStaticGroup, LeavesASharedShapeItsOtherParentWhenMemoryToAddItIsRefused)
+{
+    EventLog log;
+    RecordingLeaf other(&log, "other");
+    RecordingShape* const shared = NewShape(log, "shared");
+    other.AddChild(shared);
+    TqOcStaticGroup group;
+    std::size_t const blocks = TqUMemory::GetLiveBlocks();
+    for (int n = 1; n <= 5; ++n) { // leaf, array, parent vector and its storage, array
+        SCOPED_TRACE(n);
+        {
+            RefuseAllocations refuse(n);
+            EXPECT_THROW(group.AddShape(shared), std::bad_alloc);
+        }
+        EXPECT_TRUE(IsOnlyParent(*shared, &other));
+        EXPECT_EQ(group.GetNumChildren(), 0);
+        EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    }
+    EXPECT_EQ(log.Count("Delete"), 0);
+}
+
+TEST(TqOcSingleLeaf, LeavesItsShapeAloneWhenMemoryForTheLinkIsRefused)
+{
+    EventLog log;
+    TqOcSingleLeaf* const other = new TqOcSingleLeaf(NewShape(log, "shared"));
+    TqOcShape* const shared = other->GetShape();
+    std::size_t const blocks = TqUMemory::GetLiveBlocks();
+    for (int n = 1; n <= 3; ++n) { // the leaf, the parent vector, its storage
+        SCOPED_TRACE(n);
+        RefuseAllocations refuse(n);
+        EXPECT_THROW(static_cast<void>(new TqOcSingleLeaf(shared)), std::bad_alloc);
+        EXPECT_TRUE(IsOnlyParent(*shared, other));
+        EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    }
+    EXPECT_EQ(log.Take(), Lines{});
+    delete other;
+    EXPECT_EQ(log.Take(), Lines{"Delete shared"});
+}
+
+TEST(TqOcStaticBase, StaysModifiedWhenAShapesBoxThrows)
+{
+    struct Failure
+    {};
+
+    class Failing : public RecordingShape
+    {
+    public:
+        using RecordingShape::RecordingShape;
+
+        bool fails = true;
+
+        void GetShapeBox(TqLBox3f& box) override
+        {
+            if (fails) {
+                throw Failure();
+            }
+            RecordingShape::GetShapeBox(box);
+        }
+    };
+
+    EventLog log;
+    RecordingGroup root(&log, "root");
+    auto* const leaf = new RecordingLeaf(&log, "leaf");
+    auto* const bad = new Failing(&log, "bad", MakeCube(5, 0, 0, 1), 20);
+    leaf->AddChild(NewShape(log, "a", MakeCube(0, 0, 0, 1), 1));
+    leaf->AddChild(bad);
+    root.AddChild(leaf);
+    auto* const badAlone = new Failing(&log, "bad alone", MakeCube(0, 7, 0, 1), 300);
+    root.AddChild(new TqOcSingleLeaf(badAlone));
+
+    EXPECT_THROW(root.Update(), Failure);
+    EXPECT_NE(root.GetModified() & TqOcBaseTraversable::eMODIFIED_BOX, 0U);
+    EXPECT_NE(leaf->GetModified() & TqOcBaseTraversable::eMODIFIED_BOX, 0U);
+    bad->fails = false;
+    EXPECT_THROW(root.Update(), Failure);
+    EXPECT_NE(root.GetModified() & TqOcBaseTraversable::eMODIFIED_BOX, 0U);
+    EXPECT_NE(root.GetChild(1)->GetModified() & TqOcBaseTraversable::eMODIFIED_BOX, 0U);
+    badAlone->fails = false;
+    root.Update();
+    EXPECT_EQ(root.GetModified(), 0U);
+    EXPECT_EQ(leaf->GetBoundingBox(), MakeBox(-1, -1, -1, 6, 1, 1));
+    EXPECT_EQ(root.GetBoundingBox(), MakeBox(-1, -1, -1, 6, 8, 1));
+    EXPECT_EQ(root.GetTris(), 321U);
+}
+
+TEST(TqOcStaticGroup, ReportsTheShapesThatItHoldsAsAMarkedLeafToVisitors)
+{
+    EventLog log;
+    RecordingGroup group(&log, "group");
+    group.AddChild(new RecordingLeaf(&log, "leaf"));
+    group.SetLeaf(1);
+    group.AddShape(NewShape(log, "own"));
+    log.Clear();
+    RecordingVisitor visitor(&log);
+    visitor.Apply(&group);
+    Lines const visits = {"BeginVisit group", "BeginVisit leaf", "EndVisit leaf", "VisitShape own",
+                          "EndVisit group"};
+    Lines seen;
+    for (std::string const& line : log.Take()) {
+        if (line.find("Visit") != std::string::npos) {
+            seen.push_back(line);
+        }
+    }
+    EXPECT_EQ(seen, visits);
 }
 
 TEST(TqOcStaticGroup, IsUpdatedVisitedAndDestroyedAtAnyReasonableDepth)

@@ -121,6 +121,43 @@ TEST(TqOcStaticLeaf, AsksTheCallbackOnlyForShapesThatAreVisibleOtherwise)
     EXPECT_EQ(asked.shapes, std::vector<TqOcShape const*>{shapes[1]});
 }
 
+TEST(TqOcStaticGroup, DrawsItsShapesLikeALeafWhileItIsMarkedAsOne)
+{
+    WalkStage stage;
+    auto* const group = new TqOcStaticGroup;
+    group->SetLeaf(1);
+    auto* const hidden = stage.Shape("hidden", 7.0);
+    hidden->SetHideRender(1);
+    auto* const first = stage.Shape("first", 5.0);
+    auto* const second = stage.Shape("second", 2.0);
+    for (ActingShape* const shape : {first, hidden, second}) {
+        group->AddShape(shape);
+    }
+    EXPECT_EQ(group->GetNumChildren(), 3);
+    stage.SetRoot({group, stage.Leaf("far", 9.0)});
+    EXPECT_EQ(stage.Frame(), (Lines{"first", "second", "far"})) << "in child order";
+    EXPECT_EQ(stage.walk.GetLeavesRendered(), 2U);
+    EXPECT_EQ(first->GetFrameId(), stage.frameId);
+    EXPECT_EQ(second->GetFrameId(), stage.frameId);
+    EXPECT_EQ(hidden->GetFrameId(), 0U);
+    EXPECT_EQ(group->GetFrameId(), stage.frameId);
+    EXPECT_EQ(first->lastData.priority, 2.0) << "the group's, which is its nearest shape's";
+
+    EXPECT_EQ(TakeTurn(stage, group), TqOcBaseTraversable::eFINISHED);
+}
+
+TEST(TqOcStaticGroup, HandsOnItsContainersAlsoWhileItIsMarkedAsALeaf)
+{
+    WalkStage stage;
+    auto* const group = new TqOcStaticGroup;
+    group->AddChild(stage.Leaf("below", 3.0));
+    group->SetLeaf(1);
+    group->AddShape(stage.Shape("own", 4.0));
+    stage.SetRoot({group, stage.Leaf("between", 3.5)});
+    EXPECT_EQ(stage.Frame(), (Lines{"own", "below", "between"}));
+    EXPECT_EQ(stage.walk.GetLeavesRendered(), 3U);
+}
+
 TEST(TqOcSingleLeaf, CountsOneLeafAndFinishesAlsoWhenItsShapeIsSkipped)
 {
     WalkStage stage;
@@ -278,4 +315,75 @@ TEST(TqOcSingleLeaf, IsNotDrawnByThePlainWalk)
     stage.root->Render(&stage.walk);
     EXPECT_EQ(stage.log.Count("RenderShape"), 0);
     EXPECT_EQ(static_cast<TqOcStaticGroup*>(stage.root.get())->GetChild(0)->GetFrameId(), 9U);
+}
+
+TEST(TqOcStaticGroup, RendersItsShapesWhileItIsMarkedAsALeaf)
+{
+    WalkStage stage;
+    auto* const group = new TqOcStaticGroup;
+    group->SetLeaf(1);
+    auto* const shape = stage.Shape("own", -50.0, 3);
+    group->AddShape(shape);
+    stage.SetRoot({group});
+    stage.root->Update();
+    stage.walk.SetFrameId(9);
+    stage.root->Render(&stage.walk);
+    EXPECT_EQ(stage.log.Filtered("RenderShape"), Lines{"RenderShape own"});
+    EXPECT_EQ(stage.walk.GetShapesRendered(), 1U);
+    EXPECT_EQ(shape->GetFrameId(), 9U);
+}
+
+TEST(TqOcStaticBase, RendersEverythingAfterAnExceptionOfEitherWalk)
+{
+    struct Failure
+    {};
+
+    class Failing : public ActingShape
+    {
+    public:
+        using ActingShape::ActingShape;
+
+        bool fails = true;
+
+        void RenderShape(TqOcRenderTraversal* traversal) override
+        {
+            if (fails) {
+                throw Failure();
+            }
+            ActingShape::RenderShape(traversal);
+        }
+    };
+
+    WalkStage stage;
+    auto* const bad = new Failing(&stage.log, "bad", MakeCube(0.0, 0.0, -4.0, 0.25), 2);
+    bad->onTurn = [](TqOcPrioritizedTraversal*) { throw Failure(); };
+    TqOcShape* shapes[] = {stage.Shape("a", 1.0), bad, stage.Shape("c", 3.0)};
+    auto* const leaf = new TqOcStaticLeaf(shapes, 3);
+    stage.SetRoot({WalkStage::Group({leaf}), WalkStage::Group({})});
+    Lines const all = {"RenderShape a", "RenderShape bad", "RenderShape c"};
+
+    // Out of a prioritized walk.
+    EXPECT_THROW(stage.Frame(), Failure);
+    bad->fails = false;
+    stage.log.Clear();
+    stage.root->Render(&stage.walk);
+    EXPECT_EQ(stage.log.Filtered("RenderShape"), all);
+
+    // Out of a plain one: what was reached is stamped, what was not is not.
+    bad->fails = true;
+    stage.log.Clear();
+    stage.walk.SetFrameId(++stage.frameId);
+    EXPECT_THROW(stage.root->Render(&stage.walk), Failure);
+    EXPECT_EQ(stage.log.Filtered("RenderShape"), Lines{"RenderShape a"});
+    EXPECT_EQ(shapes[0]->GetFrameId(), stage.frameId);
+    EXPECT_NE(bad->GetFrameId(), stage.frameId);
+    EXPECT_NE(leaf->GetFrameId(), stage.frameId);
+    bad->fails = false;
+    stage.log.Clear();
+    stage.root->Render(&stage.walk);
+    EXPECT_EQ(stage.log.Filtered("RenderShape"), all);
+    EXPECT_EQ(leaf->GetFrameId(), stage.frameId);
+
+    bad->onTurn = nullptr;
+    EXPECT_EQ(stage.Frame(), (Lines{"a", "bad", "c"}));
 }

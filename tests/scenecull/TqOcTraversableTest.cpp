@@ -752,6 +752,25 @@ TEST(TqOcBaseTraversable, ClearsASingleParentWhateverParentIsRemoved)
     EXPECT_FALSE(node.HasParent());
 }
 
+TEST(TqOcBaseTraversable, FreesAVectorOfOneParentWithItsLastEntry)
+{
+    // AddParent never makes such a vector; a host may hand one over.
+    for (bool const isStranger : {false, true}) {
+        SCOPED_TRACE(isStranger);
+        PlainTraversable parent;
+        PlainTraversable stranger;
+        BaseNode node;
+        std::size_t const blocks = TqUMemory::GetLiveBlocks();
+        auto* const parents = new TqUPtrVector<TqOcTraversable>;
+        parents->PushBack(&parent);
+        node.SetMultipleParents(parents);
+        node.RemoveParent(isStranger ? &stranger : &parent);
+        EXPECT_FALSE(node.HasMultipleParents());
+        EXPECT_EQ(node.GetSingleParent(), isStranger ? &parent : nullptr);
+        EXPECT_EQ(TqUMemory::GetLiveBlocks(), blocks);
+    }
+}
+
 TEST(TqOcBaseTraversable, KeepsTheOrderOfThreeParentsWhenOneIsRemoved)
 {
     struct Case

@@ -239,6 +239,18 @@ TEST(TqOcTraversal, TakesNoneOfANegativeNumberOfClipPlanes)
     EXPECT_EQ(posted.Size(), 1);
 }
 
+TEST(TqOcTraversal, TakesNoneOfClipPlanesWithoutAnArray)
+{
+    EventLog log;
+    LoggingTraversal traversal(&log, nullptr);
+    std::array<TqLPlane3f, 6> const planes = MakeSixPlanes();
+    traversal.SetClipPlanes(planes.data(), 3);
+    PostedErrors posted;
+    traversal.SetClipPlanes(nullptr, 2);
+    EXPECT_EQ(traversal.GetNumClipPlanes(), 0);
+    EXPECT_EQ(posted.AsLines(), Lines{"1 TqOcTraversal: 2 clip planes given, 0 used"});
+}
+
 TEST(TqOcTraversal, HoldsItsViewCriteriaByPointer)
 {
     EventLog log;

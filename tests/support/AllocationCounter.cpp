@@ -18,11 +18,15 @@ int s_numUsers = 0;
 int s_untilRefusal = 0; // allocations up to and with the refused one; 0 = no refusal pending
 bool s_refuseAll = false;
 bool s_refuseLater = false;
+bool s_refuseMemory = false;
 int s_numRefused = 0;
 
-bool Hook(std::size_t, void*)
+// Of the thread that made the refuser only: a test framework's other threads keep their memory.
+thread_local bool s_refuseNew = false;
+
+/// Counts one allocation of a kind that is refused now; returns whether this one is.
+bool IsRefused()
 {
-    ++s_numMemory;
     bool refused = s_refuseAll;
     if (s_untilRefusal > 0 && --s_untilRefusal == 0) {
         refused = true;
@@ -31,7 +35,13 @@ bool Hook(std::size_t, void*)
     if (refused) {
         ++s_numRefused;
     }
-    return !refused;
+    return refused;
+}
+
+bool Hook(std::size_t, void*)
+{
+    ++s_numMemory;
+    return !(s_refuseMemory && IsRefused());
 }
 
 void AddUser()
@@ -51,12 +61,18 @@ void RemoveUser()
 void* CountedAlloc(std::size_t size)
 {
     ++s_numNew;
+    if (s_refuseNew && IsRefused()) {
+        return nullptr;
+    }
     return std::malloc(size != 0 ? size : 1);
 }
 
 void* CountedAlignedAlloc(std::size_t size, std::align_val_t alignment)
 {
     ++s_numNew;
+    if (s_refuseNew && IsRefused()) {
+        return nullptr;
+    }
     auto const step = static_cast<std::size_t>(alignment);
     std::size_t const rounded = (size + step - 1) / step * step;
     return std::aligned_alloc(step, rounded != 0 ? rounded : step);
@@ -103,17 +119,21 @@ void AllocationCounter::Reset()
 
 // ---- Refusing -----------------------------------------------------------------------------------
 
-RefuseAllocations::RefuseAllocations(int n, Extent extent)
+RefuseAllocations::RefuseAllocations(int n, Extent extent, Kinds kinds)
 {
     s_untilRefusal = n > 0 ? n : 0;
     s_refuseAll = false;
     s_refuseLater = extent == eAND_ALL_LATER;
     s_numRefused = 0;
+    s_refuseMemory = (kinds & eMEMORY) != 0;
+    s_refuseNew = (kinds & eGLOBAL_NEW) != 0;
     AddUser();
 }
 
 RefuseAllocations::~RefuseAllocations()
 {
+    s_refuseNew = false;
+    s_refuseMemory = false;
     s_untilRefusal = 0;
     s_refuseAll = false;
     RemoveUser();

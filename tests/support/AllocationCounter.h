@@ -35,10 +35,18 @@ private:
     std::size_t m_startMemory;
 };
 
-/// Lets TqUMemory::Alloc fail while it lives.
+/// Lets TqUMemory::Alloc, global operator new or both fail while it lives.
 class RefuseAllocations
 {
 public:
+    /// Which allocations are counted towards the n-th, and refused.
+    enum Kinds
+    {
+        eMEMORY = 1,     ///< TqUMemory::Alloc, in any thread
+        eGLOBAL_NEW = 2, ///< global operator new in the thread that made the object
+        eBOTH = 3
+    };
+
     enum Extent
     {
         eONLY_THIS,    ///< the n-th allocation fails, later ones succeed
@@ -46,7 +54,7 @@ public:
     };
 
     /// @param n  which allocation fails, counted from 1 at construction; 0 or less refuses none.
-    explicit RefuseAllocations(int n, Extent extent = eONLY_THIS);
+    explicit RefuseAllocations(int n, Extent extent = eONLY_THIS, Kinds kinds = eMEMORY);
     ~RefuseAllocations();
 
     RefuseAllocations(RefuseAllocations const&) = delete;

@@ -2,9 +2,11 @@
 
 // OracleWalk: the order of a best-first walk, worked out by plain recursion.
 //
-// Where the engine keeps lists, a stack and pools, this keeps vectors and calls itself; priorities
-// come from the library's CalcPriority, so that the order can be compared exactly. It marks and
-// stamps the nodes just as a walk does, so give it a tree of its own (made from the same seed).
+// Where the engine keeps lists, a stack and pools, this keeps vectors and calls itself. It checks
+// the order only: culls and priorities come from the library's own CalcPriority, so that equal
+// numbers stay equal to the last bit, and an error in that routine shows in both walks alike.
+// OracleCull holds that routine against numbers of its own. It marks and stamps the nodes just as a
+// walk does, so give it a tree of its own (made from the same seed).
 
 #include "support/OracleTrees.h"
 
