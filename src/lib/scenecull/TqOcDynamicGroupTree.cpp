@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cstddef>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -124,9 +125,10 @@ void PickSplitPair(TqOcTraversable** nodes, int n, TqOcTraversable** first,
 class SpareGroups
 {
 public:
-    explicit SpareGroups(int count)
+    explicit SpareGroups(int count) : SpareGroups() // whose destructor runs when memory is refused
     {
-        for (; m_count < count; ++m_count) {
+        m_groups.reserve(static_cast<std::size_t>(count));
+        while (static_cast<int>(m_groups.size()) < count) {
             m_groups.push_back(new TqOcDynamicGroup);
         }
     }
@@ -149,8 +151,9 @@ public:
     }
 
 private:
+    SpareGroups() = default;
+
     std::vector<TqOcDynamicGroup*> m_groups;
-    int m_count = 0;
 };
 
 } // namespace
