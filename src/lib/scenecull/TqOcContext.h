@@ -27,16 +27,22 @@ public:
     };
 
     /// Switches "TqOcContext" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
+    /// A context holds nothing, so a copy is as good as a new one.
+    /// @{
     TqOcContext() = default;
     TqOcContext(TqOcContext const&) = default;
     TqOcContext& operator=(TqOcContext const&) = default;
+    /// @}
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// Every traversal that holds the context must have ended.
     virtual ~TqOcContext();
 
     /// Size of the window in pixels. Default: 1000 x 1000.

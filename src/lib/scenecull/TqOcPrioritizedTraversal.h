@@ -28,10 +28,15 @@ class TqOcPrioritizedTraversal;
 class TQOC_API TqOcTravState
 {
 public:
+    /// Belongs to one place of one walk.
+    /// @{
     TqOcTravState(TqOcTravState const&) = delete;
     TqOcTravState& operator=(TqOcTravState const&) = delete;
 
+    /// @}
+
     /// Cull object under which the node is tested, and the states behind it.
+    /// @{
     TqOcRenderTravCull* GetTravCull() { return m_cull; }
 
     TqOcRenderTravCull const* GetTravCull() const { return m_cull; }
@@ -39,6 +44,8 @@ public:
     TqOcTravFrustum* GetTravFrustum() { return m_cull->GetTravFrustum(); }
 
     TqOcTravTransform* GetTravTransform() { return m_cull->GetTravTransform(); }
+
+    /// @}
 
     /// What the walk found out about the node. A node that took the place of its only parent has
     /// that one's data.
@@ -87,8 +94,8 @@ private:
 /// One level of a walk in progress: the node whose children are worked through.
 struct TqOcTravLevel
 {
-    double slackBound;
-    TqOcTravState* state;
+    double slackBound;    ///< Best priority that waits further up, without the slack.
+    TqOcTravState* state; ///< The node's record.
 };
 
 /// The render traversal of an application.
@@ -100,9 +107,11 @@ class TQOC_API TqOcPrioritizedTraversal : public TqOcRenderTraversal
 {
 public:
     /// Switches "TqOcPrioritizedTraversal" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// @param context  host callbacks, not owned
     explicit TqOcPrioritizedTraversal(TqOcContext* context);
@@ -122,12 +131,17 @@ public:
     /// Ends the walk after the node whose turn it is.
     void ForceFrameClipped() { m_frameClipped = 1; }
 
+    /// Tells the host's work after the walk to stop: IsEndRenderClipped answers 1 from now on,
+    /// until the next frame starts.
     void ForceEndRenderClipped() { m_endRenderClipped = 1; }
 
     /// Whether the walk was cut short, and whether the host's end-of-frame work should be.
+    /// @{
     int IsFrameClipped() const { return m_frameClipped; }
 
     int IsEndRenderClipped() const { return m_endRenderClipped; }
+
+    /// @}
 
     /// Whether the context was asked to show the frame before it was complete.
     int IsFrameShown() const { return m_frameShown; }
@@ -137,10 +151,15 @@ public:
 
     // --- Virtual operations ---------------------------------------------------------------------
 
+    /// Returns the pools; no frame may be running.
     ~TqOcPrioritizedTraversal() override;
 
 protected:
+    /// The walk, from `root` down. A root with an empty box is not walked; whether it is hidden is
+    /// not asked. An exception leaves no marks and no open queries behind.
     void StartRender(TqOcTraversable* root) override;
+    /// Empties the pools and arms the time left for the host's work after the walk.
+    /// @return 0 when the frame was clipped
     int EndRender() override;
 
 private:

@@ -34,10 +34,13 @@ public:
     static constexpr double s_forcePriority = -2.0;
 
     /// Switches "TqOcRenderTravCull" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
+    /// As TqOcTravCull: both states must outlive the object and are not owned.
     TqOcRenderTravCull(TqOcTravFrustum* frustum, TqOcTravTransform* transform);
 
     /// 1 when the local box lies wholly on the negative side of a clip plane, else 0.

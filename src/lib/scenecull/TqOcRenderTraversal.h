@@ -42,7 +42,7 @@ public:
     /// What frame-time control measures in a frame.
     enum FrameType : std::uint32_t
     {
-        eFRAME_DEFAULT = 0,
+        eFRAME_DEFAULT = 0,          ///< Walk and frame; the traversal factor follows them.
         eFRAME_MEASURE_OVERHEAD = 1, ///< The time outside the frame is measured and set aside.
         eFRAME_KEEP_FACTOR = 2       ///< The traversal factor is left alone.
     };
@@ -75,15 +75,21 @@ public:
     static constexpr unsigned int eNO_TRIANGLE_LIMIT = 0xFFFFFFFFU;
 
     /// Switches "TqOcRenderTraversal" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// @param context  host callbacks, not owned. A traversal that is applied without one posts
     /// severity 1 and draws nothing.
     explicit TqOcRenderTraversal(TqOcContext* context);
+
+    /// Not copyable; @ref CopyConfig takes settings over.
+    /// @{
     TqOcRenderTraversal(TqOcRenderTraversal const&) = delete;
     TqOcRenderTraversal& operator=(TqOcRenderTraversal const&) = delete;
+    /// @}
 
     /// Takes over the settings of another traversal: all but frame id, occlusion culling, stress
     /// weight and everything measured.
@@ -93,37 +99,56 @@ public:
 
     /// World space. Default: perspective from the origin along -z, 1 x 1 at the near plane, near 1,
     /// far 1000.
+    /// @{
     TqLFrustum3f const& GetViewFrustum() const { return m_viewFrustum; }
 
     void SetViewFrustum(TqLFrustum3f const& frustum) { m_viewFrustum = frustum; }
 
+    /// @}
+
     /// A node that covers less (square pixels, times stress squared) is culled; lines, points and
     /// text excepted. Default 1. Larger culls more; 0 and below nothing.
+    /// @{
     double GetCullArea() const { return m_cullArea; }
 
     void SetCullArea(double area) { m_cullArea = area; }
 
+    /// @}
+
     /// A node of lines that is shorter both ways (pixels, times stress) is culled. Default 1.
+    /// @{
     double GetCullExtent() const { return m_cullExtent; }
 
     void SetCullExtent(double extent) { m_cullExtent = extent; }
 
+    /// @}
+
     /// A node wholly farther from the near plane (world units) is culled. Default DBL_MAX.
+    /// @{
     double GetCullDistance() const { return m_cullDistance; }
 
     void SetCullDistance(double distance) { m_cullDistance = distance; }
 
+    /// @}
+
     /// Kinds of primitives that are drawn. Default 255, all.
+    /// @{
     TqLPrimitiveTypes::Enum GetPrimitiveBits() const { return m_primitiveBits; }
 
     void SetPrimitiveBits(TqLPrimitiveTypes::Enum bits) { m_primitiveBits = bits; }
 
+    /// @}
+
     /// Whether nodes are tested by occlusion queries of the context (0 or not 0). Default 0.
+    /// @{
     int IsOcclusionCulling() const { return m_occlusionCulling; }
 
     void SetOcclusionCulling(int occlusionCulling) { m_occlusionCulling = occlusionCulling; }
 
+    /// @}
+
     /// Kept for the application's shapes; the library does not read them. Defaults 0.
+    /// @{
     int GetUseLayers() const { return m_useLayers; }
 
     void SetUseLayers(int useLayers) { m_useLayers = useLayers; }
@@ -140,40 +165,58 @@ public:
 
     void SetHighlightColor(unsigned int color) { m_highlightColor = color; }
 
+    /// @}
+
     /// Number of the frame. The application must set a new one, not 0, before every frame: a node
     /// that carries the current number counts as dealt with, so a number used again leaves nearly
     /// everything out. Default 0.
+    /// @{
     unsigned int GetFrameId() const { return m_frameId; }
 
     void SetFrameId(unsigned int frameId) { m_frameId = frameId; }
 
+    /// @}
+
     // --- Priority -------------------------------------------------------------------------------
 
     /// Base of the priority. Default ePRIORITY_DISTANCE.
+    /// @{
     Prioritization GetPrimary() const { return m_primary; }
 
     void SetPrimary(Prioritization primary) { m_primary = primary; }
 
+    /// @}
+
     /// Factors of the priority, SecondaryBits. Default eSECONDARY_SCALE.
+    /// @{
     unsigned int GetSecondary() const { return m_secondary; }
 
     void SetSecondary(unsigned int secondary) { m_secondary = secondary; }
 
+    /// @}
+
     /// How far, in units of priority, a walk may stay below a node after a better one waits
     /// elsewhere; saves going to and fro. Below 0 counts as 0. Default 0, strictly best first.
+    /// @{
     double GetSortSlack() const { return m_sortSlack; }
 
     void SetSortSlack(double slack) { m_sortSlack = slack; }
 
+    /// @}
+
     /// Priority from which the slack applies. Default 0.
+    /// @{
     double GetSlackStart() const { return m_slackStart; }
 
     void SetSlackStart(double start) { m_slackStart = start; }
+
+    /// @}
 
     /// Tables of up to 5 entries; a node gets the scale beside the first threshold greater than its
     /// area (pixels) or distance (world units). Keep thresholds ascending; nothing sorts them.
     /// @param n  0 to 5; outside, or without arrays, severity 1 is posted and the nearest bound
     /// used
+    /// @{
     void SetAreaScales(double const* thresholds, double const* scales, int n);
 
     int GetNumAreaScales() const { return m_numAreaScales; }
@@ -182,6 +225,10 @@ public:
 
     double const* GetAreaScales() const { return m_areaScales; }
 
+    /// @}
+
+    /// The same tables by distance.
+    /// @{
     void SetDistanceScales(double const* thresholds, double const* scales, int n);
 
     int GetNumDistanceScales() const { return m_numDistanceScales; }
@@ -190,28 +237,40 @@ public:
 
     double const* GetDistanceScales() const { return m_distanceScales; }
 
+    /// @}
+
     /// Scales by age: entry 0 for a node that the last frame's walk expanded, entry 1 for the frame
     /// before, and so on; older nodes get none. Values below 1 keep what was drawn ahead of what
     /// was not. n as above; with 0 the table holds only the 1.0 of its first entry.
+    /// @{
     void SetHysteresisScales(double const* scales, int n);
 
     int GetNumHysteresisScales() const { return m_numHysteresisScales; }
 
     double const* GetHysteresisScales() const { return m_hysteresisScales; }
 
+    /// @}
+
     /// Kept for the application; the library does not read it. Default 1.
+    /// @{
     double GetVisibilityScale() const { return m_visibilityScale; }
 
     void SetVisibilityScale(double scale) { m_visibilityScale = scale; }
 
+    /// @}
+
     /// Called last in the scoring of every node that was not culled. Default none.
+    /// @{
     DynamicPriorityCallback GetDynamicPriorityCallback() const { return m_dynamicPriorityCallback; }
 
     void* GetDynamicPriorityData() const { return m_dynamicPriorityData; }
 
     void SetDynamicPriorityCallback(DynamicPriorityCallback callback, void* userData);
 
+    /// @}
+
     /// Called for every shape about to be drawn by a leaf. Default none.
+    /// @{
     DynamicShapeCullCallback GetDynamicShapeCullCallback() const
     {
         return m_dynamicShapeCullCallback;
@@ -220,6 +279,8 @@ public:
     void* GetDynamicShapeCullData() const { return m_dynamicShapeCullData; }
 
     void SetDynamicShapeCullCallback(DynamicShapeCullCallback callback, void* userData);
+
+    /// @}
 
     /// 1 when the node is not hidden and of a kind that is drawn.
     int IsVisible(TqOcBaseTraversable const* node) const
@@ -237,36 +298,54 @@ public:
 
     // --- Frame-time control: settings -----------------------------------------------------------
 
+    /// When frames are interactive, and what may clip them. Default eNEVER_INTERACTIVE.
+    /// @{
     Policy GetPolicy() const { return m_policy; }
 
-    /// Default eNEVER_INTERACTIVE.
     void SetPolicy(Policy policy) { m_policy = policy; }
 
+    /// @}
+
+    /// 1 under every policy but eNEVER_INTERACTIVE, eINTERRUPTIBLE included.
     int IsInteractivePolicy() const { return m_policy != eNEVER_INTERACTIVE; }
 
     /// Wanted time of a frame, seconds. Default 0.1.
+    /// @{
     double GetTargetFrameTime() const { return m_targetFrameTime; }
 
     void SetTargetFrameTime(double seconds) { m_targetFrameTime = seconds; }
 
+    /// @}
+
+    /// What is measured in a frame, and what may adapt. Default eFRAME_DEFAULT.
+    /// @{
     FrameType GetFrameType() const { return m_frameType; }
 
     void SetFrameType(FrameType type) { m_frameType = type; }
 
+    /// @}
+
     /// Whether frames refine the picture of the last one, so that a long one may be shown before it
     /// is complete (0 or not 0). Default 0.
+    /// @{
     int IsDevelopFrame() const { return m_developFrame; }
 
     void SetDevelopFrame(int developFrame) { m_developFrame = developFrame; }
 
+    /// @}
+
     /// Marks the running frame as dropped: it counts as overload. Cleared when a frame starts, so
     /// it can only be set between the start and the end of a frame.
+    /// @{
     int IsFrameDropped() const { return m_frameDropped; }
 
     void SetFrameDropped(int dropped) { m_frameDropped = dropped; }
 
+    /// @}
+
     /// Bounds of the time that a walk should take, as fractions of the time budget. Both 1 (the
     /// default): no triangle control.
+    /// @{
     double GetLowBand() const { return m_lowBand; }
 
     void SetLowBand(double fraction) { m_lowBand = fraction; }
@@ -275,8 +354,11 @@ public:
 
     void SetHighBand(double fraction) { m_highBand = fraction; }
 
+    /// @}
+
     /// Loads (frame time over target) below which stress is relaxed and above which it is raised.
     /// Defaults 0.8 and 1.
+    /// @{
     double GetLowLoad() const { return m_lowLoad; }
 
     void SetLowLoad(double load) { m_lowLoad = load; }
@@ -285,9 +367,12 @@ public:
 
     void SetHighLoad(double load) { m_highLoad = load; }
 
+    /// @}
+
     /// Clamps of the stress. Defaults 1 and 16. Keep MinStress above 0: the first interactive frame
     /// has load 0, which would bring the stress to 0 and every conversion to pixels to infinity,
     /// until a frame is overloaded.
+    /// @{
     double GetMinStress() const { return m_minStress; }
 
     void SetMinStress(double stress) { m_minStress = stress; }
@@ -296,10 +381,15 @@ public:
 
     void SetMaxStress(double stress) { m_maxStress = stress; }
 
+    /// @}
+
     /// Holds the stress where it is (0 or not 0). Default 0.
+    /// @{
     int GetHoldStress() const { return m_holdStress; }
 
     void SetHoldStress(int hold) { m_holdStress = hold; }
+
+    /// @}
 
     /// Weight that tells two equally loaded frames apart; TqOcShape::Prioritized sets it to the
     /// priority of what is being drawn. Default 1.
@@ -313,14 +403,19 @@ public:
     /// posted like that of SetTraversalFactor and changes nothing.
     void ChangeTraversalFactor(double multiplier);
 
+    /// The factor in force, as set or as the frames so far have adapted it.
     double GetTraversalFactor() const { return m_traversalFactor; }
 
     /// Brackets interaction under eCOUNT_INTERACTIVE and eAUTO_INTERACTIVE; nests. When the count
     /// comes to 0 (or was 0) the running frame stops being interactive at once, under every policy.
+    /// @{
     void StartInteractive() { ++m_interactiveCount; }
 
     void EndInteractive();
 
+    /// @}
+
+    /// StartInteractive calls that no EndInteractive has met yet.
     int GetInteractiveCount() const { return m_interactiveCount; }
 
     /// Whether the running frame, or between frames the last one, is interactive.
@@ -344,22 +439,32 @@ public:
 
     /// Stress of the frame, and load (frame time over target) of the last one; -1 while frames are
     /// not interactive, -2 while the stress is held, 2 after an incomplete frame.
+    /// @{
     double GetStress() const { return m_stress; }
 
     double GetLoad() const { return m_load; }
 
+    /// @}
+
     /// Triangles that a frame should, and at most may, draw; eNO_TRIANGLE_LIMIT without control.
+    /// @{
     unsigned int GetTriangleTarget() const { return m_triangleTarget; }
 
     unsigned int GetTriangleLimit() const { return m_triangleLimit; }
 
+    /// @}
+
     /// Bounds of the walk's time in this frame, seconds.
+    /// @{
     double GetLowBandTime() const { return m_lowBandTime; }
 
     double GetHighBandTime() const { return m_highBandTime; }
 
+    /// @}
+
     /// Measured times, seconds: of the last frame, its walk, from start to start, and the running
     /// estimate of what a frame spends outside.
+    /// @{
     double GetLastFrameTime() const { return m_lastFrameTime; }
 
     double GetLastTraversalTime() const { return m_lastTraversalTime; }
@@ -367,6 +472,8 @@ public:
     double GetLastFrameToFrameTime() const { return m_lastFrameToFrameTime; }
 
     double GetOverheadTime() const { return m_overheadTime; }
+
+    /// @}
 
     /// Seconds since the frame started.
     double GetElapsedTime() const { return m_frameTimer.GetTimeElapsedInSeconds(); }
@@ -376,24 +483,36 @@ public:
 
     // --- Statistics of the frame; unsigned 32-bit, wrapping -------------------------------------
 
+    /// Triangles of nodes that clip planes, the eye or the frustum's sides culled.
     unsigned int GetTrisFrustumCulled() const { return m_trisFrustumCulled; }
 
+    /// Triangles of nodes that were too small on the screen.
     unsigned int GetTrisAreaCulled() const { return m_trisAreaCulled; }
 
+    /// Triangles of nodes that are hidden or of kinds that are not drawn, where a walk was offered
+    /// them.
     unsigned int GetTrisVisibilityCulled() const { return m_trisVisibilityCulled; }
 
     /// Triangles of nodes offered to the walk that were dealt with already, or lie on its path.
     /// What time cut off is not in it.
     unsigned int GetTrisTraversedCulled() const { return m_trisTraversedCulled; }
 
+    /// Triangles of nodes that an occlusion query found hidden.
     unsigned int GetTrisOcclusionCulled() const { return m_trisOcclusionCulled; }
 
+    /// Leaves whose turn has come, shapes drawn, and triangles drawn. Shapes and triangles are
+    /// counted by TqOcShape::Render and, in a prioritized walk, by the application.
+    /// @{
     unsigned int GetLeavesRendered() const { return m_leavesRendered; }
 
     unsigned int GetShapesRendered() const { return m_shapesRendered; }
 
     unsigned int GetTrisRendered() const { return m_trisRendered; }
 
+    /// @}
+
+    /// Add to the counters above; for nodes and shapes with a way of their own.
+    /// @{
     void IncTrisFrustumCulled(unsigned int n) { m_trisFrustumCulled += n; }
 
     void IncTrisAreaCulled(unsigned int n) { m_trisAreaCulled += n; }
@@ -414,6 +533,8 @@ public:
 
     void DecTrisRendered(unsigned int n) { m_trisRendered -= n; }
 
+    /// @}
+
     /// Zeroes all counters, those of cull tests too, and forgets a reported busy wait.
     void ResetStats();
 
@@ -431,6 +552,7 @@ public:
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// No frame may be running.
     ~TqOcRenderTraversal() override;
 
     /// InitTraversal, the context's StartRender, the frame id on the root, then the walk.

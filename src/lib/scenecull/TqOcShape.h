@@ -19,20 +19,26 @@ class TQOC_API TqOcShape : public TqOcBaseTraversable
 {
 public:
     /// Switches "TqOcShape" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// Base defaults; leaf and shape are set.
     TqOcShape();
+    /// The same with these attributes. @param primitives  the low five bits are kept.
     TqOcShape(double scale, unsigned int tris, TqLPrimitiveTypes::Enum primitives);
 
     /// Member-wise; see TqOcBaseTraversable's copy for the parent link.
+    /// @{
     TqOcShape(TqOcShape const& other) = default;
     TqOcShape& operator=(TqOcShape const& other) = default;
+    /// @}
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// Unlinks nothing: take the shape out of its containers first.
     ~TqOcShape() override;
 
     /// Counts one shape and its triangles as drawn, then RenderShape.

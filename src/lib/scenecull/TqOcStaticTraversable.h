@@ -16,16 +16,21 @@
 class TQOC_API TqOcStaticBase : public TqOcTraversable
 {
 public:
+    /// No children, and nothing modified.
     TqOcStaticBase();
     /// Takes `count` children, copied from the array, and becomes a parent of each, in array order.
     TqOcStaticBase(TqOcBaseTraversable** children, int count);
 
+    /// Number of children; between BeginSet and EndSet the number of places.
     int GetNumChildren() const { return m_numChildren; }
 
     /// Child `i`, 0 <= i < GetNumChildren(), unchecked.
+    /// @{
     TqOcBaseTraversable* GetChild(int i) { return m_children[i]; }
 
     TqOcBaseTraversable const* GetChild(int i) const { return m_children[i]; }
+
+    /// @}
 
     /// Replaces all children. The new ones are linked before the old ones are let go, so a child,
     /// or a child's child, may be among them.
@@ -36,9 +41,11 @@ public:
     /// none left out), EndSet links them and notifies. Neither update nor traverse the container in
     /// between. Places left out are posted and closed up. When memory is refused EndSet leaves the
     /// container empty and the children untouched.
+    /// @{
     void BeginSet(int count);
     void PartSet(int i, TqOcBaseTraversable* child);
     void EndSet();
+    /// @}
 
     /// Adds a child behind the others. O(children).
     void AddChild(TqOcBaseTraversable* child);
@@ -66,6 +73,7 @@ public:
     /// hysteresis id too, unless it is a shape).
     void Render(TqOcRenderTraversal* traversal) override;
 
+    /// Points *children at the child array (null when there are none) and returns its length.
     int GetChildren(TqOcBaseTraversable* const** children) override;
 
 protected:
@@ -103,22 +111,31 @@ class TQOC_API TqOcStaticGroup : public TqOcStaticBase
 public:
     /// Switches "TqOcStaticBase", the component of all static containers, on and off; calls are
     /// counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
+    /// No children.
     TqOcStaticGroup();
+    /// Takes `count` containers, copied from the array, and becomes a parent of each.
     TqOcStaticGroup(TqOcTraversable** children, int count);
 
+    /// TqOcStaticBase's operations of the same names, typed. GetChild and RemoveChild are not for a
+    /// group that was marked as a leaf and holds shapes: use the base's there.
+    /// @{
     TqOcTraversable* GetChild(int i);
     TqOcTraversable const* GetChild(int i) const;
     void AddChild(TqOcTraversable* child);
     TqOcTraversable* RemoveChild(int i);
     void SetChildren(TqOcTraversable** children, int count);
     void PartSet(int i, TqOcTraversable* child);
+    /// @}
 
     // --- Virtual operations ---------------------------------------------------------------------
 
+    /// Lets every child go, as the base does.
     ~TqOcStaticGroup() override;
 
     /// Hands every child to the walk, in child order. Returns eAPPENDED, also without children. A
@@ -126,9 +143,9 @@ public:
     TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
 
     /// Adds a shape to the hierarchy below: goes down into the first child, in array order, whose
-    /// box contains the shape's, adds it to a static leaf met on the way, hands it to a dynamic tree,
-    /// and otherwise makes a new leaf for it in the group where the way ends. The boxes are those of the last update.
-    /// Null: posted with severity 1.
+    /// box contains the shape's, adds it to a static leaf met on the way, hands it to a dynamic
+    /// tree, and otherwise makes a new leaf for it in the group where the way ends. The boxes are
+    /// those of the last update. Null: posted with severity 1.
     void AddShape(TqOcShape* shape) override;
 
     /// Takes a shape out of the static container that is its only parent, wherever that lies; the
@@ -147,18 +164,24 @@ private:
 class TQOC_API TqOcStaticLeaf : public TqOcStaticBase
 {
 public:
+    /// No shapes; the leaf flag is set.
     TqOcStaticLeaf();
+    /// Takes `count` shapes, copied from the array, and becomes a parent of each.
     TqOcStaticLeaf(TqOcShape** shapes, int count);
 
+    /// TqOcStaticBase's operations of the same names, typed.
+    /// @{
     TqOcShape* GetChild(int i);
     TqOcShape const* GetChild(int i) const;
     void AddChild(TqOcShape* shape);
     TqOcShape* RemoveChild(int i);
     void SetChildren(TqOcShape** shapes, int count);
     void PartSet(int i, TqOcShape* shape);
+    /// @}
 
     // --- Virtual operations ---------------------------------------------------------------------
 
+    /// Lets every shape go, as the base does.
     ~TqOcStaticLeaf() override;
 
     /// Counts one leaf, then draws its visible shapes in order, each stamped with the frame id
@@ -178,12 +201,19 @@ public:
 
     /// Member-wise, without touching the shape's parent links: whoever copies a leaf maintains
     /// them.
+    /// @{
     TqOcSingleLeaf(TqOcSingleLeaf const& other) = default;
     TqOcSingleLeaf& operator=(TqOcSingleLeaf const& other) = default;
 
+    /// @}
+
+    /// The shape, or null for an empty leaf.
+    /// @{
     TqOcShape* GetShape() { return static_cast<TqOcShape*>(m_shape); }
 
     TqOcShape const* GetShape() const { return static_cast<TqOcShape const*>(m_shape); }
+
+    /// @}
 
     /// Stores another shape (may be null) and notifies. The parent links are the caller's: the old
     /// shape keeps this leaf as a parent, the new one does not get it.

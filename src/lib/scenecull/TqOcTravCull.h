@@ -21,15 +21,17 @@ class TqOcTraversal;
 class TQOC_API TqOcTravCull
 {
 public:
-    static constexpr int eCULL_X = 1;
-    static constexpr int eCULL_Y = 2;
-    static constexpr int eCULL_Z = 4;
-    static constexpr int eCULL_ALL = 7;
+    static constexpr int eCULL_X = 1;   ///< Cull bit of the left and right plane.
+    static constexpr int eCULL_Y = 2;   ///< Of the bottom and top plane.
+    static constexpr int eCULL_Z = 4;   ///< Of the near and far plane.
+    static constexpr int eCULL_ALL = 7; ///< Of all three pairs; a walk starts with it.
 
     /// Switches "TqOcTravCull" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// Both states must outlive the object and are not owned. Near-cull distance 0.
     TqOcTravCull(TqOcTravFrustum* frustum, TqOcTravTransform* transform);
@@ -58,6 +60,8 @@ public:
     int CalcArea(TqOcTraversal* traversal, TqLPos3f const* points, int numPoints, int* cullBits,
                  TqLBox2f* screenBox) const;
 
+    /// The states behind the object, as given; not owned.
+    /// @{
     TqOcTravFrustum* GetTravFrustum() { return m_frustum; }
 
     TqOcTravFrustum const* GetTravFrustum() const { return m_frustum; }
@@ -65,6 +69,8 @@ public:
     TqOcTravTransform* GetTravTransform() { return m_transform; }
 
     TqOcTravTransform const* GetTravTransform() const { return m_transform; }
+
+    /// @}
 
     /// The frustum's near plane in local coordinates; its normal points into the scene.
     TqLPlane3f const& GetNearPlane() const { return m_nearPlane; }
@@ -79,26 +85,43 @@ public:
     /// The viewpoint in local coordinates.
     TqLPos3f const& GetLocalEyePoint() const { return m_localEyePoint; }
 
-    // The states' values; see TqOcTravFrustum and TqOcTravTransform.
+    // --- The states' values ---------------------------------------------------------------------
+
+    /// The view's frustum, world space.
     TqLFrustum3f const& GetFrustum() const { return m_frustum->GetFrustum(); }
 
+    /// World coordinates to cull space.
     TqLMatrix4f const& GetViewCullMatrix() const { return m_frustum->GetViewCullMatrix(); }
 
+    /// Pixels per unit of cull-space area, divided by stress squared.
     double GetAreaToPixelConv() const { return m_frustum->GetAreaToPixelConv(); }
 
+    /// Pixels per unit of cull-space x, and y, divided by stress.
+    /// @{
     double GetXToPixelConv() const { return m_frustum->GetXToPixelConv(); }
 
     double GetYToPixelConv() const { return m_frustum->GetYToPixelConv(); }
 
+    /// @}
+
+    /// World size of a pixel per unit of eye distance; see TqOcTravFrustum::GetDistToInvPixelConv.
     double GetDistToInvPixelConv() const { return m_frustum->GetDistToInvPixelConv(); }
 
+    /// Local to world coordinates, and back.
+    /// @{
     TqLAffine3f const& GetToWorld() const { return m_transform->GetToWorld(); }
 
     TqLAffine3f const& GetFromWorld() const { return m_transform->GetFromWorld(); }
 
+    /// @}
+
+    /// Clip planes in local coordinates; the first GetNumClipPlanes() (0 to 6) count.
+    /// @{
     int GetNumClipPlanes() const { return m_transform->GetNumClipPlanes(); }
 
     TqLPlane3f const* GetClipPlanes() const { return m_transform->GetClipPlanes(); }
+
+    /// @}
 
 private:
     void Init();

@@ -20,9 +20,11 @@ class TQOC_API TqOcTravFrustum
 {
 public:
     /// Switches "TqOcTravFrustum" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// The default frustum and matrix, conversions of 0.
     TqOcTravFrustum() = default;
@@ -38,6 +40,7 @@ public:
     /// whole is (0, 1, 0, 1)
     void Narrow(TqOcTravFrustum const& parent, double x0, double x1, double y0, double y1);
 
+    /// The view's frustum, world space; narrowed where the view is.
     TqLFrustum3f const& GetFrustum() const { return m_frustum; }
 
     /// World coordinates to cull space.
@@ -47,9 +50,12 @@ public:
     double GetAreaToPixelConv() const { return m_areaToPixelConv; }
 
     /// Pixels per unit of cull-space x, and y.
+    /// @{
     double GetXToPixelConv() const { return m_xToPixelConv; }
 
     double GetYToPixelConv() const { return m_yToPixelConv; }
+
+    /// @}
 
     /// Multiplied by an eye distance: the world size of one pixel there (of one stressed pixel in a
     /// perspective view; a parallel view does not scale by stress). 0 in a perspective view whose

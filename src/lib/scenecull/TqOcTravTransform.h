@@ -16,12 +16,15 @@
 class TQOC_API TqOcTravTransform
 {
 public:
+    /// Most clip planes that a level holds.
     static constexpr int eMAX_CLIP_PLANES = 6;
 
     /// Switches "TqOcTravTransform" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// Identity, no clip planes.
     TqOcTravTransform() = default;
@@ -32,20 +35,27 @@ public:
     TqOcTravTransform(TqLAffine3f const& toWorld, TqLPlane3f const* clipPlanes, int numClipPlanes);
 
     /// Copies the planes that are there.
+    /// @{
     TqOcTravTransform(TqOcTravTransform const& other);
     TqOcTravTransform& operator=(TqOcTravTransform const& other);
+    /// @}
 
     /// Becomes the level below `parent` under a node's transform; an identity gets no short cut.
     void Transform(TqOcTravTransform const& parent, TqLAffine3f const& affine);
 
+    /// This level's coordinates to world coordinates: local * to-world = world.
     TqLAffine3f const& GetToWorld() const { return m_toWorld; }
 
+    /// World coordinates to this level's, the inverse.
     TqLAffine3f const& GetFromWorld() const { return m_fromWorld; }
 
     /// Clip planes in this level's coordinates; the first GetNumClipPlanes() (0 to 6) count.
+    /// @{
     int GetNumClipPlanes() const { return m_numClipPlanes; }
 
     TqLPlane3f const* GetClipPlanes() const { return m_clipPlanes; }
+
+    /// @}
 
 private:
     void CopyClipPlanes(TqLPlane3f const* planes, int count);

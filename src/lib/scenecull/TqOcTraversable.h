@@ -67,15 +67,15 @@ public:
     /// Bits of the modified mask, the argument of Notify.
     enum ModifiedBits : unsigned int
     {
-        eMODIFIED_BOX = 0x01,
-        eMODIFIED_SCALE = 0x02,
-        eMODIFIED_TRIS = 0x04,
-        eMODIFIED_HIDE_RENDER = 0x08,
-        eMODIFIED_FORCE_RENDER = 0x10,
-        eMODIFIED_PRIMITIVES = 0x20,
-        eMODIFIED_IGNORE_CLIP = 0x40,
-        eMODIFIED_IGNORE_PICK = 0x80,
-        eMODIFIED_ALL = 0xFF ///< Any change to the set of a container's children.
+        eMODIFIED_BOX = 0x01,          ///< Bounding box, of the node or of a shape below.
+        eMODIFIED_SCALE = 0x02,        ///< Scale.
+        eMODIFIED_TRIS = 0x04,         ///< Triangle count.
+        eMODIFIED_HIDE_RENDER = 0x08,  ///< Hide-render switch.
+        eMODIFIED_FORCE_RENDER = 0x10, ///< Force-render switch.
+        eMODIFIED_PRIMITIVES = 0x20,   ///< Primitive set.
+        eMODIFIED_IGNORE_CLIP = 0x40,  ///< Ignore-clip switch.
+        eMODIFIED_IGNORE_PICK = 0x80,  ///< Ignore-pick switch.
+        eMODIFIED_ALL = 0xFF           ///< Any change to the set of a container's children.
     };
 
     /// Scale 1, no triangles, no primitives, no parent, every switch off, nothing modified.
@@ -86,13 +86,17 @@ public:
 
     /// Copies every field, the parent link and the flags included, without telling the parents:
     /// the copy names parents that do not know it. For records that are about to be relinked.
+    /// @{
     TqOcBaseTraversable(TqOcBaseTraversable const& other) = default;
     TqOcBaseTraversable& operator=(TqOcBaseTraversable const& other) = default;
+
+    /// @}
 
     // --- Attributes ---------------------------------------------------------------------------
 
     /// Weight of the node in the priority of a walk (dimensionless; smaller is drawn sooner). A
     /// container holds the smallest of its children's.
+    /// @{
     double GetScale() const { return m_scale; }
 
     void SetScale(double scale)
@@ -103,7 +107,10 @@ public:
 
     void UpdateScale(double scale) { m_scale = scale; }
 
+    /// @}
+
     /// Triangles under the node. A container holds the sum of its children's, modulo 2^32.
+    /// @{
     unsigned int GetTris() const { return m_tris; }
 
     void SetTris(unsigned int tris)
@@ -114,7 +121,10 @@ public:
 
     void UpdateTris(unsigned int tris) { m_tris = tris; }
 
+    /// @}
+
     /// Kinds of primitives under the node, five bits.
+    /// @{
     TqLPrimitiveTypes::Enum GetPrimitives() const
     {
         return static_cast<TqLPrimitiveTypes::Enum>((m_flags & eFLAG_PRIMITIVES) >>
@@ -134,8 +144,11 @@ public:
             ((static_cast<std::uint32_t>(primitives) << ePRIMITIVES_SHIFT) & eFLAG_PRIMITIVES);
     }
 
+    /// @}
+
     /// Whether the node is left out of drawing (0 or not 0; setters read the low bit).
     /// On a static container the next update overwrites it from the children.
+    /// @{
     int IsHideRender() const { return HasFlag(eFLAG_HIDE_RENDER); }
 
     void SetHideRender(int hide)
@@ -146,9 +159,12 @@ public:
 
     void UpdateHideRender(int hide) { PutFlag(eFLAG_HIDE_RENDER, hide); }
 
+    /// @}
+
     /// Whether the node comes before all others in a prioritized walk (0 or not 0; setters read the
     /// low bit). It is still culled like any other node. A static container's next update
     /// overwrites it from the children.
+    /// @{
     int IsForceRender() const { return HasFlag(eFLAG_FORCE_RENDER); }
 
     void SetForceRender(int force)
@@ -159,8 +175,11 @@ public:
 
     void UpdateForceRender(int force) { PutFlag(eFLAG_FORCE_RENDER, force); }
 
+    /// @}
+
     /// Whether clip planes leave the node alone (0 or not 0; setters read the low bit). A static
     /// container's next update overwrites it from the children.
+    /// @{
     int IsIgnoreClip() const { return HasFlag(eFLAG_IGNORE_CLIP); }
 
     void SetIgnoreClip(int ignore)
@@ -171,8 +190,11 @@ public:
 
     void UpdateIgnoreClip(int ignore) { PutFlag(eFLAG_IGNORE_CLIP, ignore); }
 
+    /// @}
+
     /// Whether picks skip the node (0 or not 0; setters read the low bit). A static container's
     /// next update overwrites it from the children.
+    /// @{
     int IsIgnorePick() const { return HasFlag(eFLAG_IGNORE_PICK); }
 
     void SetIgnorePick(int ignore)
@@ -183,34 +205,50 @@ public:
 
     void UpdateIgnorePick(int ignore) { PutFlag(eFLAG_IGNORE_PICK, ignore); }
 
+    /// @}
+
     /// Whether the node holds shapes, or is one. Not notified.
     int IsLeaf() const { return HasFlag(eFLAG_LEAF); }
 
+    /// Marks the node as one that holds shapes (the low bit counts), or takes the mark off. A
+    /// static group that is marked keeps shapes added to it as its own children and draws them in
+    /// its turn.
     void SetLeaf(int leaf) { PutFlag(eFLAG_LEAF, leaf); }
 
     /// Whether the node is a TqOcShape. MakeShape sets leaf and shape; SetLeaf(0) leaves shape set.
+    /// @{
     int IsShape() const { return HasFlag(eFLAG_SHAPE); }
 
     void MakeShape() { m_flags |= eFLAG_LEAF | eFLAG_SHAPE; }
 
+    /// @}
+
     /// Whether the application owns the node, so that containers never delete it. Not notified.
     int IsUserOwned() const { return HasFlag(eFLAG_USER_OWNED); }
 
+    /// Takes the node over for the application, which then deletes it, or gives it back (the low
+    /// bit counts). Giving back deletes nothing: the container that lets it go last does.
     void SetUserOwned(int userOwned) { PutFlag(eFLAG_USER_OWNED, userOwned); }
 
     // --- Marks of the traversals --------------------------------------------------------------
 
     /// Whether the node lies on the path of the running walk; clear between walks.
+    /// @{
     int IsTraversed() const { return HasFlag(eFLAG_TRAVERSED); }
 
     void SetTraversed() { m_flags |= eFLAG_TRAVERSED; }
 
     void ClearTraversed() { m_flags &= ~eFLAG_TRAVERSED; }
 
+    /// @}
+
     /// Number of the last frame that dealt with the node; 0 before any.
+    /// @{
     unsigned int GetFrameId() const { return m_frameId; }
 
     void SetFrameId(unsigned int frameId) { m_frameId = frameId; }
+
+    /// @}
 
     /// Whether frame `frame` has dealt with the node already, or a walk is inside it.
     int IsCulled(unsigned int frame) const { return IsTraversed() || m_frameId == frame; }
@@ -221,6 +259,7 @@ public:
     /// not look themselves.
     int HasMultipleParents() const { return HasFlag(eFLAG_MULTIPLE_PARENTS); }
 
+    /// Whether any parent holds the node; true while HasMultipleParents, whatever the vector holds.
     int HasParent() const { return HasMultipleParents() || m_parent != nullptr; }
 
     /// Whether anything owns the node: the application or a parent. Containers delete a child that
@@ -228,6 +267,7 @@ public:
     int IsOwned() const { return IsUserOwned() || HasParent(); }
 
     /// The one parent, or null; meaningless while HasMultipleParents.
+    /// @{
     TqOcTraversable* GetSingleParent() { return static_cast<TqOcTraversable*>(m_parent); }
 
     TqOcTraversable const* GetSingleParent() const
@@ -235,7 +275,10 @@ public:
         return static_cast<TqOcTraversable const*>(m_parent);
     }
 
+    /// @}
+
     /// All parents in the order in which they were added; meaningless unless HasMultipleParents.
+    /// @{
     TqUPtrVector<TqOcTraversable>* GetMultipleParents()
     {
         return static_cast<TqUPtrVector<TqOcTraversable>*>(m_parent);
@@ -245,6 +288,8 @@ public:
     {
         return static_cast<TqUPtrVector<TqOcTraversable> const*>(m_parent);
     }
+
+    /// @}
 
     /// Stores one parent (may be null) and clears the flag; frees no vector.
     void SetSingleParent(TqOcTraversable* parent);
@@ -306,9 +351,12 @@ public:
 
 protected:
     /// The bit that is free for a derived class; 0 at first.
+    /// @{
     int HasDerivedFlag() const { return HasFlag(eFLAG_DERIVED); }
 
     void PutDerivedFlag(int value) { PutFlag(eFLAG_DERIVED, value); }
+
+    /// @}
 
     /// Recomputes what the node derives from its children, children first, and ends with the
     /// modified mask at 0. Must not notify.
@@ -356,21 +404,28 @@ class TQOC_API TqOcTraversable : public TqOcBaseTraversable
 {
 public:
     /// Switches "TqOcTraversable" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// Base defaults, an empty box, hysteresis id 0.
     TqOcTraversable();
+    /// With this box and these attributes. @param primitives  the low five bits are kept.
     TqOcTraversable(TqLBox3f const& box, double scale, unsigned int tris,
                     TqLPrimitiveTypes::Enum primitives);
 
     /// Member-wise; see TqOcBaseTraversable's copy for the parent link.
+    /// @{
     TqOcTraversable(TqOcTraversable const& other) = default;
     TqOcTraversable(TqOcTraversable&& other) = default;
     TqOcTraversable& operator=(TqOcTraversable const& other) = default;
     TqOcTraversable& operator=(TqOcTraversable&& other) = default;
 
+    /// @}
+
+    /// Hierarchy space; as of the last update.
     TqLBox3f const& GetBoundingBox() const { return m_box; }
 
     /// Stores the box and notifies with eMODIFIED_BOX. A static container rebuilds its box from its
@@ -379,9 +434,12 @@ public:
 
     /// Number of the last frame in which a walk expanded the node; set by walks, never interpreted
     /// here.
+    /// @{
     unsigned int GetHysteresisId() const { return m_hysteresisId; }
 
     void SetHysteresisId(unsigned int id) { m_hysteresisId = id; }
+
+    /// @}
 
     /// RemoveShape, then deletes the shape unless something still owns it. Null: posts severity 1
     /// and does nothing.
@@ -389,6 +447,7 @@ public:
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// Neither unlinks the node nor touches its children; containers do that.
     ~TqOcTraversable() override;
 
     /// Points *children at the node's child array, which the node goes on owning, and returns its
@@ -396,8 +455,10 @@ public:
     virtual int GetChildren(TqOcBaseTraversable* const** children);
 
     /// Adds a shape somewhere below, or takes it out again. Default: nothing.
+    /// @{
     virtual void AddShape(TqOcShape* shape);
     virtual void RemoveShape(TqOcShape* shape);
+    /// @}
 
     /// The node's turn in a plain visit. Default: BeginVisit and EndVisit on the node.
     virtual void Visit(TqOcVisitor* visitor);
@@ -406,12 +467,16 @@ protected:
     friend class TqOcDynamicGroup; // brings boxes of leaves up to date while it restructures
 
     // For a container's own DoUpdate: none of these notifies.
+    /// Empties the box.
     void ClearBoundingBox() { m_box.MakeEmpty(); }
 
+    /// Lets the box enclose another one too; a NaN in it is left out.
     void ExtendBoundingBox(TqLBox3f const& box) { m_box.ExtendBy(box); }
 
+    /// Stores the box.
     void UpdateBoundingBox(TqLBox3f const& box) { m_box.SetValue(box); }
 
+    /// The box itself, to be written in place.
     TqLBox3f& EditBoundingBox() { return m_box; }
 
 private:

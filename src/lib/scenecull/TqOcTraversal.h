@@ -21,43 +21,62 @@ class TqOcTraversable;
 class TQOC_API TqOcTraversal
 {
 public:
+    /// Most clip planes that a traversal takes.
     static constexpr int eMAX_CLIP_PLANES = 6;
 
     /// Switches "TqOcTraversal" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
     /// @param context  host callbacks, not owned; must outlive the traversal. No clip planes, no
     /// view criteria.
     explicit TqOcTraversal(TqOcContext* context);
+    /// Copies every field; see the class.
+    /// @{
     TqOcTraversal(TqOcTraversal const& other) = default;
     TqOcTraversal& operator=(TqOcTraversal const& other) = default;
+    /// @}
 
     /// Runs the traversal from `root`, start to end. Null: posted with severity 1; nothing is run.
     void Apply(TqOcTraversable* root);
 
+    /// The host's callbacks; may be null while nothing is applied. A new one must not be set in a
+    /// frame.
+    /// @{
     TqOcContext* GetContext() { return m_context; }
 
     TqOcContext const* GetContext() const { return m_context; }
 
     void SetContext(TqOcContext* context) { m_context = context; }
 
+    /// @}
+
     /// Copies user clip planes, in world coordinates; what lies wholly on the negative side of one
     /// is culled. @param count  0 to 6; outside, severity 1 is posted and the nearest bound is
     /// used.
     void SetClipPlanes(TqLPlane3f const* planes, int count);
 
+    /// The planes in force, world coordinates; the first GetNumClipPlanes() (0 to 6) count.
+    /// @{
     int GetNumClipPlanes() const { return m_numClipPlanes; }
 
     TqLPlane3f const* GetClipPlanes() const { return m_clipPlanes; }
 
+    /// @}
+
     /// Kept for the application; never read, not owned. Null after construction.
+    /// @{
     void SetViewCriteria(TqLViewCriteria const* criteria) { m_viewCriteria = criteria; }
 
     TqLViewCriteria const* GetViewCriteria() const { return m_viewCriteria; }
 
+    /// @}
+
     /// Cull tests made since the last application started.
+    /// @{
     unsigned int GetNumAreaCullTests() const { return m_areaCullTests; }
 
     unsigned int GetNumFrustumCullTests() const { return m_frustumCullTests; }
@@ -66,11 +85,14 @@ public:
 
     void IncFrustumCullTests(unsigned int n) { m_frustumCullTests += n; }
 
+    /// @}
+
     /// Copies context and clip planes from another traversal; view criteria and counters stay.
     void CopyConfig(TqOcTraversal const* other);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// No Apply may be running.
     virtual ~TqOcTraversal();
 
     /// Updates the root, zeroes the counters and starts the traversal. Null: posted with severity

@@ -23,13 +23,18 @@ public:
     };
 
     /// Switches "TqOcVisitor" on and off; calls are counted.
+    /// @{
     static void Initialise();
     static void Terminate();
     static int IsInitialised();
+    /// @}
 
+    /// A visitor holds nothing of its own, so a copy is as good as a new one.
+    /// @{
     TqOcVisitor() = default;
     TqOcVisitor(TqOcVisitor const&) = default;
     TqOcVisitor& operator=(TqOcVisitor const&) = default;
+    /// @}
 
     /// Updates the root if it was modified, then visits it. Null: posted with severity 1; nothing
     /// is visited.
@@ -37,6 +42,7 @@ public:
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
 
+    /// No visit may be running.
     virtual ~TqOcVisitor();
 
     /// Before a container's children. Default: eCONTINUE.
