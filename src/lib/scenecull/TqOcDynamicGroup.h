@@ -276,7 +276,8 @@ private:
     void HangBack(TqOcDynamicGroup* group, int firstLeft, int depth);
     TqOcDynamicGroup* FindRoom(int depth);
     void RebalanceRootForRemove(TqOcDynamicGroupLevelSet* levelSet);
-    void RecursiveCullEmptyGroup(TqOcDynamicGroup* group, TqOcDynamicGroupLevelSet* levelSet);
+    TqOcDynamicGroup* RecursiveCullEmptyGroup(TqOcDynamicGroup* group,
+                                              TqOcDynamicGroupLevelSet* levelSet);
     void CullAllEmptyGroups(TqOcDynamicGroup* group);
     void CollectLevel(int depth, TqOcDynamicGroupLevelSet* levelSet);
     int CountStepsTo(TqOcDynamicGroup const* root) const;

@@ -403,7 +403,10 @@ TqOcDynamicGroup* TqOcDynamicGroup::Dissolve(TqOcDynamicGroup* group, int* depth
     parent->RemoveChildImpl(group, eNOT_BOX);
     parent->RecalcBoxToRoot(this);
     bool const isParentGone = parent != this && parent->m_numChildren == 0;
-    RecursiveCullEmptyGroup(parent, levelSet);
+    TqOcDynamicGroup* const survivor = RecursiveCullEmptyGroup(parent, levelSet);
+    if (isParentGone) {
+        survivor->RecalcBoxToRoot(this);
+    }
 
     bool const isRootEmpty = m_numChildren == 0;
     int levels = isRootEmpty ? 0 : *depth;
@@ -489,9 +492,10 @@ void TqOcDynamicGroup::RebalanceRootForRemove(TqOcDynamicGroupLevelSet* levelSet
     RecalcBoxToRoot(this);
 }
 
-/// Deletes a group without children, and those above it that become empty by that.
-void TqOcDynamicGroup::RecursiveCullEmptyGroup(TqOcDynamicGroup* group,
-                                               TqOcDynamicGroupLevelSet* levelSet)
+/// Deletes a group without children, and those above it that become empty by that. Returns the
+/// first that stays.
+TqOcDynamicGroup* TqOcDynamicGroup::RecursiveCullEmptyGroup(TqOcDynamicGroup* group,
+                                                            TqOcDynamicGroupLevelSet* levelSet)
 {
     while (group != this && group->m_numChildren == 0) {
         TqOcDynamicGroup* const parent = group->GetParentGroup();
@@ -502,6 +506,7 @@ void TqOcDynamicGroup::RecursiveCullEmptyGroup(TqOcDynamicGroup* group,
         DeleteUnlessOwned(group);
         group = parent;
     }
+    return group;
 }
 
 /// Deletes all groups without children below `group`.
