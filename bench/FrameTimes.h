@@ -25,11 +25,17 @@ public:
         m_microseconds.push_back(1e6 * ticks / CLOCKS_PER_SEC);
     }
 
+    /// The median, in microseconds; 0 when nothing was timed.
+    double GetMedian()
+    {
+        std::sort(m_microseconds.begin(), m_microseconds.end());
+        return GetPercentile(0.5);
+    }
+
     /// Sets the counters "median_us" and "p95_us".
     void Report(benchmark::State& state)
     {
-        std::sort(m_microseconds.begin(), m_microseconds.end());
-        state.counters["median_us"] = GetPercentile(0.5);
+        state.counters["median_us"] = GetMedian();
         state.counters["p95_us"] = GetPercentile(0.95);
     }
 
