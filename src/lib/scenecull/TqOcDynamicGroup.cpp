@@ -499,33 +499,41 @@ void TqOcDynamicGroup::AddLeaf(TqOcTraversable* leaf)
 
 void TqOcDynamicGroup::RemoveLeaf(TqOcTraversable* leaf)
 {
-    TakeLeafOut(leaf);
+    TakeLeafOut(leaf, false);
 }
 
 void TqOcDynamicGroup::DeleteLeaf(TqOcTraversable* leaf)
 {
-    if (TakeLeafOut(leaf)) {
-        DeleteUnlessOwned(leaf);
-    }
+    TakeLeafOut(leaf, true);
 }
 
-/// Takes a leaf out of this tree; returns whether it hung there.
-bool TqOcDynamicGroup::TakeLeafOut(TqOcTraversable* leaf)
+/// Takes a leaf out of this tree, and deletes it where asked to and nothing else owns it, also when
+/// the repair after its removal throws.
+void TqOcDynamicGroup::TakeLeafOut(TqOcTraversable* leaf, bool deletes)
 {
     TqOcDynamicGroup* group = leaf != nullptr ? FindGroupOf(leaf) : nullptr;
     if (group == nullptr) {
         PostDynamicGroupError("Removal of a leaf that does not hang in this tree");
-        return false;
+        return;
     }
     if ((GetModified() & eMODIFIED_BOX) != 0) {
         TqOcUserOwnedHold const hold(leaf); // the update may empty the leaf and let it go
         Update();
         group = FindGroupOf(leaf);
     }
-    if (group != nullptr) {
-        RemoveLeafFrom(group, leaf);
+    try {
+        if (group != nullptr) {
+            RemoveLeafFrom(group, leaf);
+        }
+    } catch (...) {
+        if (deletes) {
+            DeleteUnlessOwned(leaf);
+        }
+        throw;
     }
-    return true;
+    if (deletes) {
+        DeleteUnlessOwned(leaf);
+    }
 }
 
 // --- Walks

@@ -266,7 +266,7 @@ private:
     bool IsWayUpToHere(TqOcTraversable* group) const;
     TqOcDynamicGroup* FindGroupOf(TqOcTraversable* leaf);
     TqOcTraversable* FindLeafOf(TqOcShape* shape);
-    bool TakeLeafOut(TqOcTraversable* leaf);
+    void TakeLeafOut(TqOcTraversable* leaf, bool deletes);
     void RemoveLeafNoUpdate(TqOcTraversable* leaf);
     void RemoveLeafFrom(TqOcDynamicGroup* group, TqOcTraversable* leaf);
     void RebalanceForRemove(TqOcDynamicGroup* group, bool recurse,

@@ -439,6 +439,7 @@ void TqOcDynamicGroup::HangBack(TqOcDynamicGroup* group, int firstLeft, int dept
     group->m_numChildren = numLeft;
     MarkHandmade();
     if (TqOcDynamicGroup* const above = depth > 0 ? FindRoom(depth - 1) : nullptr) {
+        above->ExtendBoxToRoot(this, group->GetBoundingBox());
         above->AddChildImpl(group, eMODIFIED_ALL);
         return;
     }
@@ -449,6 +450,7 @@ void TqOcDynamicGroup::HangBack(TqOcDynamicGroup* group, int firstLeft, int dept
         if (beside == nullptr) {
             break;
         }
+        beside->ExtendBoxToRoot(this, child->GetBoundingBox());
         beside->MoveChildHere(child, group, eMODIFIED_ALL);
         --group->m_numChildren;
     }
