@@ -1,7 +1,7 @@
 #include "support/ReferenceDynamicTree.h"
 
 #include <algorithm>
-#include <cfloat>
+#include <cstdlib>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -177,6 +177,47 @@ ReferenceDynamicTree::ReferenceDynamicTree(World* world)
     : m_world(world)
     , m_root(NewNode(false))
 {
+}
+
+ReferenceDynamicTree::ReferenceDynamicTree(World* world, std::string const& structure)
+    : m_world(world)
+{
+    char const* at = structure.c_str();
+    m_root = Parse(&at);
+}
+
+/// Reads one node and what follows its name.
+ReferenceDynamicTree::Node* ReferenceDynamicTree::Parse(char const** at)
+{
+    auto const readShape = [at] {
+        char* end = nullptr;
+        int const shape = static_cast<int>(std::strtol(*at, &end, 10));
+        *at = end + 1; // the blank
+        return shape;
+    };
+    if (**at == '(') {
+        Node* const group = NewNode(false);
+        for (++*at; **at != ')';) {
+            Node* const child = Parse(at);
+            child->parent = group;
+            group->children.push_back(child);
+        }
+        ++*at;
+        group->box = CalcBox(group);
+        return group;
+    }
+    std::vector<int> shapes;
+    if (**at == '[') {
+        for (++*at; **at != ']';) {
+            shapes.push_back(readShape());
+        }
+        ++*at;
+    } else {
+        shapes.push_back(readShape());
+    }
+    Node* const leaf = NewLeaf(shapes);
+    UpdateLeaf(leaf);
+    return leaf;
 }
 
 ReferenceDynamicTree::Node* ReferenceDynamicTree::NewNode(bool isLeaf)

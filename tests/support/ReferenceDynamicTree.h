@@ -63,6 +63,9 @@ public:
 
     explicit ReferenceDynamicTree(World* world);
 
+    /// A tree of any structure, up to date, as GetStructure writes it; leaves of one shape are single.
+    ReferenceDynamicTree(World* world, std::string const& structure);
+
     Node* GetRoot() const { return m_root; }
 
     void AddShape(int shape);
@@ -135,6 +138,7 @@ private:
     static void ExchangeChildren(Node* a, Node* b);
 
     void Print(Node const* node, std::string* text) const;
+    Node* Parse(char const** at);
 
     World* m_world;
     Node* m_root;
