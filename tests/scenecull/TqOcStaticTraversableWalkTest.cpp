@@ -143,7 +143,10 @@ TEST(TqOcStaticGroup, DrawsItsShapesLikeALeafWhileItIsMarkedAsOne)
     EXPECT_EQ(group->GetFrameId(), stage.frameId);
     EXPECT_EQ(first->lastData.priority, 2.0) << "the group's, which is its nearest shape's";
 
-    EXPECT_EQ(TakeTurn(stage, group), TqOcBaseTraversable::eFINISHED);
+    TqOcStaticGroup alone;
+    alone.SetLeaf(1);
+    alone.AddShape(stage.Shape("own", 1.0));
+    EXPECT_EQ(TakeTurn(stage, &alone), TqOcBaseTraversable::eFINISHED);
 }
 
 TEST(TqOcStaticGroup, HandsOnItsContainersAlsoWhileItIsMarkedAsALeaf)
