@@ -20,6 +20,8 @@ public:
     TqOcStaticBase();
     /// Takes `count` children, copied from the array, and becomes a parent of each, in array order.
     TqOcStaticBase(TqOcBaseTraversable** children, int count);
+    TqOcStaticBase(TqOcStaticBase const&) = delete;
+    TqOcStaticBase& operator=(TqOcStaticBase const&) = delete;
 
     /// Number of children; between BeginSet and EndSet the number of places.
     int GetNumChildren() const { return m_numChildren; }
@@ -86,9 +88,6 @@ protected:
 private:
     friend class TqOcStaticGroup;
     friend class TqOcStaticLeaf;
-
-    TqOcStaticBase(TqOcStaticBase const&) = delete;
-    TqOcStaticBase& operator=(TqOcStaticBase const&) = delete;
 
     template <class Node>
     void ReplaceChildren(Node* const* children, int count);

@@ -52,9 +52,11 @@ TqOcTravTransform::TqOcTravTransform(TqOcTravTransform const& other)
 
 TqOcTravTransform& TqOcTravTransform::operator=(TqOcTravTransform const& other)
 {
-    m_toWorld = other.m_toWorld;
-    m_fromWorld = other.m_fromWorld;
-    CopyClipPlanes(other.m_clipPlanes, other.m_numClipPlanes);
+    if (this != &other) {
+        m_toWorld = other.m_toWorld;
+        m_fromWorld = other.m_fromWorld;
+        CopyClipPlanes(other.m_clipPlanes, other.m_numClipPlanes);
+    }
     return *this;
 }
 
