@@ -1,6 +1,6 @@
 #pragma once
 
-// Scratch memory of a static build: a growable array of plain records from TqUMemory, so that a
+// Scratch memory of the builders: a growable array of plain records from TqUMemory, so that a
 // build's scratch is counted and can be refused like all other memory. Internal.
 
 #include "util/TqUMemory.h"
@@ -52,6 +52,9 @@ public:
         int const last = Extend(1);
         m_data[last] = copy;
     }
+
+    /// Removes all entries and keeps the memory.
+    void Clear() { m_size = 0; }
 
     /// Removes the last entry and returns it; the buffer must not be empty.
     T PopBack() { return m_data[--m_size]; }
