@@ -17,6 +17,9 @@ constexpr int eMIN_SIDE = 16;
 constexpr int eMAX_SIDE = 8192;
 constexpr double eMIN_TARGET = 0.001;
 constexpr double eMAX_TARGET = 60.0;
+// A tree of single shapes costs more to draw than leaves of many, and the flight is all there is.
+constexpr double eDYNAMIC_TARGET = 0.4;
+constexpr char const* s_dynamicOut = "out/demo-dynamic";
 
 bool ReadInt(std::string_view text, int low, int high, int* value)
 {
@@ -80,6 +83,10 @@ bool IsFlag(std::string_view name, DemoOptions* options)
         options->m_queries = false;
         return true;
     }
+    if (name == "--dynamic") {
+        options->m_dynamic = true;
+        return true;
+    }
     if (name == "--help" || name == "-h") {
         options->m_help = true;
         return true;
@@ -103,13 +110,15 @@ bool SetModel(std::string_view text, DemoOptions* options, std::string* problem)
 char const* GetDemoUsage()
 {
     return "usage: demo [--storeys N] [--frames N] [--size WxH] [--target SECONDS] [--out DIR] "
-           "[--no-queries] [MODEL]";
+           "[--no-queries] [--dynamic] [MODEL]";
 }
 
 bool ParseDemoOptions(int count, char const* const* arguments, DemoOptions* options,
                       std::string* problem)
 {
     bool optionsOver = false;
+    bool outGiven = false;
+    bool targetGiven = false;
     for (int i = 1; i < count; ++i) {
         std::string_view const argument = arguments[i];
         if (optionsOver || argument.empty() || argument[0] != '-') {
@@ -140,7 +149,15 @@ bool ParseDemoOptions(int count, char const* const* arguments, DemoOptions* opti
                            : std::string(name) + " cannot be \"" + std::string(value) + "\"";
             return false;
         }
+        outGiven = outGiven || name == "--out";
+        targetGiven = targetGiven || name == "--target";
         i += inOne ? 0 : 1;
+    }
+    if (options->m_dynamic && !outGiven) {
+        options->m_out = s_dynamicOut;
+    }
+    if (options->m_dynamic && !targetGiven) {
+        options->m_targetTime = eDYNAMIC_TARGET;
     }
     return true;
 }

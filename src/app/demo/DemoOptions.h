@@ -13,9 +13,12 @@ struct DemoOptions
     int m_frames = 72;              ///< of the flight, 2 to 100,000
     int m_width = 960;              ///< of the pictures, 16 to 8,192 pixels
     int m_height = 540;             ///< of the pictures, 16 to 8,192 pixels
-    double m_targetTime = 0.25;     ///< wanted time of one frame in seconds, 0.001 to 60
-    std::string m_out = "out/demo"; ///< folder for everything that is written
+    double m_targetTime = 0.25;     ///< wanted time of one frame in seconds, 0.001 to 60; 0.4
+                                    ///< where the tree is dynamic and nothing else is said
+    std::string m_out = "out/demo"; ///< folder for everything that is written; out/demo-dynamic
+                                    ///< where the tree is dynamic and nothing else is said
     bool m_queries = true;          ///< occlusion queries during the flight
+    bool m_dynamic = false;         ///< stream the model into a dynamic tree, and move things
     bool m_help = false;            ///< print the usage and stop
     std::string m_model;            ///< model file; empty: the furnished tower
 };

@@ -3,14 +3,11 @@
 #include "demo/DemoPlots.h"
 #include "demo/FrameTable.h"
 #include "demo/Machine.h"
+#include "demo/ReportParts.h"
 #include "host/report/HtmlReport.h"
 #include "host/report/PngFile.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace demo
@@ -28,14 +25,6 @@ using host::Image;
 constexpr int eSHEET_COLUMNS = 6;
 constexpr int eSTILL_WIDTH = 640;
 constexpr std::size_t eTABLE_FRAMES = 10;
-
-template <class... Arguments>
-std::string Format(char const* format, Arguments... arguments)
-{
-    char text[512];
-    std::snprintf(text, sizeof text, format, arguments...);
-    return text;
-}
 
 std::vector<double> FrameTimes(DemoRun const& run)
 {
@@ -62,8 +51,7 @@ double MeanTris(DemoRun const& run)
     return run.m_flight.m_log.empty() ? 0.0 : sum / static_cast<double>(run.m_flight.m_log.size());
 }
 
-// ---- Pictures
-// ------------------------------------------------------------------------------------
+// ---- Pictures -----------------------------------------------------------------------------------
 
 Image MakeFrameSheet(DemoRun const& run)
 {
@@ -117,8 +105,7 @@ Image MakeQuerySheet(DemoRun const& run)
                                   "with and without occlusion queries");
 }
 
-// ---- Page
-// ----------------------------------------------------------------------------------------
+// ---- Page ---------------------------------------------------------------------------------------
 
 void AddSummary(DemoRun const& run, HtmlReport* page)
 {
@@ -164,7 +151,9 @@ void AddBudget(DemoRun const& run, Image const& sheet, HtmlReport* page)
     page->AddHeading("Best first: one frame at shares of its cost");
     page->AddParagraph(
         "Frame " + std::to_string(run.m_chosen.m_shares + 1) +
-        " of the flight, first drawn complete (policy \"never interactive\", stress 1, cull area " +
+        " of the flight, " +
+        Format("%.0f %%", run.m_flight.m_fills[run.m_chosen.m_shares] * 100.0) +
+        " of it model rather than sky, first drawn complete (policy \"never interactive\", stress 1, cull area " +
         Format("%g", GetDemoCullArea()) + " pixels, occlusion queries " +
         (run.m_options.m_queries ? "on" : "off") + "): " + FormatCount(whole.m_record.m_tris) +
         " triangles in " + FormatCount(whole.m_record.m_shapes) +
@@ -236,41 +225,7 @@ void AddFlight(DemoRun const& run, HtmlReport* page)
     page->AddTable(FrameTableColumns(), rows);
 }
 
-void AddCredits(DemoRun const& run, HtmlReport* page)
-{
-    page->AddHeading("Models: authors and licences");
-    if (run.m_world.GetModel().credits.empty()) {
-        page->AddParagraph("The model file names none.");
-    }
-    for (host::Credit const& credit : run.m_world.GetModel().credits) {
-        std::string line = credit.title;
-        line += credit.author.empty() ? "" : ", by " + credit.author;
-        line += credit.licence.empty() ? "" : " (" + credit.licence + ")";
-        if (credit.text.empty()) {
-            page->AddParagraph(line);
-        } else {
-            page->AddDetails(line, credit.text);
-        }
-    }
-}
-
 } // namespace
-
-bool PrepareFolder(std::string const& folder, std::string* problem)
-{
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        *problem = folder + ": " + error.message();
-        return false;
-    }
-    std::string const probe = folder + "/report.html.new";
-    if (!host::WriteTextFile(probe, "", problem)) {
-        return false;
-    }
-    std::filesystem::remove(probe, error);
-    return true;
-}
 
 std::string WriteReport(DemoRun const& run, std::string* problem)
 {
@@ -285,7 +240,7 @@ std::string WriteReport(DemoRun const& run, std::string* problem)
     AddBudget(run, budget, &page);
     AddFlight(run, &page);
     AddQueries(run, queries, &page);
-    AddCredits(run, &page);
+    AddCredits(run.m_world.GetModel(), &page);
     std::string const path = folder + "report.html";
     bool const written =
         host::WritePngFile(folder + "contact.png", frames, problem) &&

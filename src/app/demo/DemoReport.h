@@ -25,10 +25,6 @@ struct DemoRun
     double m_totalSeconds; ///< since the program started
 };
 
-/// Makes sure that the output folder is there and can be written to.
-/// @return false with one line in @p problem.
-bool PrepareFolder(std::string const& folder, std::string* problem);
-
 /// Writes contact.png (the flight), frame.png (one frame, complete), budget.png (the same at shares
 /// of its cost), queries.png, frames.csv and report.html.
 /// @return the path of the page, or an empty one with one line in @p problem.

@@ -1,5 +1,6 @@
 #include "demo/DemoWorld.h"
 
+#include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcStaticTraversable.h"
 
@@ -31,6 +32,7 @@ DemoWorld::DemoWorld()
 {
     TqOcPrioritizedTraversal::Initialise();
     TqOcHierarchyBuilder::Initialise();
+    TqOcDynamicGroup::Initialise();
     TqOcShape::Initialise();
     TqOcContext::Initialise();
 }
@@ -41,6 +43,7 @@ DemoWorld::~DemoWorld()
     m_scene.reset();
     TqOcContext::Terminate();
     TqOcShape::Terminate();
+    TqOcDynamicGroup::Terminate();
     TqOcHierarchyBuilder::Terminate();
     TqOcPrioritizedTraversal::Terminate();
 }
@@ -67,15 +70,21 @@ bool DemoWorld::OpenDrawing(DemoOptions const& options, std::string* problem)
 
 void DemoWorld::TakeModel(host::SceneModel&& model)
 {
+    TakeModelOnly(std::move(model));
+    double const start = Now();
+    m_scene = std::make_unique<host::GlScene>(m_model, *m_renderer, host::GlSceneSettings());
+    m_root = m_scene->GetRoot();
+    m_buildSeconds = Now() - start;
+}
+
+void DemoWorld::TakeModelOnly(host::SceneModel&& model)
+{
     m_model = std::move(model);
     TqLVec3f const size = m_model.box.GetSize();
     m_renderer->SetHazeDistance(std::sqrt(size.Dot(size)) * eHAZE_DIAGONALS);
     double const start = Now();
     m_meshes->Upload(m_model.meshes);
-    double const uploaded = Now();
-    m_scene = std::make_unique<host::GlScene>(m_model, *m_renderer, host::GlSceneSettings());
-    m_uploadSeconds = uploaded - start;
-    m_buildSeconds = Now() - uploaded;
+    m_uploadSeconds = Now() - start;
     m_context = std::make_unique<host::GlHostContext>(*m_renderer, m_width, m_height);
     m_traversal = std::make_unique<TqOcPrioritizedTraversal>(m_context.get());
     m_view = std::make_unique<DemoView>(m_model.box, m_width, m_height);
@@ -91,7 +100,7 @@ host::FrameRecord DemoWorld::DrawFrame(host::CameraKey const& key)
     // A node counts as dealt with when its frame number is the traversal's: new for every frame,
     // and never the 0 that nodes start with.
     traversal.SetFrameId(++m_frame);
-    traversal.Apply(m_scene->GetRoot());
+    traversal.Apply(m_root);
 
     host::OcclusionQueryCounts const& queries = m_context->GetQueries().GetCounts();
     host::FrameRecord record;

@@ -38,6 +38,12 @@ public:
     /// Takes a model over, uploads it and builds the hierarchy. Call once, after OpenDrawing.
     void TakeModel(host::SceneModel&& model);
 
+    /// The same without a hierarchy: there is none, and no GetScene, until SetRoot names one.
+    void TakeModelOnly(host::SceneModel&& model);
+
+    /// What frames draw from now on: a hierarchy of the caller's, which must outlive the frames.
+    void SetRoot(TqOcTraversable* root) { m_root = root; }
+
     /// Draws one frame from a camera stop under the traversal's present settings and reports on it.
     host::FrameRecord DrawFrame(host::CameraKey const& key);
 
@@ -48,6 +54,9 @@ public:
     /// and leaves frame-time control without a history.
     void WarmUp(host::CameraKey const& key);
 
+    /// Share of the last frame's picture that shows model rather than sky, 0 to 1.
+    double MeasureFill() const { return m_framebuffer->MeasureFill(); }
+
     /// The picture of the last frame.
     host::Image ReadPicture() const { return m_framebuffer->ReadImage(); }
 
@@ -56,6 +65,11 @@ public:
     host::GlHostContext& GetContext() { return *m_context; }
 
     host::SceneModel const& GetModel() const { return m_model; }
+
+    /// The model, for moving its placements; meshes and materials are uploaded and stay.
+    host::SceneModel& GetModel() { return m_model; }
+
+    host::GlRenderer& GetRenderer() { return *m_renderer; }
 
     host::GlScene const& GetScene() const { return *m_scene; }
 
@@ -79,6 +93,7 @@ private:
     std::unique_ptr<host::GlRenderer> m_renderer;
     std::unique_ptr<host::GlHostContext> m_context;
     std::unique_ptr<host::GlScene> m_scene;
+    TqOcTraversable* m_root = nullptr; ///< of m_scene, or the caller's
     std::unique_ptr<TqOcPrioritizedTraversal> m_traversal;
     std::unique_ptr<DemoView> m_view;
     int m_width = 0;

@@ -36,21 +36,20 @@ std::string CellText(host::FrameRecord const& frame, std::size_t number)
     return text;
 }
 
-/// Waiting for queries may take a share of the frame.
-void SetUpQueries(DemoWorld* world, DemoOptions const& options)
-{
-    host::OcclusionQuerySettings settings = world->GetContext().GetQueries().GetSettings();
-    settings.m_longestWait = options.m_targetTime * eWAIT_SHARE;
-    settings.m_frameWait = options.m_targetTime * eFRAME_WAIT_SHARE;
-    world->GetContext().GetQueries().SetSettings(settings);
-}
-
 } // namespace
 
 host::CameraKey GetFlightKey(host::CameraPath const& path, std::size_t frame, std::size_t frames)
 {
     double const last = frames > 1 ? static_cast<double>(frames - 1) : 1.0;
     return path.Evaluate(static_cast<double>(frame) / last);
+}
+
+void SetUpQueries(DemoWorld* world, DemoOptions const& options)
+{
+    host::OcclusionQuerySettings settings = world->GetContext().GetQueries().GetSettings();
+    settings.m_longestWait = options.m_targetTime * eWAIT_SHARE;
+    settings.m_frameWait = options.m_targetTime * eFRAME_WAIT_SHARE;
+    world->GetContext().GetQueries().SetSettings(settings);
 }
 
 FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options)
@@ -69,6 +68,7 @@ FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions con
         host::FrameRecord record = world->DrawFrame(GetFlightKey(path, frame, frames));
         record.m_frame = static_cast<unsigned>(frame + 1);
         result.m_log.push_back(record);
+        result.m_fills.push_back(world->MeasureFill());
         result.m_seconds += record.m_frameTime;
         if (result.m_cells.size() * frames <= frame * cells) {
             result.m_cells.push_back(

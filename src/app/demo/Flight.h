@@ -16,6 +16,7 @@ namespace demo
 struct FlightResult
 {
     std::vector<host::FrameRecord> m_log;
+    std::vector<double> m_fills; ///< share of each frame's picture that shows model, 0 to 1
     std::vector<host::SheetCell> m_cells; ///< small pictures of the frames, evenly chosen
     int m_cellWidth = 0;
     int m_cellHeight = 0;
@@ -24,6 +25,9 @@ struct FlightResult
 
 /// Where the flight is at a frame of the log.
 host::CameraKey GetFlightKey(host::CameraPath const& path, std::size_t frame, std::size_t frames);
+
+/// Lets the waiting for occlusion queries take a share of the target frame time.
+void SetUpQueries(DemoWorld* world, DemoOptions const& options);
 
 /// Flies and prints a live line and the table.
 FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options);

@@ -1,5 +1,7 @@
 #include "demo/FrameTable.h"
 
+#include "demo/TextTable.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -14,15 +16,7 @@ using host::FrameRecord;
 
 constexpr unsigned eNO_TARGET = 0xFFFFFFFFU;
 
-struct Column
-{
-    char const* m_upper;
-    char const* m_lower;
-    char const* m_words;
-    int m_width;
-};
-
-constexpr Column s_columns[] = {
+constexpr TableColumn s_columns[] = {
     {"", "frames", "frames", 8},
     {"frame", "ms", "frame ms", 6},
     {"target", "ms", "target ms", 6},
@@ -41,13 +35,6 @@ constexpr Column s_columns[] = {
     {"", "complete", "complete", 8},
 };
 
-std::string Milliseconds(double seconds)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%.0f", seconds * 1e3);
-    return text;
-}
-
 std::string Plain(double value)
 {
     char text[32];
@@ -65,38 +52,16 @@ double Mean(std::vector<FrameRecord> const& log, std::size_t first, std::size_t 
     return last > first ? sum / static_cast<double>(last - first) : 0.0;
 }
 
-std::string JoinRow(std::vector<std::string> const& cells)
-{
-    std::string row;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        int const width = s_columns[i].m_width;
-        int const pad = width - static_cast<int>(cells[i].size());
-        row += (i > 0 ? " " : "") + std::string(static_cast<std::size_t>(std::max(pad, 0)), ' ') +
-               cells[i];
-    }
-    return row;
-}
-
 } // namespace
 
 std::string FrameTableHeading()
 {
-    std::vector<std::string> upper;
-    std::vector<std::string> lower;
-    for (Column const& column : s_columns) {
-        upper.push_back(column.m_upper);
-        lower.push_back(column.m_lower);
-    }
-    return JoinRow(upper) + "\n" + JoinRow(lower);
+    return TableHeading(s_columns);
 }
 
 std::vector<std::string> FrameTableColumns()
 {
-    std::vector<std::string> words;
-    for (Column const& column : s_columns) {
-        words.push_back(column.m_words);
-    }
-    return words;
+    return TableWords(s_columns);
 }
 
 std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, std::size_t first,
@@ -114,9 +79,9 @@ std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, st
                                         log.begin() + static_cast<std::ptrdiff_t>(last),
                                         [](FrameRecord const& frame) { return !frame.m_clipped; });
     return {std::to_string(log[first].m_frame) + "-" + std::to_string(end.m_frame),
-            Milliseconds(mean([](FrameRecord const& f) { return f.m_frameTime; })),
-            Milliseconds(end.m_targetTime),
-            Milliseconds(mean([](FrameRecord const& f) { return f.m_traversalTime; })),
+            FormatMilliseconds(mean([](FrameRecord const& f) { return f.m_frameTime; }), 0),
+            FormatMilliseconds(end.m_targetTime, 0),
+            FormatMilliseconds(mean([](FrameRecord const& f) { return f.m_traversalTime; }), 0),
             count([](FrameRecord const& f) { return f.m_nodesTested; }),
             count([](FrameRecord const& f) { return f.m_shapes; }),
             count([](FrameRecord const& f) { return f.m_tris; }),
@@ -133,7 +98,7 @@ std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, st
 
 std::string FrameTableRow(std::vector<FrameRecord> const& log, std::size_t first, std::size_t last)
 {
-    return JoinRow(FrameTableCells(log, first, last));
+    return TableLine(s_columns, FrameTableCells(log, first, last));
 }
 
 } // namespace demo

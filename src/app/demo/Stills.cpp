@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 namespace demo
 {
@@ -20,9 +21,9 @@ struct CostRange
     double m_most;
 };
 
-constexpr CostRange s_sharesRange{30e6, 60e6};
 constexpr CostRange s_queriesRange{2e6, 12e6};
 constexpr std::size_t eMAX_CANDIDATES = 100;
+constexpr double eFULL_PICTURE = 0.9; ///< share of the pixels that show model
 
 /// Settings that last as long as an object of this class.
 class PatientQueries
@@ -82,6 +83,22 @@ Still Draw(DemoWorld* world, host::CameraKey const& key)
 
 } // namespace
 
+std::size_t ChooseFullFrame(FlightResult const& flight)
+{
+    auto const rank = [&flight](std::size_t frame) {
+        host::FrameRecord const& record = flight.m_log[frame];
+        return std::make_tuple(!record.m_clipped, std::min(flight.m_fills[frame], eFULL_PICTURE),
+                               record.m_tris);
+    };
+    std::size_t best = 0;
+    for (std::size_t frame = 1; frame < flight.m_log.size(); ++frame) {
+        if (rank(best) < rank(frame)) {
+            best = frame;
+        }
+    }
+    return best;
+}
+
 ChosenFrames ChooseFrames(DemoWorld* world, host::CameraPath const& path,
                           FlightResult const& flight)
 {
@@ -89,19 +106,13 @@ ChosenFrames ChooseFrames(DemoWorld* world, host::CameraPath const& path,
     std::size_t const step =
         std::max<std::size_t>((frames + eMAX_CANDIDATES - 1) / eMAX_CANDIDATES, 1);
     ChosenFrames chosen;
-    Suitability shares;
-    Suitability queries;
+    chosen.m_shares = ChooseFullFrame(flight);
+    Suitability best;
     for (std::size_t frame = 0; frame < frames; frame += step) {
         double const cost = world->CountFrame(GetFlightKey(path, frame, frames));
-        double const drawn = flight.m_log[frame].m_tris;
-        Suitability const forShares(cost, s_sharesRange, drawn);
-        Suitability const forQueries(cost, s_queriesRange, drawn);
-        if (frame == 0 || shares < forShares) {
-            shares = forShares;
-            chosen.m_shares = frame;
-        }
-        if (frame == 0 || queries < forQueries) {
-            queries = forQueries;
+        Suitability const suitability(cost, s_queriesRange, flight.m_log[frame].m_tris);
+        if (frame == 0 || best < suitability) {
+            best = suitability;
             chosen.m_queries = frame;
         }
     }

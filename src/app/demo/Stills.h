@@ -39,10 +39,16 @@ struct ChosenFrames
     std::size_t m_queries = 0; ///< to be drawn with and without occlusion queries
 };
 
-/// Counts what the frames of a flight would cost without queries and chooses two: a dear one for
-/// shares, a cheaper one, which can be drawn several times in full, for queries. Of all frames in
-/// the wanted range of cost it takes the one of which the flight drew most; where there is none,
-/// the one whose cost comes nearest.
+/// The frame of a flight that shows best what is drawn first: one that the flight drew complete,
+/// that is filled with model rather than sky (of frames that are nearly full, none is better than
+/// another), and of these the one of most triangles. Where no frame is complete, the fill decides.
+/// @return a position in the log; 0 for an empty one
+std::size_t ChooseFullFrame(FlightResult const& flight);
+
+/// Chooses the frames for close looks: ChooseFullFrame for shares; for queries, which need several
+/// complete drawings, one that would cost little without them. Counts what the frames would cost,
+/// and of all in the wanted range of cost it takes the one of which the flight drew most; where
+/// there is none, the one whose cost comes nearest.
 ChosenFrames ChooseFrames(DemoWorld* world, host::CameraPath const& path,
                           FlightResult const& flight);
 

@@ -1,17 +1,25 @@
 // The demo: a real model, culled, walked best first inside a time budget, and drawn.
 //
 // Loads or assembles a model, flies through it under a target frame time, draws one frame at shares
-// of its cost and with and without occlusion queries, and writes a report.
+// of its cost and with and without occlusion queries, and writes a report. Or (--dynamic) streams
+// the model into a dynamic tree while it is viewed, with things that move beside it.
 // Exit status: 0 done, 1 something could not be read, drawn or written, 2 wrong usage.
 
 #include "demo/DemoOptions.h"
 #include "demo/DemoReport.h"
 #include "demo/DemoWorld.h"
+#include "demo/DynamicFlight.h"
+#include "demo/DynamicReport.h"
+#include "demo/DynamicScene.h"
 #include "demo/Flight.h"
 #include "demo/ProgressLine.h"
+#include "demo/ReportParts.h"
+#include "demo/Site.h"
 #include "demo/Stills.h"
 #include "host/model/ModelReader.h"
 #include "host/model/TowerScene.h"
+
+#include "util/TqUError.h"
 
 #include <chrono>
 #include <cstdio>
@@ -63,7 +71,7 @@ bool LoadModel(DemoOptions const& options, host::SceneModel* model, std::string*
     return true;
 }
 
-void PrintModel(DemoWorld const& world, double loadSeconds)
+void PrintModel(DemoWorld const& world, std::size_t shapes, double loadSeconds)
 {
     host::SceneModel const& model = world.GetModel();
     std::printf("model: %s\n", model.title.c_str());
@@ -71,16 +79,83 @@ void PrintModel(DemoWorld const& world, double loadSeconds)
         std::printf("note: %s\n", model.note.c_str());
     }
     std::printf("%s shapes, %s triangles placed, %s stored; ready in %.1f s\n",
-                host::FormatCount(world.GetScene().GetNumShapes()).c_str(),
+                host::FormatCount(shapes).c_str(),
                 host::FormatCount(model.GetPlacedTriangles()).c_str(),
                 host::FormatCount(model.GetStoredTriangles()).c_str(), loadSeconds);
+}
+
+void PrintRenderer(DemoWorld const& world)
+{
+    std::printf("renderer: %s\n", world.DescribeRenderer().c_str());
+    std::fflush(stdout);
+}
+
+void PrintHierarchy(DemoWorld const& world)
+{
     std::printf("hierarchy: %zu groups, %zu leaves, depth %d, built in %.2f s; upload %.1f s\n",
                 world.GetScene().GetCounts().m_groups, world.GetScene().GetCounts().m_leaves,
                 world.GetScene().GetCounts().m_depth, world.GetBuildSeconds(),
                 world.GetUploadSeconds());
-    std::printf("renderer: %s\n", world.DescribeRenderer().c_str());
-    std::fflush(stdout);
 }
+
+// ---- Over a changing tree -----------------------------------------------------------------------
+
+/// Counts what is posted while it lives, and shows it.
+class PostCounter
+{
+public:
+    PostCounter() { TqUError::SetHandler(Count, this); }
+
+    ~PostCounter() { TqUError::SetHandler(nullptr, nullptr); }
+
+    PostCounter(PostCounter const&) = delete;
+    PostCounter& operator=(PostCounter const&) = delete;
+
+    std::size_t GetCount() const { return m_count; }
+
+private:
+    static void Count(TqUSysError::Severity /*severity*/, char const* component, char const* text,
+                      void* userData)
+    {
+        ++static_cast<PostCounter*>(userData)->m_count;
+        std::fprintf(stderr, "demo: posted by %s: %s\n", component, text);
+    }
+
+    std::size_t m_count = 0;
+};
+
+int RunDynamic(DemoOptions const& options, DemoWorld* world, host::SceneModel&& model, double start)
+{
+    double const loadSeconds = Now() - start;
+    if (model.placements.empty()) {
+        return Fail("the model has no shapes");
+    }
+    Site const site(&model, options.m_model.empty());
+    world->TakeModelOnly(std::move(model));
+    PrintModel(*world, world->GetModel().placements.size(), loadSeconds);
+    PrintRenderer(*world);
+    DynamicScene scene(world->GetModel(), world->GetRenderer(), site.GetFirstOwn());
+    PostCounter const posts;
+    DynamicFlightResult const flight =
+        FlyDynamic(world, &scene, site, host::CameraPath(site.MakePath()), options);
+    DynamicRun const run{options,
+                         *world,
+                         flight,
+                         site.GetNumModelPlacements(),
+                         posts.GetCount(),
+                         loadSeconds,
+                         Now() - start};
+    std::printf("tree: %s\n", DescribeCheck(flight).c_str());
+    std::string problem;
+    std::string const report = WriteDynamicReport(run, &problem);
+    if (report.empty()) {
+        return Fail(problem);
+    }
+    std::printf("%s\n", DynamicSummaryLine(run, report).c_str());
+    return flight.m_check.IsGood() && flight.m_badTris == 0 ? eDONE : Fail("the tree went wrong");
+}
+
+// ---- The flight ---------------------------------------------------------------------------------
 
 int Run(DemoOptions const& options)
 {
@@ -95,9 +170,14 @@ int Run(DemoOptions const& options)
     if (!LoadModel(options, &model, &problem)) {
         return Fail(problem);
     }
+    if (options.m_dynamic) {
+        return RunDynamic(options, &world, std::move(model), start);
+    }
     double const loadSeconds = Now() - start;
     world.TakeModel(std::move(model));
-    PrintModel(world, loadSeconds);
+    PrintModel(world, world.GetScene().GetNumShapes(), loadSeconds);
+    PrintHierarchy(world);
+    PrintRenderer(world);
 
     host::CameraPath const path(world.GetModel().path);
     FlightResult const flight = Fly(&world, path, options);

@@ -65,4 +65,16 @@ Image GlFramebuffer::ReadImage() const
     return image;
 }
 
+double GlFramebuffer::MeasureFill() const
+{
+    std::vector<float> depths(static_cast<std::size_t>(m_width) *
+                              static_cast<std::size_t>(m_height));
+    m_gl.PixelStorei(GL_PACK_ALIGNMENT, 4);
+    m_gl.ReadPixels(0, 0, m_width, m_height, GL_DEPTH_COMPONENT, GL_FLOAT, depths.data());
+    auto const drawn =
+        std::count_if(depths.begin(), depths.end(), [](float depth) { return depth < 1.0f; });
+    return depths.empty() ? 0.0
+                          : static_cast<double>(drawn) / static_cast<double>(depths.size());
+}
+
 } // namespace host

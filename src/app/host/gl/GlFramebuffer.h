@@ -30,6 +30,10 @@ public:
     /// Copies the colour buffer, top row first. Waits for all drawing.
     Image ReadImage() const;
 
+    /// Share of the pixels, 0 to 1, on which something was drawn with depth since the depth buffer
+    /// was cleared to 1. Waits for all drawing.
+    double MeasureFill() const;
+
 private:
     GlFunctions const& m_gl;
     GLuint m_framebuffer = 0;
