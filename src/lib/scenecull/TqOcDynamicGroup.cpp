@@ -450,6 +450,7 @@ TqOcTraversable* TqOcDynamicGroup::FindLeafOf(TqOcShape* shape)
 
 void TqOcDynamicGroup::AddShape(TqOcShape* shape)
 {
+    PutPendingBack();
     if (shape == nullptr) {
         PostDynamicGroupError("AddShape of a null shape");
         return;
@@ -467,6 +468,7 @@ void TqOcDynamicGroup::AddShape(TqOcShape* shape)
 
 void TqOcDynamicGroup::RemoveShape(TqOcShape* shape)
 {
+    PutPendingBack();
     TqOcTraversable* const leaf = shape != nullptr ? FindLeafOf(shape) : nullptr;
     if (leaf == nullptr) {
         PostDynamicGroupError("RemoveShape of a shape that does not hang in this tree");
@@ -485,6 +487,7 @@ void TqOcDynamicGroup::RemoveShape(TqOcShape* shape)
 
 void TqOcDynamicGroup::AddLeaf(TqOcTraversable* leaf)
 {
+    PutPendingBack();
     if (leaf == nullptr || !leaf->IsLeaf()) {
         PostDynamicGroupError("AddLeaf of a node that is null or not marked as a leaf");
         return;
@@ -511,6 +514,7 @@ void TqOcDynamicGroup::DeleteLeaf(TqOcTraversable* leaf)
 /// the repair after its removal throws.
 void TqOcDynamicGroup::TakeLeafOut(TqOcTraversable* leaf, bool deletes)
 {
+    PutPendingBack();
     TqOcDynamicGroup* group = leaf != nullptr ? FindGroupOf(leaf) : nullptr;
     if (group == nullptr) {
         PostDynamicGroupError("Removal of a leaf that does not hang in this tree");

@@ -280,6 +280,7 @@ private:
                                               TqOcDynamicGroupLevelSet* levelSet);
     void CullAllEmptyGroups(TqOcDynamicGroup* group);
     void CollectLevel(int depth, TqOcDynamicGroupLevelSet* levelSet);
+    void RepairAllGroups();
     int CountStepsTo(TqOcDynamicGroup const* root) const;
 
     // Merging.
@@ -297,7 +298,9 @@ private:
     static void CollectLeaf(TqOcSubtreeDepthMap* map, TqOcTraversable* leaf);
     void MergeMovedBack(TqOcSubtreeDepthMap* map);
     void ExchangeChildren(TqOcDynamicGroup* other);
+    void MarkAllGroups();
     void FinishUpdate(bool isBack);
+    void PutPendingBack();
     void UpdateBoxes();
 
     // Trees built by hand may hold short or empty groups anywhere; the flag tells the root.

@@ -567,6 +567,15 @@ void TqOcDynamicGroup::CollectLevel(int depth, TqOcDynamicGroupLevelSet* levelSe
 void TqOcDynamicGroup::Rebalance()
 {
     UpdateKeepStructure();
+    RepairAllGroups();
+    if (m_pending != nullptr) { // what waits in the root needs an update still
+        Notify(eMODIFIED_ALL);
+    }
+}
+
+/// The repair of Rebalance, of boxes that are right already.
+void TqOcDynamicGroup::RepairAllGroups()
+{
     CullAllEmptyGroups(this);
     if (FindCommonDepth(*this) < 0) {
         PostDynamicGroupError("Rebalance of a tree whose leaves lie at different depths");

@@ -82,6 +82,7 @@ struct TqOcSubtreeDepthMap::Lists
     TqOcDynamicGroupLevelSet shortGroups;  ///< Groups with fewer than four children.
     std::vector<int> shortHeights;         ///< Beside each slot of it.
     TqUPtrVector<TqOcTraversable> failed;  ///< Leaves that could not be measured.
+    bool hasForgotten = false;             ///< There was no memory to list one more.
     std::exception_ptr failure;            ///< The first exception.
 };
 
@@ -173,7 +174,7 @@ void TqOcSubtreeDepthMap::KeepFailure(TqOcTraversable* leaf)
     try {
         m_lists->failed.PushBack(leaf);
     } catch (...) {
-        leaf->NotifyParents(TqOcBaseTraversable::eMODIFIED_ALL); // at least its way up
+        m_lists->hasForgotten = true;
     }
 }
 
@@ -359,7 +360,7 @@ void TqOcDynamicGroup::RepairShortGroups(TqOcSubtreeDepthMap* map)
 {
     TqOcDynamicGroupLevelSet& shortGroups = map->m_lists->shortGroups;
     if (IsHandmade() || CalcDepth() > ShortGroup::eMAX_DEPTH) {
-        Rebalance();
+        RepairAllGroups();
         return;
     }
     for (int level = 1; shortGroups.GetCount() > 0 && CalcDepth() > level; ++level) {
@@ -529,7 +530,29 @@ void TqOcDynamicGroup::DoUpdate()
     } catch (...) {
         lists.failure = lists.failure ? lists.failure : std::current_exception();
     }
+    if (!isBack) { // the next update looks at the whole tree: the list of short groups gets old
+        MarkHandmade();
+        lists.shortGroups = TqOcDynamicGroupLevelSet();
+        lists.shortHeights.clear();
+    }
     FinishUpdate(isBack);
+}
+
+/// Has every group rebuilt by the next update.
+void TqOcDynamicGroup::MarkAllGroups()
+{
+    for (int i = 0; i < m_numChildren && !HoldsLeaves(); ++i) {
+        GetChildGroup(i)->MarkAllGroups();
+    }
+    Notify(eMODIFIED_ALL);
+}
+
+/// Tries again what a failed update could not put back, so that the tree is whole.
+void TqOcDynamicGroup::PutPendingBack()
+{
+    if (m_pending != nullptr) {
+        Update();
+    }
 }
 
 /// Marks what has to be tried again, and passes the first exception of an update on.
@@ -541,6 +564,9 @@ void TqOcDynamicGroup::FinishUpdate(bool isBack)
         lists.failed[i]->NotifyParents(eMODIFIED_ALL);
     }
     lists.failed.Clear();
+    if (std::exchange(lists.hasForgotten, false)) {
+        MarkAllGroups();
+    }
     if (isBack) {
         delete m_pending;
         m_pending = nullptr;
