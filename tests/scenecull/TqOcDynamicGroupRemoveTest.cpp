@@ -3,7 +3,7 @@
 
 #include "support/AllocationCounter.h"
 #include "support/DynamicTreeMaker.h"
-#include "support/ReferenceDynamicTree.h"
+#include "support/DynamicTreePair.h"
 
 #include "scenes/SceneRandom.h"
 
@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -54,61 +53,6 @@ std::string Fingerprint(TqOcDynamicGroup& root)
     }
     return text;
 }
-
-/// A random tree with groups of any size, empty ones too where asked for, as a text.
-void WriteRandomTree(SceneRandom& random, int depth, bool hasEmpty, int* number, std::string* text)
-{
-    *text += "(";
-    int const count = (hasEmpty ? 0 : 1) + static_cast<int>(random.Below(hasEmpty ? 8 : 7));
-    for (int i = 0; i < count; ++i) {
-        if (depth == 1) {
-            *text += std::to_string((*number)++) + " ";
-        } else {
-            WriteRandomTree(random, depth - 1, hasEmpty, number, text);
-        }
-    }
-    *text += ")";
-}
-
-/// The tree of the library for such a text; boxes from the world.
-TqOcDynamicGroup* ReadTree(ReferenceDynamicTree::World const& world, char const** at)
-{
-    Nodes children;
-    for (++*at; **at != ')';) {
-        if (**at == '(') {
-            children.push_back(ReadTree(world, at));
-            continue;
-        }
-        char* end = nullptr;
-        int const number = static_cast<int>(std::strtol(*at, &end, 10));
-        *at = end + 1;
-        children.push_back(NewLeaf(number, world.shapes[static_cast<std::size_t>(number)].box));
-    }
-    ++*at;
-    return NewGroup(children);
-}
-
-struct Pair
-{
-    Pair(SceneRandom& random, int depth, bool hasEmpty)
-    {
-        std::string text;
-        int count = 0;
-        WriteRandomTree(random, depth, hasEmpty, &count, &text);
-        for (int i = 0; i < count; ++i) {
-            ReferenceDynamicTree::World::Shape shape;
-            shape.box = MakeCube(random.Below(40), random.Below(40), random.Below(3), 1.0);
-            world.shapes.push_back(shape);
-        }
-        char const* at = text.c_str();
-        tree.reset(ReadTree(world, &at));
-        reference = std::make_unique<ReferenceDynamicTree>(&world, text);
-    }
-
-    ReferenceDynamicTree::World world;
-    Tree tree;
-    std::unique_ptr<ReferenceDynamicTree> reference;
-};
 
 } // namespace
 
@@ -247,7 +191,7 @@ TEST(TqOcDynamicGroupRemove, EqualsTheReferenceOnTreesBuiltByHand)
 {
     for (std::uint64_t seed = 0; seed < 300; ++seed) {
         SceneRandom random(seed);
-        Pair pair(random, 1 + static_cast<int>(random.Below(3)), false);
+        DynamicTreePair pair(random, 1 + static_cast<int>(random.Below(3)), false);
         std::vector<TqOcShape*> shapes = ShapesOf(*pair.tree);
         for (int step = 0; step < 12 && !shapes.empty(); ++step) {
             std::size_t const at = random.Below(static_cast<std::uint32_t>(shapes.size()));
@@ -481,7 +425,7 @@ TEST(TqOcDynamicGroupRebalance, RepairsTreesOfAnyGroupSizesAsTheReferenceDoes)
 {
     for (std::uint64_t seed = 0; seed < 400; ++seed) {
         SceneRandom random(seed);
-        Pair pair(random, 1 + static_cast<int>(random.Below(4)), false);
+        DynamicTreePair pair(random, 1 + static_cast<int>(random.Below(4)), false);
         std::vector<TqOcShape*> const shapes = ShapesOf(*pair.tree);
         pair.tree->Rebalance();
         pair.reference->Rebalance();
@@ -500,7 +444,7 @@ TEST(TqOcDynamicGroupRebalance, CullsEmptyGroupsWhereverTheyHang)
     // Empty groups above the leaves' level make the ways down differ in length until they are gone.
     for (std::uint64_t seed = 0; seed < 300; ++seed) {
         SceneRandom random(seed);
-        Pair pair(random, 2 + static_cast<int>(random.Below(2)), true);
+        DynamicTreePair pair(random, 2 + static_cast<int>(random.Below(2)), true);
         std::vector<TqOcShape*> const shapes = ShapesOf(*pair.tree);
         PostedErrors posts;
         pair.tree->Rebalance();

@@ -189,6 +189,9 @@ private:
 
     void CheckBoxOfGroup(TqOcDynamicGroup& group)
     {
+        if (m_rules.allowStaleBoxes && (group.GetModified() & 1u) != 0) {
+            return;
+        }
         TqLBox3f box;
         for (int i = 0; i < group.GetNumChildren(); ++i) {
             box.ExtendBy(group.GetChild(i)->GetBoundingBox());

@@ -23,6 +23,8 @@ struct DynamicTreeRules
     bool allowSmallGroups = false;
     /// The root may have parents, and shapes and leaves other parents outside of the tree.
     bool allowOtherParents = false;
+    /// After a failure: a group whose box bit is set need not enclose what is below it.
+    bool allowStaleBoxes = false;
 };
 
 /// Whether the tree keeps every invariant and holds exactly these shapes, each once.

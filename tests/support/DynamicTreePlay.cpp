@@ -85,7 +85,8 @@ void PlayShape::MoveBy(double x, double y, double z)
 void PlayShape::GetShapeBox(TqLBox3f& box)
 {
     ++m_numBoxCalls;
-    if (m_refuses) {
+    bool const isDue = s_untilRefusal > 0 && --s_untilRefusal == 0;
+    if (m_refuses || isDue) {
         throw BoxRefused();
     }
     box = m_box;

@@ -51,6 +51,9 @@ public:
     /// Whether GetShapeBox throws BoxRefused.
     void SetRefusing(bool refuses) { m_refuses = refuses; }
 
+    /// Lets the n-th call of GetShapeBox from now on, of any shape, throw BoxRefused; 0: none.
+    static void RefuseCall(int n) { s_untilRefusal = n; }
+
     /// Calls of GetShapeBox so far, refused ones included.
     int GetNumBoxCalls() const { return m_numBoxCalls; }
 
@@ -68,6 +71,7 @@ public:
 
 private:
     static inline int s_numLive = 0;
+    static inline int s_untilRefusal = 0;
 
     int m_number;
     TqLBox3f m_box;
