@@ -67,12 +67,39 @@ DynamicTree::~DynamicTree() = default;
 namespace
 {
 
+/// A shape that holds its box, as the peers' values do.
+class MovingShape : public BenchShape
+{
+public:
+    MovingShape(TqLBox3f const& box, std::uint32_t number)
+        : BenchShape(&m_place, number)
+        , m_place(box)
+    {}
+
+    MovingShape(MovingShape const& other) : MovingShape(other.m_place, other.GetNumber()) {}
+
+    MovingShape& operator=(MovingShape const&) = delete;
+
+    void MoveTo(TqLBox3f const& box)
+    {
+        m_place = box;
+        Notify(eMODIFIED_BOX);
+    }
+
+private:
+    TqLBox3f m_place;
+};
+
 class DynamicGroupTree : public DynamicTree
 {
 public:
-    explicit DynamicGroupTree(DynamicScene const& scene)
-        : m_shapes(MakeBenchShapes(scene.GetBoxes()))
-    {}
+    explicit DynamicGroupTree(DynamicScene const& scene) : m_boxes(scene.GetBoxes())
+    {
+        m_shapes.reserve(m_boxes.size());
+        for (TqLBox3f const& box : m_boxes) {
+            m_shapes.emplace_back(box, static_cast<std::uint32_t>(m_shapes.size()));
+        }
+    }
 
     void Insert(BoxNumbers const& numbers) override
     {
@@ -93,7 +120,7 @@ public:
     void Move(BoxNumbers const& numbers) override
     {
         for (std::uint32_t const number : numbers) {
-            m_shapes[number].Notify(TqOcBaseTraversable::eMODIFIED_BOX);
+            m_shapes[number].MoveTo(m_boxes[number]);
         }
         m_root.Update();
     }
@@ -144,7 +171,8 @@ private:
         }
     }
 
-    std::vector<BenchShape> m_shapes;
+    std::vector<TqLBox3f> const& m_boxes;
+    std::vector<MovingShape> m_shapes;
     TqOcDynamicGroup m_root; // goes first, and lets the shapes go
 };
 
