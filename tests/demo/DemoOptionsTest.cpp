@@ -33,6 +33,7 @@ TEST(DemoOptions, HasDefaultsForEverything)
     EXPECT_GE(options.m_frames, 60);
     EXPECT_EQ(options.m_out, "out/demo");
     EXPECT_TRUE(options.m_queries);
+    EXPECT_FALSE(options.m_dynamic);
     EXPECT_TRUE(options.m_model.empty());
 }
 
@@ -55,6 +56,30 @@ TEST(DemoOptions, TakesValuesInBothForms)
         EXPECT_EQ(options.m_out, "some folder");
         EXPECT_FALSE(options.m_queries);
         EXPECT_EQ(options.m_model, "model.gltf");
+    }
+}
+
+TEST(DemoOptions, HasOtherDefaultsForADynamicTree)
+{
+    demo::DemoOptions options;
+    std::string problem;
+    ASSERT_TRUE(Parse({"--dynamic"}, &options, &problem)) << problem;
+    EXPECT_TRUE(options.m_dynamic);
+    EXPECT_EQ(options.m_out, "out/demo-dynamic");
+    EXPECT_DOUBLE_EQ(options.m_targetTime, 0.4);
+    EXPECT_GE(options.m_frames, 60);
+}
+
+TEST(DemoOptions, KeepsWhatIsSaidForADynamicTree)
+{
+    for (std::vector<char const*> const& arguments :
+         {std::vector<char const*>{"--out", "here", "--target=0.25", "--dynamic"},
+          std::vector<char const*>{"--dynamic", "--target", "0.25", "--out=here"}}) {
+        demo::DemoOptions options;
+        std::string problem;
+        ASSERT_TRUE(Parse(arguments, &options, &problem)) << problem;
+        EXPECT_EQ(options.m_out, "here");
+        EXPECT_DOUBLE_EQ(options.m_targetTime, 0.25);
     }
 }
 
@@ -92,8 +117,8 @@ TEST(DemoOptions, RefusesValuesOutsideTheirRange)
 TEST(DemoOptions, ShowsEveryOptionInOneLine)
 {
     std::string const usage = demo::GetDemoUsage();
-    for (char const* option :
-         {"--storeys", "--frames", "--size", "--target", "--out", "--no-queries", "MODEL"}) {
+    for (char const* option : {"--storeys", "--frames", "--size", "--target", "--out",
+                               "--no-queries", "--dynamic", "MODEL"}) {
         EXPECT_NE(usage.find(option), std::string::npos) << option;
     }
     EXPECT_EQ(usage.find('\n'), std::string::npos);

@@ -150,10 +150,10 @@ void AddBudget(DemoRun const& run, Image const& sheet, HtmlReport* page)
     Still const& whole = run.m_shares.front();
     page->AddHeading("Best first: one frame at shares of its cost");
     page->AddParagraph(
-        "Frame " + std::to_string(run.m_chosen.m_shares + 1) +
-        " of the flight, " +
+        "Frame " + std::to_string(run.m_chosen.m_shares + 1) + " of the flight, " +
         Format("%.0f %%", run.m_flight.m_fills[run.m_chosen.m_shares] * 100.0) +
-        " of it model rather than sky, first drawn complete (policy \"never interactive\", stress 1, cull area " +
+        " of it model rather than sky, first drawn complete (policy \"never interactive\", stress "
+        "1, cull area " +
         Format("%g", GetDemoCullArea()) + " pixels, occlusion queries " +
         (run.m_options.m_queries ? "on" : "off") + "): " + FormatCount(whole.m_record.m_tris) +
         " triangles in " + FormatCount(whole.m_record.m_shapes) +

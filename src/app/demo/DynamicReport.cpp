@@ -100,9 +100,9 @@ void AddSummary(DynamicRun const& run, HtmlReport* page)
         {"Pictures", Format("%d x %d pixels", run.m_options.m_width, run.m_options.m_height)},
         {"Renderer", run.m_world.DescribeRenderer()},
         {"Machine", DescribeMachine()},
-        {"Time", Format("%.1f s in all: model %.1f s, upload %.1f s, flight %.1f s",
-                        run.m_totalSeconds, run.m_loadSeconds, run.m_world.GetUploadSeconds(),
-                        run.m_flight.m_seconds)},
+        {"Time",
+         Format("%.1f s in all: model %.1f s, upload %.1f s, flight %.1f s", run.m_totalSeconds,
+                run.m_loadSeconds, run.m_world.GetUploadSeconds(), run.m_flight.m_seconds)},
     });
 }
 
@@ -130,8 +130,8 @@ std::string DescribeCheck(DynamicFlightResult const& flight)
            FormatCount(check.m_listed) + " expected, " + FormatCount(check.m_strays) +
            " strays, triangles " + (check.m_trisAgree ? "right" : "wrong") + ", box " +
            (check.m_boxAgrees ? "right" : "wrong") + ", " + FormatCount(check.m_wrongBoxes) +
-           " groups with a wrong box, triangles wrong in " +
-           FormatCount(flight.m_badTris) + " frames";
+           " groups with a wrong box, triangles wrong in " + FormatCount(flight.m_badTris) +
+           " frames";
 }
 
 std::string WriteDynamicReport(DynamicRun const& run, std::string* problem)
@@ -142,9 +142,9 @@ std::string WriteDynamicReport(DynamicRun const& run, std::string* problem)
     AddSummary(run, &page);
     page.AddHeading("The flight");
     page.AddPicture(frames, "Frames in order, with shapes in the tree and update time");
-    page.AddPicture(run.m_flight.m_picture,
-                    "Frame " + std::to_string(run.m_flight.m_pictureFrame + 1) +
-                        ", when the model has become complete");
+    page.AddPicture(run.m_flight.m_picture, "Frame " +
+                                                std::to_string(run.m_flight.m_pictureFrame + 1) +
+                                                ", when the model has become complete");
     page.AddHeading("Over the path");
     page.AddMarkup(MakeDynamicPlots(run.m_flight.m_log));
     AddTable(run, &page);

@@ -87,8 +87,8 @@ bool DynamicScene::Add(std::size_t placement)
     if (m_shapes[placement] != nullptr) {
         return false;
     }
-    unsigned const tris = static_cast<unsigned>(
-        m_model.meshes[m_model.placements[placement].mesh].GetNumTriangles());
+    unsigned const tris =
+        static_cast<unsigned>(m_model.meshes[m_model.placements[placement].mesh].GetNumTriangles());
     auto shape = std::make_unique<host::GlShape>(&m_shared, static_cast<std::uint32_t>(placement),
                                                  tris, FindScale(placement));
     m_root.AddShape(shape.get());

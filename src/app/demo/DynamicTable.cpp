@@ -57,20 +57,14 @@ std::string Seconds(double seconds)
 std::string CsvLine(DynamicRecord const& record)
 {
     host::FrameRecord const& draw = record.m_draw;
-    std::string const cells[] = {std::to_string(draw.m_frame),
-                                 std::to_string(record.m_inTree),
-                                 std::to_string(record.m_added),
-                                 std::to_string(record.m_moved),
-                                 std::to_string(record.m_removed),
-                                 std::to_string(record.m_depth),
-                                 Seconds(record.m_editTime),
-                                 Seconds(record.m_updateTime),
-                                 Seconds(draw.m_traversalTime),
-                                 Seconds(draw.m_frameTime),
-                                 std::to_string(draw.m_nodesTested),
-                                 std::to_string(draw.m_shapes),
-                                 std::to_string(draw.m_tris),
-                                 draw.m_clipped ? "1" : "0"};
+    std::string const cells[] = {
+        std::to_string(draw.m_frame),       std::to_string(record.m_inTree),
+        std::to_string(record.m_added),     std::to_string(record.m_moved),
+        std::to_string(record.m_removed),   std::to_string(record.m_depth),
+        Seconds(record.m_editTime),         Seconds(record.m_updateTime),
+        Seconds(draw.m_traversalTime),      Seconds(draw.m_frameTime),
+        std::to_string(draw.m_nodesTested), std::to_string(draw.m_shapes),
+        std::to_string(draw.m_tris),        draw.m_clipped ? "1" : "0"};
     std::string line;
     for (std::string const& cell : cells) {
         line += (line.empty() ? "" : ",") + cell;

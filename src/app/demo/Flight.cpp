@@ -4,7 +4,9 @@
 #include "demo/ProgressLine.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 namespace demo
@@ -16,6 +18,7 @@ namespace
 constexpr std::size_t eROW_FRAMES = 10;
 constexpr std::size_t eMAX_CELLS = 96;
 constexpr int eCELL_WIDTH = 256;
+constexpr int eCLEAR_STEP = 24; ///< of a channel, between neighbours on both sides of an edge
 constexpr double eWAIT_SHARE = 0.08;
 constexpr double eFRAME_WAIT_SHARE = 0.5;
 
@@ -52,6 +55,25 @@ void SetUpQueries(DemoWorld* world, DemoOptions const& options)
     world->GetContext().GetQueries().SetSettings(settings);
 }
 
+double MeasureDetail(host::Image const& picture)
+{
+    std::size_t edges = 0;
+    for (int y = 0; y + 1 < picture.GetHeight(); ++y) {
+        for (int x = 0; x + 1 < picture.GetWidth(); ++x) {
+            std::uint8_t const* const here = picture.GetPixel(x, y);
+            std::uint8_t const* const below = picture.GetPixel(x, y + 1);
+            int step = 0;
+            for (int k = 0; k < 3; ++k) {
+                step =
+                    std::max({step, std::abs(here[k] - here[3 + k]), std::abs(here[k] - below[k])});
+            }
+            edges += step >= eCLEAR_STEP ? 1U : 0U;
+        }
+    }
+    std::size_t const pixels = picture.GetPixels().size() / 3;
+    return pixels == 0 ? 0.0 : static_cast<double>(edges) / static_cast<double>(pixels);
+}
+
 FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options)
 {
     FlightResult result;
@@ -68,12 +90,13 @@ FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions con
         host::FrameRecord record = world->DrawFrame(GetFlightKey(path, frame, frames));
         record.m_frame = static_cast<unsigned>(frame + 1);
         result.m_log.push_back(record);
+        host::Image const picture = world->ReadPicture();
         result.m_fills.push_back(world->MeasureFill());
+        result.m_details.push_back(MeasureDetail(picture));
         result.m_seconds += record.m_frameTime;
         if (result.m_cells.size() * frames <= frame * cells) {
-            result.m_cells.push_back(
-                {world->ReadPicture().ScaledTo(result.m_cellWidth, result.m_cellHeight),
-                 CellText(record, frame + 1), record.m_clipped});
+            result.m_cells.push_back({picture.ScaledTo(result.m_cellWidth, result.m_cellHeight),
+                                      CellText(record, frame + 1), record.m_clipped});
         }
         line.Show(static_cast<double>(frame + 1) / static_cast<double>(frames),
                   LiveText(record, frame + 1, frames));

@@ -16,7 +16,8 @@ namespace demo
 struct FlightResult
 {
     std::vector<host::FrameRecord> m_log;
-    std::vector<double> m_fills; ///< share of each frame's picture that shows model, 0 to 1
+    std::vector<double> m_fills;   ///< share of each frame's picture that shows model, 0 to 1
+    std::vector<double> m_details; ///< share of each picture's pixels that lie on an edge, 0 to 1
     std::vector<host::SheetCell> m_cells; ///< small pictures of the frames, evenly chosen
     int m_cellWidth = 0;
     int m_cellHeight = 0;
@@ -28,6 +29,9 @@ host::CameraKey GetFlightKey(host::CameraPath const& path, std::size_t frame, st
 
 /// Lets the waiting for occlusion queries take a share of the target frame time.
 void SetUpQueries(DemoWorld* world, DemoOptions const& options);
+
+/// Share of the pixels, 0 to 1, that differ clearly from their neighbour on the right or below.
+double MeasureDetail(host::Image const& picture);
 
 /// Flies and prints a live line and the table.
 FlightResult Fly(DemoWorld* world, host::CameraPath const& path, DemoOptions const& options);

@@ -89,8 +89,7 @@ TqLAffine3f BeltMotion::GetPlace(double distance) const
     double const length = m_lengths[next] - m_lengths[next - 1];
     TqLVec3f const along = stretch * (1.0 / length);
     TqLVec3f const up(0.0, 1.0, 0.0);
-    TqLVec3f const place =
-        m_points[next - 1].Vec() + along * (clamped - m_lengths[next - 1]);
+    TqLVec3f const place = m_points[next - 1].Vec() + along * (clamped - m_lengths[next - 1]);
     return TqLAffine3f(along, up, along.Cross(up), place);
 }
 

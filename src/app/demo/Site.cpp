@@ -199,16 +199,14 @@ void Site::Builder::AddGround()
 
 void Site::Builder::AddCrane()
 {
-    std::uint32_t const mast = AddMesh(s_yellow, [](MeshBuilder& builder) {
-        AddLattice(builder, 1.0, 0.14, eMAST_SECTION);
-    });
+    std::uint32_t const mast = AddMesh(
+        s_yellow, [](MeshBuilder& builder) { AddLattice(builder, 1.0, 0.14, eMAST_SECTION); });
     for (int i = 0; i < eMAST_SECTIONS; ++i) {
         Place(mast, MakeTranslation(eCRANE_X, eMAST_SECTION * i, 0.0));
     }
     auto const turning = [this](Pose const& pose) { m_site.m_turning.push_back(pose); };
-    std::uint32_t const jib = AddMesh(s_yellow, [](MeshBuilder& builder) {
-        AddLattice(builder, 0.7, 0.11, eMAST_SECTION);
-    });
+    std::uint32_t const jib = AddMesh(
+        s_yellow, [](MeshBuilder& builder) { AddLattice(builder, 0.7, 0.11, eMAST_SECTION); });
     for (int i = 0; i < eJIB_SECTIONS; ++i) {
         double const from = eMAST_SECTION * (i - eBACK_SECTIONS);
         turning(Place(jib, LieDown() * MakeTranslation(eCRANE_X + from, eJIB_HEIGHT + 0.8, 0.0)));
@@ -219,8 +217,8 @@ void Site::Builder::AddCrane()
         turning(Place(weight, Block({x, eJIB_HEIGHT - 2.2, -1.1}, {x + 0.7, eJIB_HEIGHT, 1.1})));
     }
     std::uint32_t const cab = AddMesh(s_white, UnitBox);
-    turning(Place(cab, Block({eCRANE_X + 1.1, eJIB_HEIGHT - 2.3, 0.8},
-                             {eCRANE_X + 3.2, eJIB_HEIGHT, 2.4})));
+    turning(Place(
+        cab, Block({eCRANE_X + 1.1, eJIB_HEIGHT - 2.3, 0.8}, {eCRANE_X + 3.2, eJIB_HEIGHT, 2.4})));
     std::uint32_t const peak = AddMesh(s_yellow, [](MeshBuilder& builder) {
         host::AddCylinder(builder, {0.0, 0.0, 0.0}, 0.9, 0.15, 6.0, 8);
     });
@@ -243,22 +241,23 @@ void Site::Builder::AddLoad()
             carry(m_yellowBox, Block({x - eBEAM, 0.0, z - eBEAM}, {x + eBEAM, eHEIGHT, z + eBEAM}));
         }
         for (double const y : {0.0, eHEIGHT / 2, eHEIGHT}) {
-            carry(m_yellowBox, Block({x - eBEAM, y - eBEAM, -eHALF_Z}, {x + eBEAM, y + eBEAM, eHALF_Z}));
+            carry(m_yellowBox,
+                  Block({x - eBEAM, y - eBEAM, -eHALF_Z}, {x + eBEAM, y + eBEAM, eHALF_Z}));
         }
     }
     for (double const y : {0.0, eHEIGHT / 2, eHEIGHT}) {
         for (double const z : {-eHALF_Z, 0.0, eHALF_Z}) {
-            carry(m_yellowBox, Block({-eHALF_X, y - eBEAM, z - eBEAM}, {eHALF_X, y + eBEAM, z + eBEAM}));
+            carry(m_yellowBox,
+                  Block({-eHALF_X, y - eBEAM, z - eBEAM}, {eHALF_X, y + eBEAM, z + eBEAM}));
         }
     }
     AddPipework(toSite);
     m_site.m_ropeBottom = eLOAD_BOTTOM + eHEIGHT;
     std::uint32_t const rope = AddMesh(s_rubber, UnitBox);
-    m_site.m_rope = Place(rope, Block({eCRANE_X + eLOAD_RADIUS - eROPE_HALF, m_site.m_ropeBottom,
-                                       -eROPE_HALF},
-                                      {eCRANE_X + eLOAD_RADIUS + eROPE_HALF, eJIB_HEIGHT,
-                                       eROPE_HALF}))
-                        .m_placement;
+    m_site.m_rope =
+        Place(rope, Block({eCRANE_X + eLOAD_RADIUS - eROPE_HALF, m_site.m_ropeBottom, -eROPE_HALF},
+                          {eCRANE_X + eLOAD_RADIUS + eROPE_HALF, eJIB_HEIGHT, eROPE_HALF}))
+            .m_placement;
 }
 
 void Site::Builder::AddPipework(TqLAffine3f const& toSite)
@@ -388,9 +387,8 @@ void Site::AppendCranePoses(double time, std::vector<Pose>* poses) const
         poses->push_back({rest.m_placement, rest.m_toWorld * carry});
     }
     double const bottom = m_ropeBottom + m_crane.GetLift(time);
-    TqLAffine3f const rope =
-        MakeScaled(2.0 * eROPE_HALF, eJIB_HEIGHT - bottom, 2.0 * eROPE_HALF,
-                   eCRANE_X + eLOAD_RADIUS - eROPE_HALF, bottom, -eROPE_HALF);
+    TqLAffine3f const rope = MakeScaled(2.0 * eROPE_HALF, eJIB_HEIGHT - bottom, 2.0 * eROPE_HALF,
+                                        eCRANE_X + eLOAD_RADIUS - eROPE_HALF, bottom, -eROPE_HALF);
     poses->push_back({m_rope, rope * turn});
 }
 
@@ -414,8 +412,8 @@ TqLAffine3f Site::GetPartPlace(std::size_t row, std::size_t part, double time) c
 {
     double const across =
         (static_cast<double>(part) - 0.5 * static_cast<double>(s_partsPerRow - 1)) * eLANE;
-    return MakeTranslation(0.0, 0.0, across) * m_belt.GetPlace(m_belt.GetDistance(row, GetRun(time))) *
-           m_toWorld;
+    return MakeTranslation(0.0, 0.0, across) *
+           m_belt.GetPlace(m_belt.GetDistance(row, GetRun(time))) * m_toWorld;
 }
 
 std::vector<host::CameraKey> Site::MakePath() const
@@ -425,10 +423,11 @@ std::vector<host::CameraKey> Site::MakePath() const
         TqLPos3f m_eye;
         TqLPos3f m_at;
     };
+
     double const top = std::max(m_modelHeight, eJIB_HEIGHT);
     Stop const stops[] = {
-        {TqLPos3f(92.0, 12.0, 34.0), TqLPos3f(50.0, 17.0, 0.0)},
-        {TqLPos3f(98.0, 18.0, 24.0), TqLPos3f(44.0, 19.0, 0.0)},
+        {TqLPos3f(96.0, 13.0, 36.0), TqLPos3f(50.0, 21.0, 0.0)},
+        {TqLPos3f(100.0, 19.0, 24.0), TqLPos3f(44.0, 22.0, 0.0)},
         {TqLPos3f(102.0, 27.0, 0.0), TqLPos3f(40.0, 22.0, 0.0)},
         {TqLPos3f(98.0, 36.0, -36.0), TqLPos3f(36.0, 0.38 * top, 0.0)},
         {TqLPos3f(82.0, 0.95 * top, -58.0), TqLPos3f(24.0, 0.55 * top, 0.0)},

@@ -77,7 +77,7 @@ private:
     CraneMotion m_crane;
     BeltMotion m_belt;
     std::size_t m_rope = 0;
-    double m_ropeBottom = 0.0; ///< while the load is at rest
+    double m_ropeBottom = 0.0;   ///< while the load is at rest
     std::vector<Pose> m_turning; ///< with where they are at rest, in the site's own metres
     std::vector<Pose> m_carried;
 };

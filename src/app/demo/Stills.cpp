@@ -23,7 +23,7 @@ struct CostRange
 
 constexpr CostRange s_queriesRange{2e6, 12e6};
 constexpr std::size_t eMAX_CANDIDATES = 100;
-constexpr double eFULL_PICTURE = 0.9; ///< share of the pixels that show model
+constexpr double eFULL_PICTURE = 0.8; ///< share of the pixels that show model
 
 /// Settings that last as long as an object of this class.
 class PatientQueries
@@ -88,7 +88,7 @@ std::size_t ChooseFullFrame(FlightResult const& flight)
     auto const rank = [&flight](std::size_t frame) {
         host::FrameRecord const& record = flight.m_log[frame];
         return std::make_tuple(!record.m_clipped, std::min(flight.m_fills[frame], eFULL_PICTURE),
-                               record.m_tris);
+                               flight.m_details[frame]);
     };
     std::size_t best = 0;
     for (std::size_t frame = 1; frame < flight.m_log.size(); ++frame) {

@@ -41,7 +41,8 @@ struct ChosenFrames
 
 /// The frame of a flight that shows best what is drawn first: one that the flight drew complete,
 /// that is filled with model rather than sky (of frames that are nearly full, none is better than
-/// another), and of these the one of most triangles. Where no frame is complete, the fill decides.
+/// another), and of these the one with most edges in its picture, where there is most to be left
+/// out. Where no frame is complete, the fill decides.
 /// @return a position in the log; 0 for an empty one
 std::size_t ChooseFullFrame(FlightResult const& flight);
 

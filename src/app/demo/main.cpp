@@ -138,13 +138,8 @@ int RunDynamic(DemoOptions const& options, DemoWorld* world, host::SceneModel&& 
     PostCounter const posts;
     DynamicFlightResult const flight =
         FlyDynamic(world, &scene, site, host::CameraPath(site.MakePath()), options);
-    DynamicRun const run{options,
-                         *world,
-                         flight,
-                         site.GetNumModelPlacements(),
-                         posts.GetCount(),
-                         loadSeconds,
-                         Now() - start};
+    DynamicRun const run{options,          *world,      flight,       site.GetNumModelPlacements(),
+                         posts.GetCount(), loadSeconds, Now() - start};
     std::printf("tree: %s\n", DescribeCheck(flight).c_str());
     std::string problem;
     std::string const report = WriteDynamicReport(run, &problem);

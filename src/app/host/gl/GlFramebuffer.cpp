@@ -73,8 +73,7 @@ double GlFramebuffer::MeasureFill() const
     m_gl.ReadPixels(0, 0, m_width, m_height, GL_DEPTH_COMPONENT, GL_FLOAT, depths.data());
     auto const drawn =
         std::count_if(depths.begin(), depths.end(), [](float depth) { return depth < 1.0f; });
-    return depths.empty() ? 0.0
-                          : static_cast<double>(drawn) / static_cast<double>(depths.size());
+    return depths.empty() ? 0.0 : static_cast<double>(drawn) / static_cast<double>(depths.size());
 }
 
 } // namespace host
