@@ -65,9 +65,9 @@ struct TqOcDHBSse2Kernels
         __m128d bounds45 = bounds01;
         for (TqOcDHBRecord const* record = records; record != records + count; ++record) {
             // The minimum's second operand wins a tie or a NaN, like the comparison above.
-            bounds01 = _mm_min_pd(_mm_load_pd(record->m_bounds), bounds01);
-            bounds23 = _mm_min_pd(_mm_load_pd(record->m_bounds + 2), bounds23);
-            bounds45 = _mm_min_pd(_mm_load_pd(record->m_bounds + 4), bounds45);
+            bounds01 = _mm_min_pd(_mm_loadu_pd(record->m_bounds), bounds01);
+            bounds23 = _mm_min_pd(_mm_loadu_pd(record->m_bounds + 2), bounds23);
+            bounds45 = _mm_min_pd(_mm_loadu_pd(record->m_bounds + 4), bounds45);
         }
         _mm_storeu_pd(sum.m_bounds, bounds01);
         _mm_storeu_pd(sum.m_bounds + 2, bounds23);
