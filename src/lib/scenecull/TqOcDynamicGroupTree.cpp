@@ -24,7 +24,6 @@ namespace
 constexpr double s_sentinel = DBL_MAX / 2.0;
 
 constexpr int s_fullAndOne = TqOcDynamicGroup::eMAX_CHILDREN + 1;
-constexpr int s_half = s_fullAndOne / 2;
 
 /// Edge of the union of two boxes on one axis.
 double UnionEdge(TqLBox3f const& group, TqLBox3f const& node, int axis)
