@@ -723,7 +723,8 @@ TEST(TqOcDynamicGroup, RemoveShapeTakesAShapeOutOfALeafOfSeveral)
     EXPECT_FALSE(shape->HasParent());
     EXPECT_EQ(Hex(root.GetModified()), "0xff");
     delete shape;
-    root.RemoveShape(leaf->GetChild(1)); // whose box bit is pending
+    std::unique_ptr<TqOcShape> const last(leaf->GetChild(1));
+    root.RemoveShape(last.get()); // while the leaf's box is pending
     EXPECT_EQ(StructureOf(root), "(0 )");
     root.Update();
     EXPECT_EQ(root.GetBoundingBox(), MakeBox(0, 0, 0, 1, 1, 1));
