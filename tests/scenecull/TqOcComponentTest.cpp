@@ -5,6 +5,7 @@
 #include "support/PostedErrors.h"
 
 #include "scenecull/TqOcContext.h"
+#include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
@@ -60,6 +61,8 @@ std::vector<Component> const& AllComponents()
                             {"TqOcTraversable", "TqOcPrioritizedTraversal", "TqUError"}),
         Describe<TqOcStaticGroup>("TqOcStaticBase",
                                   {"TqOcTraversable", "TqOcPrioritizedTraversal", "TqUError"}),
+        Describe<TqOcDynamicGroup>("TqOcDynamicGroup",
+                                   {"TqOcTraversable", "TqOcPrioritizedTraversal", "TqUError"}),
         Describe<TqOcHierarchyBuilder>("TqOcHierarchyBuilder",
                                        {"TqUVector", "TqUPage", "TqOcStaticBase"}),
         Describe<TqOcVisitor>("TqOcVisitor", {"TqUError"}),

@@ -1,6 +1,7 @@
 #include "support/Components.h"
 
 #include "scenecull/TqOcContext.h"
+#include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
@@ -20,10 +21,11 @@ namespace
 {
 
 // The one guard of the test program; null outside of its tests and while taken down.
-using AllComponents = ComponentGuard<TqOcContext, TqOcTraversable, TqOcShape, TqOcStaticGroup,
-                                     TqOcVisitor, TqOcTraversal, TqOcTravFrustum, TqOcTravTransform,
-                                     TqOcTravCull, TqOcRenderTraversal, TqOcRenderTravCull,
-                                     TqOcPrioritizedTraversal, TqOcHierarchyBuilder>;
+using AllComponents =
+    ComponentGuard<TqOcContext, TqOcTraversable, TqOcShape, TqOcStaticGroup, TqOcDynamicGroup,
+                   TqOcVisitor, TqOcTraversal, TqOcTravFrustum, TqOcTravTransform, TqOcTravCull,
+                   TqOcRenderTraversal, TqOcRenderTravCull, TqOcPrioritizedTraversal,
+                   TqOcHierarchyBuilder>;
 
 AllComponents* s_components = nullptr;
 
