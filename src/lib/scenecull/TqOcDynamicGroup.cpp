@@ -66,14 +66,14 @@ void TqOcInternal::PostDynamicGroupError(char const* text)
 
 void TqOcDynamicGroupLevelSet::Add(TqOcDynamicGroup* group)
 {
-    if (m_indices.count(group) != 0) {
+    auto const [entry, isNew] = m_indices.emplace(group, GetNumSlots());
+    if (!isNew) {
         return;
     }
-    m_slots.push_back(group);
     try {
-        m_indices.emplace(group, GetNumSlots() - 1);
+        m_slots.push_back(group);
     } catch (...) {
-        m_slots.pop_back();
+        m_indices.erase(entry);
         throw;
     }
     ++m_count;

@@ -73,6 +73,7 @@ struct ShortGroup
 struct TqOcSubtreeDepthMap::Lists
 {
     std::vector<std::unique_ptr<TqUPtrVector<TqOcDynamicGroup>>> groups; ///< By height.
+    std::vector<int> nextGroups; ///< By height: the first group that is not yet put back.
     TqUPtrVector<TqOcTraversable> leaves;
     int maxDepth = 0;
 
@@ -122,6 +123,9 @@ TqUPtrVector<TqOcDynamicGroup>& TqOcSubtreeDepthMap::DepthVector(int d) const
 {
     m_lists->maxDepth = std::max(m_lists->maxDepth, d);
     while (static_cast<int>(m_lists->groups.size()) <= d) {
+        m_lists->nextGroups.push_back(0);
+        m_lists->nextGroups.resize(m_lists->groups.size() +
+                                   1); // an earlier try may have failed here
         m_lists->groups.push_back(std::make_unique<TqUPtrVector<TqOcDynamicGroup>>());
     }
     return *m_lists->groups[static_cast<std::size_t>(d)];
@@ -441,9 +445,9 @@ void TqOcDynamicGroup::MergeMovedBack(TqOcSubtreeDepthMap* map)
     TqOcSubtreeDepthMap::Lists& lists = *map->m_lists;
     for (int d = lists.maxDepth; d >= 1; --d) {
         TqUPtrVector<TqOcDynamicGroup>& groups = map->DepthVector(d);
-        while (!groups.Empty()) {
-            Collect(&lists.collected, groups.Front());
-            groups.Erase(groups.Begin());
+        for (int& next = lists.nextGroups[static_cast<std::size_t>(d)]; next < groups.Size();
+             ++next) {
+            Collect(&lists.collected, groups[next]);
         }
     }
     for (; lists.nextLeaf < lists.leaves.Size(); ++lists.nextLeaf) {
@@ -488,9 +492,9 @@ void TqOcDynamicGroup::ExchangeChildren(TqOcDynamicGroup* other)
 void TqOcDynamicGroup::DeletePending()
 {
     TqOcSubtreeDepthMap::Lists& lists = *m_pending->m_lists;
-    for (auto const& groups : lists.groups) {
-        for (int i = 0; i < groups->Size(); ++i) {
-            DeleteUnlessOwned((*groups)[i]);
+    for (std::size_t d = 0; d < lists.groups.size(); ++d) {
+        for (int i = lists.nextGroups[d]; i < lists.groups[d]->Size(); ++i) {
+            DeleteUnlessOwned((*lists.groups[d])[i]);
         }
     }
     for (int i = lists.nextLeaf; i < lists.leaves.Size(); ++i) {
