@@ -60,9 +60,8 @@ public:
 
     double Get(TqOcDHBRecord const& record) const
     {
-        double const* const bounds = record.m_bounds;
-        return m_code < 3 ? bounds[m_code] - bounds[m_code + 3]
-                          : -bounds[m_code] - bounds[m_code - 3];
+        // low - negatedHigh, or -negatedHigh - low.
+        return m_sign * record.m_bounds[m_code] - record.m_bounds[m_other];
     }
 
     int GetCode() const { return m_code; }
@@ -70,9 +69,15 @@ public:
     static TqOcDHBKey FromCode(int code) { return TqOcDHBKey(code); }
 
 private:
-    explicit TqOcDHBKey(int code) : m_code(code) {}
+    explicit TqOcDHBKey(int code)
+        : m_code(code)
+        , m_other(code < 3 ? code + 3 : code - 3)
+        , m_sign(code < 3 ? 1.0 : -1.0)
+    {}
 
-    int m_code; // 0 to 2: centre on x, y, z; 3 to 5: extent
+    int m_code;  // 0 to 2: centre on x, y, z; 3 to 5: extent; also the bound that goes first
+    int m_other; // the other bound on the axis
+    double m_sign;
 };
 
 /// The keys by which a run is sorted, the most significant first; at first none, so that a run is
@@ -118,13 +123,10 @@ public:
         for (TqOcDHBOrder order = *this; !order.IsEmpty(); order = order.GetRest()) {
             double const keyA = order.GetFirst().Get(a);
             double const keyB = order.GetFirst().Get(b);
-            if (keyA < keyB) {
-                return true;
-            }
             bool const isNanA = keyA != keyA;
             bool const isNanB = keyB != keyB;
-            if (keyB < keyA || isNanA != isNanB) {
-                return isNanB && !isNanA;
+            if (keyA != keyB && !(isNanA && isNanB)) {
+                return keyA < keyB || (isNanB && !isNanA);
             }
         }
         return a.m_rank < b.m_rank;

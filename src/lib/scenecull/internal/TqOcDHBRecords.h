@@ -67,8 +67,7 @@ private:
     bool DivideByNan(int& begin, int& end, int middle, TqOcDHBKey key);
     bool DivideByRank(int begin, int end, int middle);
     bool DivideByNumbers(int& begin, int& end, int middle);
-    template <class IsInFront>
-    void Divide(int begin, int count, int numFront, IsInFront const& isInFront);
+    void Divide(int begin, int count, int numFront, TqOcDHBLimit limit);
 
     TqOcSHBBuffer<TqOcDHBRecord> m_records;
     TqOcSHBBuffer<double> m_numbers;     // scratch: what a run is divided by, one a record
@@ -200,7 +199,7 @@ inline void TqOcDHBRecords::DivideBelow(int begin, int end, int numFront, TqOcDH
     for (int i = 0; i < count; ++i) {
         m_numbers[i] = key.Get(*At(begin + i));
     }
-    Divide(begin, count, numFront, [limit](double number) { return number <= limit; });
+    Divide(begin, count, numFront, {limit, true});
 }
 
 /// Divides by a key, NaN counting as zero.
@@ -208,9 +207,14 @@ inline void TqOcDHBRecords::DivideBelow(int begin, int end, int numFront, TqOcDH
 /// with the same key, that the cut falls into
 inline bool TqOcDHBRecords::DivideByKey(int& begin, int& end, int middle, TqOcDHBKey key)
 {
-    for (int i = 0; i < end - begin; ++i) {
-        double const number = key.Get(*At(begin + i));
-        m_numbers[i] = number == number ? number : 0.0;
+    int const count = end - begin;
+    TqOcDHBRecord const* const records = At(begin);
+    double* const numbers = m_numbers.Data();
+    for (int i = 0; i < count; ++i) {
+        numbers[i] = key.Get(records[i]);
+    }
+    for (int i = 0; m_hasNan && i < count; ++i) {
+        numbers[i] = numbers[i] == numbers[i] ? numbers[i] : 0.0;
     }
     return DivideByNumbers(begin, end, middle);
 }
@@ -239,9 +243,8 @@ inline bool TqOcDHBRecords::DivideByNumbers(int& begin, int& end, int middle)
     int const count = end - begin;
     int const numFront = middle - begin;
     TqOcDHBSelection const cut = m_selector.Select(m_numbers.Data(), count, numFront);
-    double const value = cut.m_value;
     if (cut.m_numLess > 0) {
-        Divide(begin, count, cut.m_numLess, [value](double number) { return number < value; });
+        Divide(begin, count, cut.m_numLess, {cut.m_value, false});
     }
     if (cut.m_numLess == numFront) {
         return true;
@@ -250,33 +253,21 @@ inline bool TqOcDHBRecords::DivideByNumbers(int& begin, int& end, int middle)
     if (cut.m_numLess + cut.m_numEqual < count) {
         double* const rest = m_numbers.Data() + cut.m_numLess;
         std::copy(rest, rest + (end - begin), m_numbers.Data());
-        Divide(begin, end - begin, cut.m_numEqual,
-               [value](double number) { return number == value; });
+        Divide(begin, end - begin, cut.m_numEqual, {cut.m_value, true});
     }
     end = begin + cut.m_numEqual;
     return false;
 }
 
-/// Brings the `numFront` records, of `count` from `begin` on, for whose number `isInFront` to the
-/// front, and their numbers with them.
-template <class IsInFront>
-void TqOcDHBRecords::Divide(int begin, int count, int numFront, IsInFront const& isInFront)
+/// Brings the `numFront` records, of `count` from `begin` on, whose number keeps to the limit to
+/// the front, and their numbers with them.
+inline void TqOcDHBRecords::Divide(int begin, int count, int numFront, TqOcDHBLimit limit)
 {
     double* const numbers = m_numbers.Data();
-    // Every entry is written and the end only moves on, which costs less than a branch that goes
-    // either way half of the time.
     std::int32_t* const wrongInFront = m_wrong.Data();
-    int numWrong = 0;
-    for (int i = 0; i < numFront; ++i) {
-        wrongInFront[numWrong] = i;
-        numWrong += isInFront(numbers[i]) ? 0 : 1;
-    }
     std::int32_t* const wrongBehind = wrongInFront + numFront;
-    int numWrongBehind = 0;
-    for (int i = numFront; i < count; ++i) {
-        wrongBehind[numWrongBehind] = i;
-        numWrongBehind += isInFront(numbers[i]) ? 1 : 0;
-    }
+    int const numWrong = TqOcDHBKernels::List(numbers, 0, numFront, limit, false, wrongInFront);
+    TqOcDHBKernels::List(numbers, numFront, count, limit, true, wrongBehind);
     TqOcDHBRecord* const records = At(begin);
     for (int i = 0; i < numWrong; ++i) {
         std::swap(records[wrongInFront[i]], records[wrongBehind[i]]);

@@ -48,7 +48,8 @@ public:
         for (int next = 0; count > s_fewNumbers; next = 1 - next) {
             Band const band = ChooseBand(numbers, count, rank - numBelow);
             double* const inside = m_bands[next].Data();
-            Filter const filter = FilterBand(numbers, count, band, inside);
+            TqOcDHBFilter const filter =
+                TqOcDHBKernels::Filter(numbers, count, band.m_low, band.m_high, inside);
             int const rankInside = rank - numBelow - filter.m_numBelow;
             bool const isMisled = rankInside < 0 || rankInside >= filter.m_numInside;
             if (!isMisled && band.m_low == band.m_high) {
@@ -79,12 +80,6 @@ private:
         double m_high;
     };
 
-    struct Filter
-    {
-        int m_numBelow;
-        int m_numInside;
-    };
-
     /// A band around the number of the given rank, by a sample of the numbers.
     static Band ChooseBand(double const* numbers, int count, int rank)
     {
@@ -108,22 +103,6 @@ private:
             middle < margin ? -infinity : SelectFew(samples, numSamples, middle - margin).m_value,
             middle + margin < numSamples ? SelectFew(samples, numSamples, middle + margin).m_value
                                          : infinity};
-    }
-
-    /// Copies the numbers inside the band and counts those below.
-    static Filter FilterBand(double const* numbers, int count, Band const& band, double* inside)
-    {
-        int numBelow = 0;
-        int numInside = 0;
-        for (int i = 0; i < count; ++i) {
-            double const number = numbers[i];
-            inside[numInside] = number;
-            int const isBelow = number < band.m_low ? 1 : 0;
-            int const isAbove = number > band.m_high ? 1 : 0;
-            numBelow += isBelow;
-            numInside += 1 - (isBelow | isAbove);
-        }
-        return {numBelow, numInside};
     }
 
     static TqOcDHBSelection SelectFew(double const* numbers, int count, int rank)
