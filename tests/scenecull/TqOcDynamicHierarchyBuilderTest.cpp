@@ -714,6 +714,26 @@ TEST(TqOcDynamicHierarchyBuilder, OrganisesDynamicGroupsOfOneDepth)
     EXPECT_EQ(MakeBox(0, 0, 0, 79, 1, 1), root->GetBoundingBox());
 }
 
+TEST(TqOcDynamicHierarchyBuilder, BringsGroupsUpToDateBeforeItAsksForTheirDepth)
+{
+    Model leaves(MakeRowBoxes(12));
+    NodeList groups;
+    for (int i = 0; i < 3; ++i) {
+        TqOcTraversable* children[4];
+        for (int child = 0; child < 4; ++child) {
+            children[child] = &leaves[4 * i + child];
+        }
+        groups.PushBack(new TqOcDynamicGroup(children, 4));
+    }
+    // An update takes the level between these away.
+    TqOcTraversable* inner = groups[1];
+    groups[1] = new TqOcDynamicGroup(&inner, 1);
+    PostedErrors const posts;
+    Tree const root = Build(groups);
+    EXPECT_TRUE(posts.Empty());
+    EXPECT_EQ("((0 1 2 3) (4 5 6 7) (8 9 10 11))", Describe(root.get()));
+}
+
 TEST(TqOcDynamicHierarchyBuilder, GivesNodesWithParentsAnotherOne)
 {
     Model model(MakeRowBoxes(20));
@@ -855,14 +875,15 @@ TEST(TqOcDynamicHierarchyBuilder, LeavesOutAllNodesWhenNoneCanHangInATree)
 
 TEST(TqOcDynamicHierarchyBuilder, LeavesOutGroupsOfAnotherDepth)
 {
-    Model leaves(MakeRowBoxes(8));
-    TqOcTraversable* children[8];
-    for (int i = 0; i < 8; ++i) {
+    Model leaves(MakeRowBoxes(12));
+    TqOcTraversable* children[12];
+    for (int i = 0; i < 12; ++i) {
         children[i] = &leaves[i];
     }
     auto* const low = new TqOcDynamicGroup(children, 4);
-    TqOcTraversable* inner = new TqOcDynamicGroup(children + 4, 4);
-    TqOcDynamicGroup high(&inner, 1);
+    TqOcTraversable* inner[2] = {new TqOcDynamicGroup(children + 4, 4),
+                                 new TqOcDynamicGroup(children + 8, 4)};
+    TqOcDynamicGroup high(inner, 2);
     NodeList nodes;
     nodes.PushBack(low);
     nodes.PushBack(&high);

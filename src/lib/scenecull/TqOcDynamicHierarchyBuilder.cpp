@@ -44,24 +44,36 @@ int GetDepth(TqOcTraversable* node)
     return group != nullptr ? group->CalcDepth() : s_noDepth;
 }
 
-/// Brings the nodes that can form a tree to the front, and posts if there are others.
+/// Brings all nodes up to date that can hang in a tree, then those that can form one to the front;
+/// posts if there are others.
 /// @return how many can
 int SelectNodes(TqUPtrVector<TqOcTraversable>& nodes)
 {
+    bool const isAlone = nodes.Size() == 1; // it is brought up to date with the root
     int depth = s_noDepth;
+    bool areAll = true;
+    for (int i = 0; i < nodes.Size(); ++i) {
+        TqOcTraversable* const node = nodes[i];
+        int nodeDepth = GetDepth(node);
+        if (nodeDepth != s_noDepth && node->GetModified() != 0 && !isAlone) {
+            node->Update();
+            nodeDepth = GetDepth(node);
+        }
+        depth = depth == s_noDepth ? nodeDepth : depth;
+        areAll = areAll && nodeDepth != s_noDepth && nodeDepth == depth;
+    }
+    if (areAll) {
+        return nodes.Size();
+    }
     auto const rest =
-        std::stable_partition(nodes.Begin(), nodes.End(), [&depth](TqOcTraversable* node) {
-            int const nodeDepth = GetDepth(node);
-            depth = depth == s_noDepth ? nodeDepth : depth;
-            return nodeDepth != s_noDepth && nodeDepth == depth;
+        std::stable_partition(nodes.Begin(), nodes.End(), [depth](TqOcTraversable* node) {
+            return depth != s_noDepth && GetDepth(node) == depth;
         });
     auto const count = static_cast<int>(rest - nodes.Begin());
-    if (count != nodes.Size()) {
-        TqUError::Post(TqUSysError::eERROR, &GetDynamicGroupComponent(),
-                       "Build: %d of %d nodes left out: null, or neither leaves nor dynamic groups "
-                       "of one depth",
-                       nodes.Size() - count, nodes.Size());
-    }
+    TqUError::Post(TqUSysError::eERROR, &GetDynamicGroupComponent(),
+                   "Build: %d of %d nodes left out: null, or neither leaves nor dynamic groups of "
+                   "one depth",
+                   nodes.Size() - count, nodes.Size());
     return count;
 }
 
@@ -199,9 +211,6 @@ TqOcDynamicGroup* TqOcDynamicHierarchyBuilder::Build(TqUPtrVector<TqOcTraversabl
     if (count < 2) {
         groups.MakeGroup(nodes->Begin(), count);
         return groups.Release();
-    }
-    for (int i = 0; i < count; ++i) {
-        nodes->ItemAt(i)->Update();
     }
     TqUPage::PageOutIfNeeded();
     groups.MakeTree(nodes->Begin(), count);
