@@ -138,6 +138,59 @@ TEST(TqOcDHBKernels, CountTheSameInBothForms)
     }
 }
 
+TEST(TqOcDHBKernels, FilterTheSameInBothForms)
+{
+    SceneRandom random(5);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<double> const numbers =
+            MakeNumbers(random, round % 8, static_cast<int>(random.Below(40)));
+        auto const count = static_cast<int>(numbers.size());
+        double const bounds[2] = {MakeNumber(random), MakeNumber(random)};
+        double const low = std::min(bounds[0], bounds[1]);
+        double const high = std::max(bounds[0], bounds[1]);
+        std::vector<double> plain(numbers.size());
+        std::vector<double> fast(numbers.size());
+        TqOcDHBFilter const expected =
+            TqOcDHBScalarKernels::Filter(numbers.data(), count, low, high, plain.data());
+        TqOcDHBFilter const found =
+            TqOcDHBKernels::Filter(numbers.data(), count, low, high, fast.data());
+        ASSERT_EQ(expected.m_numBelow, found.m_numBelow);
+        ASSERT_EQ(expected.m_numInside, found.m_numInside);
+        plain.resize(static_cast<std::size_t>(expected.m_numInside));
+        fast.resize(plain.size());
+        ASSERT_EQ(plain, fast);
+    }
+}
+
+TEST(TqOcDHBKernels, ListTheSameInBothForms)
+{
+    SceneRandom random(6);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<double> numbers =
+            MakeNumbers(random, round % 8, static_cast<int>(random.Below(40)));
+        if (random.Chance(0.2) && !numbers.empty()) {
+            numbers[random.Below(static_cast<std::uint32_t>(numbers.size()))] = kNan;
+        }
+        auto const end = static_cast<int>(numbers.size());
+        auto const begin = static_cast<int>(random.Below(static_cast<std::uint32_t>(end + 1)));
+        for (bool const isInside : {false, true}) {
+            for (bool const areKept : {false, true}) {
+                TqOcDHBLimit const limit{MakeNumber(random), isInside};
+                std::vector<std::int32_t> plain(numbers.size());
+                std::vector<std::int32_t> fast(numbers.size());
+                int const expected = TqOcDHBScalarKernels::List(numbers.data(), begin, end, limit,
+                                                                areKept, plain.data());
+                int const found =
+                    TqOcDHBKernels::List(numbers.data(), begin, end, limit, areKept, fast.data());
+                ASSERT_EQ(expected, found);
+                plain.resize(static_cast<std::size_t>(expected));
+                fast.resize(plain.size());
+                ASSERT_EQ(plain, fast);
+            }
+        }
+    }
+}
+
 TEST(TqOcDHBSelector, SelectsWhatSortingFinds)
 {
     SceneRandom random(3);
