@@ -566,10 +566,10 @@ void TqOcDynamicGroup::CollectLevel(int depth, TqOcDynamicGroupLevelSet* levelSe
 void TqOcDynamicGroup::Rebalance()
 {
     UpdateKeepStructure();
-    RepairAllGroups();
     if (m_pending != nullptr) { // what waits in the root needs an update still
         Notify(eMODIFIED_ALL);
     }
+    RepairAllGroups();
 }
 
 /// The repair of Rebalance, of boxes that are right already.

@@ -141,7 +141,7 @@ bool TqOcSubtreeDepthMap::TryAdd(TqOcTraversable* piece, int d)
             AddGroup(static_cast<TqOcDynamicGroup*>(piece), d);
         }
     } catch (std::bad_alloc const&) {
-        KeepFailure(piece);
+        KeepFailure(nullptr); // a group may go in the repair, and must not be listed
         return false;
     }
     return true;
@@ -169,17 +169,22 @@ void TqOcSubtreeDepthMap::AddShortGroup(TqOcDynamicGroup* group, int height)
     m_lists->shortHeights.resize(static_cast<std::size_t>(m_lists->shortGroups.GetNumSlots()));
 }
 
-/// Keeps the exception being handled, and the leaf that could not be brought up to date.
+/// Keeps the exception being handled, and the leaf that could not be brought up to date; without
+/// one, or without memory to list it, the whole tree is marked in the end.
 void TqOcSubtreeDepthMap::KeepFailure(TqOcTraversable* leaf)
 {
     if (!m_lists->failure) {
         m_lists->failure = std::current_exception();
     }
     try {
-        m_lists->failed.PushBack(leaf);
-    } catch (...) {
-        m_lists->hasForgotten = true;
+        if (leaf != nullptr) {
+            m_lists->failed.PushBack(leaf);
+            return;
+        }
+    } catch (std::bad_alloc const&) {
+        // as without one
     }
+    m_lists->hasForgotten = true;
 }
 
 // --- Update in place
