@@ -1,8 +1,9 @@
 // Long lives of dynamic trees under random operations, each step compared with a reference tree, a
 // plain list of shapes and a walk with everything in view.
 
-#include "support/Components.h"
 #include "support/DynamicTreePlay.h"
+
+#include "support/Components.h"
 #include "support/PostedErrors.h"
 
 #include "util/TqUMemory.h"
@@ -18,14 +19,13 @@ constexpr int eSEQUENCES_PER_KIND = 100;
 constexpr int eSTEPS = 400;
 
 class DynamicTreePlayTest : public ::testing::TestWithParam<int>
-{
-};
+{};
 
 PlayOptions MakeOptions(PlayBoxes boxes, int sequence)
 {
     PlayOptions options;
-    options.seed = SceneRandom::SeedFor(0x7D1, static_cast<std::uint64_t>(sequence * ePLAY_BOXES)
-                                                   + static_cast<std::uint64_t>(boxes));
+    options.seed = SceneRandom::SeedFor(0x7D1, static_cast<std::uint64_t>(sequence * ePLAY_BOXES) +
+                                                   static_cast<std::uint64_t>(boxes));
     options.boxes = boxes;
     options.steps = eSTEPS;
     options.startShapes = sequence % 4 == 1 ? 150 : 0;

@@ -1,8 +1,9 @@
 // How much of a large dynamic tree an operation looks at.
 //
-// Every node of a hand-made tree lies on a memory page of its own, and all pages are closed before the
-// operation: the first access to a page, reading too, opens it and counts one node. So an operation
-// that has any part that grows with the whole tree shows, however little it does at each node.
+// Every node of a hand-made tree lies on a memory page of its own, and all pages are closed before
+// the operation: the first access to a page, reading too, opens it and counts one node. So an
+// operation that has any part that grows with the whole tree shows, however little it does at each
+// node.
 
 #include "support/Components.h"
 #include "support/DynamicTreeChecker.h"
@@ -16,15 +17,15 @@
 
 #if defined(__linux__)
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <vector>
-
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace
 {
@@ -37,8 +38,8 @@ public:
         : m_pageSize(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)))
         , m_bytes(count * m_pageSize)
     {
-        void* const block
-            = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* const block =
+            mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (block == MAP_FAILED) {
             throw std::bad_alloc();
         }
@@ -93,7 +94,8 @@ private:
             std::signal(SIGSEGV, SIG_DFL); // a fault of another kind: happens again, and ends us
             return;
         }
-        auto const offset = static_cast<std::size_t>(static_cast<char*>(info->si_addr) - pages->m_begin);
+        auto const offset =
+            static_cast<std::size_t>(static_cast<char*>(info->si_addr) - pages->m_begin);
         mprotect(pages->m_begin + offset / pages->m_pageSize * pages->m_pageSize, pages->m_pageSize,
                  PROT_READ | PROT_WRITE);
         pages->m_numTouched = pages->m_numTouched + 1;
@@ -105,16 +107,16 @@ private:
     std::size_t m_bytes;
     char* m_begin = nullptr;
     std::size_t m_numUsed = 0;
-    volatile int m_numTouched = 0;
+    int volatile m_numTouched = 0;
     struct sigaction m_former = {};
 };
 
-/// A tree in which every group has `fanOut` children, on guarded pages: unit cubes two apart on a line.
+/// A tree in which every group has `fanOut` children, on guarded pages: unit cubes two apart on a
+/// line.
 class GuardedTree
 {
 public:
-    GuardedTree(int fanOut, int depth)
-        : m_pages(CountNodes(fanOut, depth))
+    GuardedTree(int fanOut, int depth) : m_pages(CountNodes(fanOut, depth))
     {
         root = Make(fanOut, depth);
         root->Update();
@@ -183,8 +185,8 @@ private:
     TqOcTraversable* MakeLeaf()
     {
         int const number = static_cast<int>(shapes.size());
-        auto* const shape
-            = new (m_pages.Next()) PlayShape(number, MakeCube(2.0 * number, 0.0, 0.0, 0.5));
+        auto* const shape =
+            new (m_pages.Next()) PlayShape(number, MakeCube(2.0 * number, 0.0, 0.0, 0.5));
         shape->SetUserOwned(1);
         shapes.push_back(shape);
         m_leaves.push_back(new (m_pages.Next()) TqOcSingleLeaf(shape));
@@ -233,11 +235,13 @@ TEST(DynamicTreeTouch, AnUpdateOfOneMovedShapeSeesOnlyTheWaysOutAndBack)
 
 TEST(DynamicTreeTouch, AnUpdateThatDissolvesGroupsUpToTheRootSeesWaysOnly)
 {
-    // Groups of four: every removal leaves one of three, whose parent then is one of three, and so on.
+    // Groups of four: every removal leaves one of three, whose parent then is one of three, and so
+    // on.
     for (int const depth : {3, 4, 5, 6}) {
         GuardedTree tree(4, depth);
         int const touched = tree.Count([&] {
-            tree.shapes[0]->Move(MakeCube(2.0 * static_cast<double>(tree.shapes.size()), 0.0, 0.0, 0.5));
+            tree.shapes[0]->Move(
+                MakeCube(2.0 * static_cast<double>(tree.shapes.size()), 0.0, 0.0, 0.5));
             tree.root->Update();
         });
         // Out and back, and three orphans on each level.

@@ -1,5 +1,5 @@
-// Dynamic trees that are fed in the worst orders: the tree stays as low as its rules promise, and the
-// work, counted in groups made and boxes asked for, stays in proportion to the shapes.
+// Dynamic trees that are fed in the worst orders: the tree stays as low as its rules promise, and
+// the work, counted in groups made and boxes asked for, stays in proportion to the shapes.
 //
 // 200,000 shapes each in optimised builds; 10,000 in others and under sanitizers.
 
@@ -26,8 +26,8 @@ namespace
 #define DYNAMIC_TREE_UNDER_TSAN 1
 #endif
 #endif
-#if defined(__OPTIMIZE__) && !TQU_POISON_ACTIVE && !defined(__SANITIZE_THREAD__) \
-    && !defined(DYNAMIC_TREE_UNDER_TSAN)
+#if defined(__OPTIMIZE__) && !TQU_POISON_ACTIVE && !defined(__SANITIZE_THREAD__) &&                \
+    !defined(DYNAMIC_TREE_UNDER_TSAN)
 constexpr int eCOUNT = 200000;
 #else
 constexpr int eCOUNT = 10000;
@@ -47,8 +47,8 @@ enum class Order
 
 constexpr int eNUM_ORDERS = 8;
 
-char const* const s_names[eNUM_ORDERS] = {"Sorted",         "SortedBack",     "Identical",
-                                          "OnionGrowing",   "OnionShrinking", "Empty",
+char const* const s_names[eNUM_ORDERS] = {"Sorted",           "SortedBack",     "Identical",
+                                          "OnionGrowing",     "OnionShrinking", "Empty",
                                           "OneHugeAmongTiny", "AlternatingEnds"};
 
 TqLBox3f BoxFor(Order order, int i, int count)
@@ -75,8 +75,7 @@ TqLBox3f BoxFor(Order order, int i, int count)
 }
 
 class DynamicTreeWorstOrderTest : public ::testing::TestWithParam<int>
-{
-};
+{};
 
 std::string NameOf(::testing::TestParamInfo<int> const& info)
 {
@@ -136,14 +135,15 @@ TEST_P(DynamicTreeWorstOrderTest, StaysLowAndSound)
 
     // One in a hundred moved far, in the order in which they came.
     for (std::size_t i = 0; i < shapes.size(); i += 100) {
-        static_cast<PlayShape*>(shapes[i])->Move(MakeCube(0.01 * static_cast<double>(i), 500, 0, 1));
+        static_cast<PlayShape*>(shapes[i])->Move(
+            MakeCube(0.01 * static_cast<double>(i), 500, 0, 1));
     }
     root->Update();
     ExpectDepthFits(*root, eCOUNT);
     ASSERT_TRUE(IsSoundDynamicTree(*root, shapes));
 
-    // Removed: half in the order in which they came, then from the last, down to a twentieth, then to
-    // nothing.
+    // Removed: half in the order in which they came, then from the last, down to a twentieth, then
+    // to nothing.
     for (std::size_t i = 0; i < eCOUNT / 2; ++i) {
         root->DeleteShape(shapes[i]);
     }

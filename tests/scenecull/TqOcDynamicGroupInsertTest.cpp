@@ -160,8 +160,8 @@ TqOcDynamicGroup* ChooseByReference(TqOcDynamicGroup* root, TqLBox3f const& box,
         double bestCost = eINFINITY;
         for (int i = 0; i < current->GetNumChildren(); ++i) {
             TqLBox3f const& group = current->GetChild(i)->GetBoundingBox();
-            double const cost = IsEmptyForCost(group) ? ReferenceSentinel()
-                                                      : ReferenceGrowth(group, box);
+            double const cost =
+                IsEmptyForCost(group) ? ReferenceSentinel() : ReferenceGrowth(group, box);
             if (cost < bestCost) {
                 bestCost = cost;
                 best = current->GetChild(i);
@@ -228,18 +228,17 @@ TEST(TqOcDynamicGroupSplit, TakesAPairInItsOrder)
 TEST(TqOcDynamicGroupSplit, StartsWithTheTwoThatLieFarthestApart)
 {
     // On x the best gap is 7 - 2 = 5, on y 20 - 3 = 17, on z none.
-    Halves const halves
-        = SplitByLibrary({MakeBox(0, 0, 0, 2, 4, 1), MakeBox(7, 0, 0, 9, 3, 1),
-                          MakeBox(3, 20, 0, 5, 22, 1), MakeBox(4, 6, 0, 6, 9, 1)});
+    Halves const halves = SplitByLibrary({MakeBox(0, 0, 0, 2, 4, 1), MakeBox(7, 0, 0, 9, 3, 1),
+                                          MakeBox(3, 20, 0, 5, 22, 1), MakeBox(4, 6, 0, 6, 9, 1)});
     EXPECT_EQ(halves.left[0], 2); // the larger index first
     EXPECT_EQ(halves.right[0], 1);
 }
 
 TEST(TqOcDynamicGroupSplit, TakesXBeforeYBeforeZWhereTheGapsAreTheSame)
 {
-    std::vector<TqLBox3f> const boxes
-        = {MakeCube(0, 5, 5, 1), MakeCube(10, 5, 5, 1), MakeCube(5, 0, 5, 1), MakeCube(5, 10, 5, 1),
-           MakeCube(5, 5, 0, 1), MakeCube(5, 5, 10, 1)};
+    std::vector<TqLBox3f> const boxes = {MakeCube(0, 5, 5, 1), MakeCube(10, 5, 5, 1),
+                                         MakeCube(5, 0, 5, 1), MakeCube(5, 10, 5, 1),
+                                         MakeCube(5, 5, 0, 1), MakeCube(5, 5, 10, 1)};
     Halves const halves = SplitByLibrary(boxes);
     EXPECT_EQ(halves.left[0], 1);
     EXPECT_EQ(halves.right[0], 0);
@@ -251,13 +250,13 @@ TEST(TqOcDynamicGroupSplit, TakesXBeforeYBeforeZWhereTheGapsAreTheSame)
 TEST(TqOcDynamicGroupSplit, PairsALoneExtremeWithTheFirst)
 {
     // Node 2 has both the lowest maximum and the highest minimum on every axis.
-    Halves const halves = SplitByLibrary({MakeCube(0, 0, 0, 9), MakeCube(0, 0, 0, 8),
-                                          MakeCube(0, 0, 0, 1), MakeCube(0, 0, 0, 5)});
+    Halves const halves = SplitByLibrary(
+        {MakeCube(0, 0, 0, 9), MakeCube(0, 0, 0, 8), MakeCube(0, 0, 0, 1), MakeCube(0, 0, 0, 5)});
     EXPECT_EQ(halves.left[0], 2);
     EXPECT_EQ(halves.right[0], 0);
     // And where that one is the first, with the second.
-    Halves const first = SplitByLibrary({MakeCube(0, 0, 0, 1), MakeCube(0, 0, 0, 8),
-                                         MakeCube(0, 0, 0, 9), MakeCube(0, 0, 0, 5)});
+    Halves const first = SplitByLibrary(
+        {MakeCube(0, 0, 0, 1), MakeCube(0, 0, 0, 8), MakeCube(0, 0, 0, 9), MakeCube(0, 0, 0, 5)});
     EXPECT_EQ(first.left[0], 1);
     EXPECT_EQ(first.right[0], 0);
 }
@@ -355,8 +354,8 @@ TEST(TqOcDynamicGroupChooseParent, TakesTheFirstChildOnEveryLevelForAnEmptyNode)
 
 TEST(TqOcDynamicGroupChooseParent, TakesAnEmptyGroupOnlyWhereNothingElseIsCheaper)
 {
-    std::unique_ptr<TqOcDynamicGroup> const root(
-        NewGroup({NewGroup({new BoxLeaf(TqLBox3f())}), NewGroup({new BoxLeaf(MakeCube(0, 0, 0, 1))})}));
+    std::unique_ptr<TqOcDynamicGroup> const root(NewGroup(
+        {NewGroup({new BoxLeaf(TqLBox3f())}), NewGroup({new BoxLeaf(MakeCube(0, 0, 0, 1))})}));
     BoxLeaf far(MakeCube(1e9, 0, 0, 1));
     EXPECT_EQ(Probe::ChooseParent(*root, &far, -1), root->GetChild(1));
     BoxLeaf empty((TqLBox3f()));
@@ -458,7 +457,8 @@ TEST(TqOcDynamicGroupAddChildSplit, SplitsAFullGroupBelowTheRootInFourAndFour)
     ASSERT_EQ(full->GetNumChildren(), 4);
     ASSERT_EQ(added->GetNumChildren(), 4);
     for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(ShapeOf(full->GetChild(i))->GetNumber(), expected.left[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(ShapeOf(full->GetChild(i))->GetNumber(),
+                  expected.left[static_cast<std::size_t>(i)]);
         EXPECT_EQ(ShapeOf(added->GetChild(i))->GetNumber(),
                   expected.right[static_cast<std::size_t>(i)]);
     }
@@ -489,6 +489,14 @@ TEST(TqOcDynamicGroupAddChildSplit, SplitsAFullRootByPushingItsContentsDown)
     EXPECT_TRUE(IsSoundDynamicTree(*root, ShapesOf(*root)));
 }
 
+TEST(TqOcDynamicGroupAddChildSplit, FitsTheBoxOfARootThatSplitsToItsHalves)
+{
+    std::unique_ptr<TqOcDynamicGroup> const root(NewRow(0, 7, 0.0));
+    Probe::SetBox(*root, MakeCube(0, 0, 0, 500));
+    EXPECT_EQ(Probe::AddChildSplit(*root, NewLeafAt(7, 50.0), root.get()), 1);
+    EXPECT_EQ(root->GetBoundingBox(), MakeBox(0, 0, 0, 51, 1, 1));
+}
+
 TEST(TqOcDynamicGroupAddChildSplit, SplitsEveryFullGroupOnTheWayUp)
 {
     std::unique_ptr<TqOcDynamicGroup> const root = FullTree();
@@ -507,7 +515,8 @@ TEST(TqOcDynamicGroupAddChildSplit, SplitsEveryFullGroupOnTheWayUp)
 
 TEST(TqOcDynamicGroupAddChildSplit, ExtendsTheBoxesAboveBeforeItSplits)
 {
-    std::unique_ptr<TqOcDynamicGroup> const root(NewGroup({NewRow(0, 7, 0.0), NewRow(7, 4, 500.0)}));
+    std::unique_ptr<TqOcDynamicGroup> const root(
+        NewGroup({NewRow(0, 7, 0.0), NewRow(7, 4, 500.0)}));
     Probe::AddChildSplit(*GroupAt(*root, 0), NewLeafAt(11, -80.0), root.get());
     DynamicTreeRules rules;
     rules.isUpToDate = false;
@@ -681,7 +690,8 @@ TEST(TqOcDynamicGroupAddChildSplit, LeavesTheTreeAsItWasWhenTheStandardHeapRefus
         shape.SetUserOwned(1);
         bool hasThrown = false;
         {
-            RefuseAllocations refuse(n, RefuseAllocations::eONLY_THIS, RefuseAllocations::eGLOBAL_NEW);
+            RefuseAllocations refuse(n, RefuseAllocations::eONLY_THIS,
+                                     RefuseAllocations::eGLOBAL_NEW);
             try {
                 root->AddShape(&shape);
             } catch (std::bad_alloc const&) {

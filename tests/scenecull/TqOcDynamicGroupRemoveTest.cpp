@@ -135,8 +135,8 @@ TEST(TqOcDynamicGroupRemove, FollowsARootThatSplitsMeanwhile)
     EXPECT_TRUE(IsSoundDynamicTree(*root, ShapesOf(*root)));
 
     // Orphans far apart, each next to another full group.
-    Nodes groups = {NewGroup({NewLeafAt(0, 101.5), NewLeafAt(1, 201.5), NewLeafAt(2, 301.5),
-                              NewLeafAt(3, 401.5)})};
+    Nodes groups = {NewGroup(
+        {NewLeafAt(0, 101.5), NewLeafAt(1, 201.5), NewLeafAt(2, 301.5), NewLeafAt(3, 401.5)})};
     for (int i = 1; i < 7; ++i) {
         groups.push_back(NewRow(7 * i, 7, 100.0 * i));
     }
@@ -283,6 +283,19 @@ TEST(TqOcDynamicGroupRemove, TheRootTakesThePlaceOfAnOnlyGroup)
     root.SetSingleParent(nullptr);
 }
 
+TEST(TqOcDynamicGroupRemove, TheRootFitsItsBoxToTheChildrenItTakesOver)
+{
+    EventLog log;
+    RecordingTraversable owner(&log, "owner");
+    Tree const root = RowTree({4});
+    root->SetSingleParent(&owner);
+    Probe::SetBox(*root, MakeCube(0, 0, 0, 500));
+    Probe::RebalanceRootForRemove(*root);
+    EXPECT_EQ(root->GetBoundingBox(), MakeBox(0, 0, 0, 7, 1, 1));
+    EXPECT_EQ(log.Take(), Lines({"Notify owner 0xfe", "Notify owner 0x1"}));
+    root->SetSingleParent(nullptr);
+}
+
 TEST(TqOcDynamicGroupRemove, TheRootLosesOneLevelAtATime)
 {
     Tree const root(NewGroup({NewGroup({NewGroup({NewRow(0, 4, 0.0)})})}));
@@ -377,7 +390,8 @@ TEST(TqOcDynamicGroupRemove, CullAllEmptyGroupsGoesFromTheLastChildToTheFirst)
 
 TEST(TqOcDynamicGroupRebalance, ChangesNoStructureWhereEveryGroupHasFourToSeven)
 {
-    Tree const root(NewGroup({RowTree({4, 7, 5, 6}).release(), RowTree({5, 5, 5, 5, 5}).release()}));
+    Tree const root(
+        NewGroup({RowTree({4, 7, 5, 6}).release(), RowTree({5, 5, 5, 5, 5}).release()}));
     std::string const before = StructureOf(*root);
     std::vector<TqOcDynamicGroup*> const groups = GroupsOf(*root);
     for (TqOcDynamicGroup* const group : groups) {
@@ -406,7 +420,8 @@ TEST(TqOcDynamicGroupRebalance, AcceptsAnEmptyRootAndOneThatBecomesEmpty)
     TqOcDynamicGroup empty;
     empty.Rebalance();
     EXPECT_EQ(empty.GetNumChildren(), 0);
-    Tree const hollow(NewGroup({NewGroup({new TqOcDynamicGroup}), NewGroup({new TqOcDynamicGroup})}));
+    Tree const hollow(
+        NewGroup({NewGroup({new TqOcDynamicGroup}), NewGroup({new TqOcDynamicGroup})}));
     hollow->Rebalance();
     EXPECT_EQ(hollow->GetNumChildren(), 0);
     EXPECT_EQ(hollow->CalcDepth(), 1);
@@ -800,8 +815,8 @@ TEST(TqOcDynamicGroupMerge, LosesNoShapeWhenAnyAllocationIsRefused)
                 }
             }
             std::vector<TqOcShape*> const nowOfRoot = ShapesOf(*root);
-            std::vector<TqOcShape*> const nowOfOther
-                = other->HasParent() ? std::vector<TqOcShape*>() : ShapesOf(*other);
+            std::vector<TqOcShape*> const nowOfOther =
+                other->HasParent() ? std::vector<TqOcShape*>() : ShapesOf(*other);
             ASSERT_EQ(nowOfRoot.size() + nowOfOther.size(), ofRoot.size() + ofOther.size());
             DynamicTreeRules rules;
             rules.isUpToDate = false;

@@ -1,5 +1,5 @@
-// The dynamic group as a node: its child array, boxes and depth, the entry points of a tree and what
-// they refuse, and its part in walks.
+// The dynamic group as a node: its child array, boxes and depth, the entry points of a tree and
+// what they refuse, and its part in walks.
 
 #include "support/AllocationCounter.h"
 #include "support/DynamicTreeMaker.h"
@@ -52,6 +52,24 @@ struct Chain
     RecordingDynamicGroup* bottom;
     RecordingDynamicGroup* middle;
     std::unique_ptr<RecordingDynamicGroup> root;
+};
+
+/// A shape that notes whether it hung anywhere when it was updated.
+class UpdateWatcher : public PlayShape
+{
+public:
+    UpdateWatcher() : PlayShape(0, MakeCube(0, 0, 0, 1)) {}
+
+    int numUpdates = 0;
+    bool wasWrapped = false;
+
+protected:
+    void DoUpdate() override
+    {
+        ++numUpdates;
+        wasWrapped = HasParent();
+        PlayShape::DoUpdate();
+    }
 };
 
 /// A root that notes what it answered in its turn of a walk.
@@ -266,7 +284,8 @@ TEST(TqOcDynamicGroup, SetChildrenTakesTheGroupsOwnArray)
     TqOcBaseTraversable* const* own = nullptr;
     group->GetChildren(&own);
     // The array is typed by its elements' base; containers of this kind hold nothing else.
-    group->SetChildren(reinterpret_cast<TqOcTraversable**>(const_cast<TqOcBaseTraversable**>(own)), 3);
+    group->SetChildren(reinterpret_cast<TqOcTraversable**>(const_cast<TqOcBaseTraversable**>(own)),
+                       3);
     EXPECT_EQ(Numbers(*group), "(0 1 2 )");
     EXPECT_EQ(PlayShape::GetNumLive(), before + 3);
     EXPECT_TRUE(IsOnlyParent(*group->GetChild(0), group.get()));
@@ -313,8 +332,8 @@ TEST(TqOcDynamicGroup, AddChildAppendsAndNotifiesEverything)
 TEST(TqOcDynamicGroup, RemovingTheLastChildLeavesTheOthersInPlace)
 {
     EventLog log;
-    auto const group
-        = NewRecordingGroup(log, "group", {NewLeafAt(0, 0.0), NewLeafAt(1, 1.0), NewLeafAt(2, 2.0)});
+    auto const group =
+        NewRecordingGroup(log, "group", {NewLeafAt(0, 0.0), NewLeafAt(1, 1.0), NewLeafAt(2, 2.0)});
     TqOcTraversable* const last = group->GetChild(2);
     EXPECT_EQ(group->RemoveChild(2), last);
     EXPECT_EQ(Numbers(*group), "(0 1 )");
@@ -356,8 +375,8 @@ TEST(TqOcDynamicGroup, RemovesAChildByPointerAndReportsAnAbsentOne)
 TEST(TqOcDynamicGroup, RemoveChildImplNotifiesWithTheGivenMask)
 {
     EventLog log;
-    auto const group
-        = NewRecordingGroup(log, "group", {NewLeafAt(0, 0.0), NewLeafAt(1, 1.0), NewLeafAt(2, 2.0)});
+    auto const group =
+        NewRecordingGroup(log, "group", {NewLeafAt(0, 0.0), NewLeafAt(1, 1.0), NewLeafAt(2, 2.0)});
     std::unique_ptr<TqOcTraversable> const first(Probe::RemoveChildImpl(*group, 0, 0xFE));
     EXPECT_EQ(log.Take(), Lines({"Notify group 0xfe"}));
     EXPECT_EQ(Numbers(*group), "(2 1 )");
@@ -489,7 +508,8 @@ TEST(TqOcDynamicGroup, CalcDepthCountsTheLevelsOfGroups)
     EXPECT_EQ(empty.CalcDepth(), 1);
     std::unique_ptr<TqOcDynamicGroup> const ofLeaves(NewRow(0, 3, 0.0));
     EXPECT_EQ(ofLeaves->CalcDepth(), 1);
-    std::unique_ptr<TqOcDynamicGroup> const ofGroups(NewGroup({NewRow(3, 4, 0.0), NewRow(7, 4, 9.0)}));
+    std::unique_ptr<TqOcDynamicGroup> const ofGroups(
+        NewGroup({NewRow(3, 4, 0.0), NewRow(7, 4, 9.0)}));
     EXPECT_EQ(ofGroups->CalcDepth(), 2);
     std::unique_ptr<TqOcDynamicGroup> const deep(NewGroup({NewGroup({NewRow(11, 4, 0.0)})}));
     EXPECT_EQ(deep->CalcDepth(), 3);
@@ -628,6 +648,20 @@ TEST(TqOcDynamicGroup, AddShapeWrapsTheShapeInASingleLeafOfTheTree)
     EXPECT_TRUE(IsSoundDynamicTree(root, {shape}));
 }
 
+TEST(TqOcDynamicGroup, AddShapeBringsTheShapeUpToDateBeforeItIsWrapped)
+{
+    TqOcDynamicGroup root;
+    auto* const shape = new UpdateWatcher;
+    root.AddShape(shape);
+    EXPECT_EQ(shape->numUpdates, 0);
+    root.RemoveShape(shape);
+    shape->SetTris(5);
+    root.AddShape(shape);
+    EXPECT_EQ(shape->numUpdates, 1);
+    EXPECT_FALSE(shape->wasWrapped);
+    EXPECT_EQ(shape->GetModified(), 0u);
+}
+
 TEST(TqOcDynamicGroup, AddShapeAndAddLeafBringARootOfUnknownBoxUpToDateFirst)
 {
     for (bool const addsShape : {true, false}) {
@@ -760,10 +794,12 @@ TEST(TqOcDynamicGroup, RemoveLeafKeepsTheLeafAndDeleteLeafDeletesIt)
 {
     EventLog log;
     TqOcDynamicGroup root;
-    auto* const first = new RecordingSingleLeaf(&log, "first", new PlayShape(0, MakeCube(0, 0, 0, 1)));
-    auto* const second
-        = new RecordingSingleLeaf(&log, "second", new PlayShape(1, MakeCube(9, 0, 0, 1)));
-    auto* const third = new RecordingSingleLeaf(&log, "third", new PlayShape(2, MakeCube(5, 0, 0, 1)));
+    auto* const first =
+        new RecordingSingleLeaf(&log, "first", new PlayShape(0, MakeCube(0, 0, 0, 1)));
+    auto* const second =
+        new RecordingSingleLeaf(&log, "second", new PlayShape(1, MakeCube(9, 0, 0, 1)));
+    auto* const third =
+        new RecordingSingleLeaf(&log, "third", new PlayShape(2, MakeCube(5, 0, 0, 1)));
     for (RecordingSingleLeaf* const leaf : {first, second, third}) {
         root.AddLeaf(leaf);
     }

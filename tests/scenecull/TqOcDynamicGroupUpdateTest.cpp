@@ -285,8 +285,11 @@ TEST(TqOcDynamicGroupSplitOffLeaves, AllowsAWholeMoveToGrowByOneInAThousandInSum
     {
         double growth;
         Probe::SplitStatus status;
-    } const cases[] = {{0.0, Probe::eMOVED}, {0.9, Probe::eMOVED}, {1.1, Probe::eEMPTIED},
+    } const cases[] = {{0.0, Probe::eMOVED},
+                       {0.9, Probe::eMOVED},
+                       {1.1, Probe::eEMPTIED},
                        {-400.0, Probe::eMOVED}};
+
     for (auto const& one : cases) {
         std::unique_ptr<TqOcStaticLeaf> const leaf(NewStaticLeaf(0, {0.0, 997.0}));
         static_cast<PlayShape*>(leaf->GetChild(0))->MoveBy(0.0, 3.0, 0.0);
@@ -512,7 +515,8 @@ TEST(TqOcDynamicGroupUpdate, ATreeThatMovedAsAWholeComesBackAsItWas)
     EXPECT_TRUE(IsSoundDynamicTree(*root, ShapesOf(*root)));
 
     MoveRow(*root, 8.0);
-    EXPECT_EQ(Probe::SplitOffMovingGroups(*root, root.get(), &map, root->CalcDepth()), Probe::eMOVED);
+    EXPECT_EQ(Probe::SplitOffMovingGroups(*root, root.get(), &map, root->CalcDepth()),
+              Probe::eMOVED);
     EXPECT_EQ(map.GetLeaves().Size(), 0);
     EXPECT_EQ(map.GetMaxDepth(), 0);
 }
@@ -529,7 +533,8 @@ TEST(TqOcDynamicGroupUpdate, OneShapeOfFiveComesBackInALeafOfItsOwn)
     EXPECT_EQ(leaf->GetNumChildren(), 4);
     auto* const wrapper = dynamic_cast<TqOcSingleLeaf*>(moved->GetSingleParent());
     ASSERT_NE(wrapper, nullptr);
-    EXPECT_EQ(wrapper->GetSingleParent(), FindShape(*root, 5)->GetSingleParent()->GetSingleParent());
+    EXPECT_EQ(wrapper->GetSingleParent(),
+              FindShape(*root, 5)->GetSingleParent()->GetSingleParent());
     EXPECT_EQ(StructureOf(*root), "((0 1 2 3 [8 9 10 12 ])(4 5 6 7 11 ))");
     EXPECT_TRUE(IsSoundDynamicTree(*root, ShapesOf(*root)));
 }
@@ -704,8 +709,8 @@ TEST(TqOcDynamicGroupUpdate, CopesWithGroupsOfAnySizeOfTreesBuiltByHand)
             for (TqOcShape* const shape : shapes) {
                 if (random.Chance(share)) {
                     hasMoved = true;
-                    TqLBox3f const box
-                        = MakeCube(random.Below(40), random.Below(40), random.Below(3), 1.0);
+                    TqLBox3f const box =
+                        MakeCube(random.Below(40), random.Below(40), random.Below(3), 1.0);
                     pair.Move(static_cast<PlayShape*>(shape), box);
                 }
             }
@@ -779,8 +784,8 @@ namespace
 DynamicTreeRules const s_failed{false, false, false, true};
 DynamicTreeRules const s_failedAndSmall{false, true, false, true};
 
-/// A tree with single and static leaves, of which a third is on the move: some alone, one branch as a
-/// whole, one leaf apart.
+/// A tree with single and static leaves, of which a third is on the move: some alone, one branch as
+/// a whole, one leaf apart.
 Tree MovingTree(std::vector<TqOcShape*>* shapes)
 {
     Tree root = GrownTree(120, 12);
@@ -807,8 +812,8 @@ bool AreDistinctAndAmong(std::vector<TqOcShape*> some, std::vector<TqOcShape*> a
 {
     std::sort(some.begin(), some.end());
     std::sort(all.begin(), all.end());
-    return std::adjacent_find(some.begin(), some.end()) == some.end()
-           && std::includes(all.begin(), all.end(), some.begin(), some.end());
+    return std::adjacent_find(some.begin(), some.end()) == some.end() &&
+           std::includes(all.begin(), all.end(), some.begin(), some.end());
 }
 
 } // namespace
@@ -913,8 +918,7 @@ TEST(TqOcDynamicGroupUpdate, PutsEverythingBackInTheNextUpdateWhenAnyAllocationI
                     RefuseAllocations refuse(n, extent, kinds);
                     try {
                         root->Update();
-                    } catch (std::bad_alloc const&) {
-                    }
+                    } catch (std::bad_alloc const&) {}
                     numRefused = refuse.GetNumRefused();
                 }
                 std::vector<TqOcShape*> const present = ShapesOf(*root);
@@ -941,8 +945,7 @@ TEST(TqOcDynamicGroupUpdate, LosesNothingWhenATreeEndsAfterARefusedUpdate)
             RefuseAllocations refuse(n, RefuseAllocations::eAND_ALL_LATER);
             try {
                 root->Update();
-            } catch (std::bad_alloc const&) {
-            }
+            } catch (std::bad_alloc const&) {}
             numRefused = refuse.GetNumRefused();
         }
         root.reset();
@@ -960,8 +963,7 @@ TEST(TqOcDynamicGroupUpdate, OtherOperationsFollowARefusedUpdate)
             RefuseAllocations refuse(n, RefuseAllocations::eAND_ALL_LATER);
             try {
                 root->Update();
-            } catch (std::bad_alloc const&) {
-            }
+            } catch (std::bad_alloc const&) {}
             numRefused = refuse.GetNumRefused();
         }
         PostedErrors posts;

@@ -24,8 +24,8 @@ bool IsSame(double a, double b)
 bool IsSame(TqLBox3f const& a, TqLBox3f const& b)
 {
     for (int axis = 0; axis < 3; ++axis) {
-        if (!IsSame(a.GetMin()[axis], b.GetMin()[axis])
-            || !IsSame(a.GetMax()[axis], b.GetMax()[axis])) {
+        if (!IsSame(a.GetMin()[axis], b.GetMin()[axis]) ||
+            !IsSame(a.GetMax()[axis], b.GetMax()[axis])) {
             return false;
         }
     }
@@ -56,12 +56,11 @@ struct Aggregate
 
     bool IsThatOf(TqOcBaseTraversable const& node) const
     {
-        return node.GetTris() == tris
-               && static_cast<unsigned int>(node.GetPrimitives()) == primitives
-               && node.GetScale() == scale && (node.IsHideRender() != 0) == hideRender
-               && (node.IsForceRender() != 0) == forceRender
-               && (node.IsIgnoreClip() != 0) == ignoreClip
-               && (node.IsIgnorePick() != 0) == ignorePick;
+        return node.GetTris() == tris &&
+               static_cast<unsigned int>(node.GetPrimitives()) == primitives &&
+               node.GetScale() == scale && (node.IsHideRender() != 0) == hideRender &&
+               (node.IsForceRender() != 0) == forceRender &&
+               (node.IsIgnoreClip() != 0) == ignoreClip && (node.IsIgnorePick() != 0) == ignorePick;
     }
 };
 
@@ -132,7 +131,8 @@ private:
         return isNew;
     }
 
-    void CheckParents(TqOcBaseTraversable const& node, TqOcTraversable const* parent, bool mayHaveMore)
+    void CheckParents(TqOcBaseTraversable const& node, TqOcTraversable const* parent,
+                      bool mayHaveMore)
     {
         int others = 0;
         int const mentions = CountMentions(node, parent, &others);

@@ -16,8 +16,8 @@
 /// What a tree may look like at the moment of the check.
 struct DynamicTreeRules
 {
-    /// Every mask is 0, every box the union of its children's, aggregates are right. Otherwise boxes
-    /// only enclose those below, as they are stored.
+    /// Every mask is 0, every box the union of its children's, aggregates are right. Otherwise
+    /// boxes only enclose those below, as they are stored.
     bool isUpToDate = true;
     /// Groups of 1 to 3 children below the root, as the bulk builder makes them.
     bool allowSmallGroups = false;
@@ -48,8 +48,8 @@ std::vector<TqOcDynamicGroup*> GroupsOf(TqOcDynamicGroup& root);
 /// The leaves of a tree in child order.
 std::vector<TqOcTraversable*> LeavesOf(TqOcDynamicGroup& root);
 
-/// Most levels of groups that a tree of `leaves` leaves can have when every group below the root has
-/// at least 4 children and a root of one child is a root of leaves.
+/// Most levels of groups that a tree of `leaves` leaves can have when every group below the root
+/// has at least 4 children and a root of one child is a root of leaves.
 int GetLargestDepth(int leaves);
 
 /// Fewest levels that hold so many.

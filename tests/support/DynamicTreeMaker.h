@@ -1,6 +1,7 @@
 #pragma once
 
-// Hand-made dynamic trees, shape by shape and group by group, and readers for tests of single steps.
+// Hand-made dynamic trees, shape by shape and group by group, and readers for tests of single
+// steps.
 
 #include "support/Components.h"
 #include "support/DynamicTreeChecker.h"
@@ -114,9 +115,8 @@ inline bool IsOnlyParent(TqOcBaseTraversable const& child, TqOcTraversable const
 /// Whether exactly one error of severity 1 was posted against the dynamic group; forgets it.
 inline bool WasPostedOnce(PostedErrors& posts)
 {
-    bool const was = posts.Size() == 1 && posts.Get()[0].severity == 1
-                     && posts.Get()[0].component == "TqOcDynamicGroup"
-                     && !posts.Get()[0].text.empty();
+    bool const was = posts.Size() == 1 && posts.Get()[0].severity == 1 &&
+                     posts.Get()[0].component == "TqOcDynamicGroup" && !posts.Get()[0].text.empty();
     posts.Clear();
     return was;
 }

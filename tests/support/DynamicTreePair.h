@@ -1,7 +1,7 @@
 #pragma once
 
-// DynamicTreePair: a random tree of arbitrary group sizes, as hands and the bulk builder make them, in
-// the library's form and in the reference's.
+// DynamicTreePair: a random tree of arbitrary group sizes, as hands and the bulk builder make them,
+// in the library's form and in the reference's.
 
 #include "support/DynamicTreeMaker.h"
 #include "support/ReferenceDynamicTree.h"

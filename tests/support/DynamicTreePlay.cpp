@@ -97,9 +97,7 @@ void PlayShape::RenderShape(TqOcRenderTraversal*)
     ++m_numDraws;
 }
 
-void PlayShape::PickShape(TqOcPickFrustumTraversal*)
-{
-}
+void PlayShape::PickShape(TqOcPickFrustumTraversal*) {}
 
 std::string NumberOf(TqOcBaseTraversable* shape)
 {
@@ -113,8 +111,7 @@ std::string StructureOf(TqOcDynamicGroup& root)
 
 // ---- Walk ---------------------------------------------------------------------------------------
 
-AllSeeingWalk::AllSeeingWalk()
-    : m_walk(&m_context)
+AllSeeingWalk::AllSeeingWalk() : m_walk(&m_context)
 {
     m_walk.SetCullArea(0.0);
     m_walk.SetCullExtent(0.0);
@@ -157,25 +154,25 @@ DynamicTreePlay::~DynamicTreePlay()
 std::vector<DynamicTreePlay::Operation> const& DynamicTreePlay::GetOperations()
 {
     using Play = DynamicTreePlay;
-    static std::vector<Operation> const operations
-        = {{"add a shape", 220, &Play::AddShape},
-           {"add several shapes", 20, &Play::AddSeveral},
-           {"add a leaf", 40, &Play::AddLeaf},
-           {"remove a shape", 110, &Play::RemoveShape},
-           {"remove several shapes", 15, &Play::RemoveSeveral},
-           {"remove a leaf", 25, &Play::RemoveLeaf},
-           {"delete a leaf", 25, &Play::DeleteLeaf},
-           {"move a little", 90, &Play::MoveLittle},
-           {"move far", 70, &Play::MoveFar},
-           {"move an assembly", 40, &Play::MoveAssembly},
-           {"move all together", 12, &Play::MoveAllTogether},
-           {"move all apart", 12, &Play::MoveAllApart},
-           {"move some", 25, &Play::MoveSome},
-           {"hide", 50, &Play::Hide},
-           {"rescale", 40, &Play::Rescale},
-           {"merge", 20, &Play::MergeSecond},
-           {"rebalance", 20, &Play::Rebalance},
-           {"update", 110, &Play::Update}};
+    static std::vector<Operation> const operations = {
+        {"add a shape", 220, &Play::AddShape},
+        {"add several shapes", 20, &Play::AddSeveral},
+        {"add a leaf", 40, &Play::AddLeaf},
+        {"remove a shape", 110, &Play::RemoveShape},
+        {"remove several shapes", 15, &Play::RemoveSeveral},
+        {"remove a leaf", 25, &Play::RemoveLeaf},
+        {"delete a leaf", 25, &Play::DeleteLeaf},
+        {"move a little", 90, &Play::MoveLittle},
+        {"move far", 70, &Play::MoveFar},
+        {"move an assembly", 40, &Play::MoveAssembly},
+        {"move all together", 12, &Play::MoveAllTogether},
+        {"move all apart", 12, &Play::MoveAllApart},
+        {"move some", 25, &Play::MoveSome},
+        {"hide", 50, &Play::Hide},
+        {"rescale", 40, &Play::Rescale},
+        {"merge", 20, &Play::MergeSecond},
+        {"rebalance", 20, &Play::Rebalance},
+        {"update", 110, &Play::Update}};
     return operations;
 }
 
@@ -486,8 +483,8 @@ void DynamicTreePlay::MoveFar()
 void DynamicTreePlay::MoveAssembly()
 {
     std::vector<TqOcDynamicGroup*> const groups = GroupsOf(*m_tree.root);
-    TqOcDynamicGroup* const group
-        = groups[m_random.Below(static_cast<std::uint32_t>(groups.size()))];
+    TqOcDynamicGroup* const group =
+        groups[m_random.Below(static_cast<std::uint32_t>(groups.size()))];
     double const step = m_options.boxes == PlayBoxes::eLATTICE ? 10.0 : 60.0;
     double const x = step * (static_cast<double>(m_random.Below(5)) - 2.0);
     ShapeLister lister;
@@ -543,9 +540,9 @@ void DynamicTreePlay::Rescale()
         shape->SetScale(m_random.Range(0.5, 3.0));
         shape->SetTris(m_random.Below(1000));
         shape->SetIgnorePick(static_cast<int>(m_random.Below(2)));
-        m_tree.reference->Notify(number, TqOcBaseTraversable::eMODIFIED_SCALE
-                                             | TqOcBaseTraversable::eMODIFIED_TRIS
-                                             | TqOcBaseTraversable::eMODIFIED_IGNORE_PICK);
+        m_tree.reference->Notify(number, TqOcBaseTraversable::eMODIFIED_SCALE |
+                                             TqOcBaseTraversable::eMODIFIED_TRIS |
+                                             TqOcBaseTraversable::eMODIFIED_IGNORE_PICK);
     }
 }
 
@@ -684,10 +681,10 @@ void DynamicTreePlay::CheckWalk()
         bool const mayBeDrawn = isLive[i] && !shape->IsHideRender();
         // An empty shape is drawn where it shares a leaf with others, or not at all.
         bool const mustBeDrawn = mayBeDrawn && IsDrawable(shape->GetBox());
-        if (shape->GetNumDraws() > (mayBeDrawn ? 1 : 0)
-            || shape->GetNumDraws() < (mustBeDrawn ? 1 : 0)) {
-            Fail("shape " + std::to_string(i) + " was drawn "
-                 + std::to_string(shape->GetNumDraws()) + " times");
+        if (shape->GetNumDraws() > (mayBeDrawn ? 1 : 0) ||
+            shape->GetNumDraws() < (mustBeDrawn ? 1 : 0)) {
+            Fail("shape " + std::to_string(i) + " was drawn " +
+                 std::to_string(shape->GetNumDraws()) + " times");
         }
         shape->ClearDraws();
     }

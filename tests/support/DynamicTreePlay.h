@@ -27,10 +27,10 @@
 
 /// What PlayShape throws when it is told to.
 struct BoxRefused
-{
-};
+{};
 
-/// A shape with a number and a box that can be changed, told to fail, and asked what happened to it.
+/// A shape with a number and a box that can be changed, told to fail, and asked what happened to
+/// it.
 class PlayShape : public TqOcShape
 {
 public:
@@ -107,11 +107,11 @@ private:
 /// What the boxes of a play are like.
 enum class PlayBoxes
 {
-    eSCATTERED, ///< Small, anywhere in a large space.
-    eCLUSTERED, ///< In assemblies, which move as wholes.
-    eLATTICE,   ///< On a coarse lattice, many the same: costs tie.
+    eSCATTERED,  ///< Small, anywhere in a large space.
+    eCLUSTERED,  ///< In assemblies, which move as wholes.
+    eLATTICE,    ///< On a coarse lattice, many the same: costs tie.
     eDEGENERATE, ///< Points, sheets, empty ones, one huge among tiny.
-    eWILD       ///< With infinite and NaN corners here and there; not drawn.
+    eWILD        ///< With infinite and NaN corners here and there; not drawn.
 };
 
 inline constexpr int ePLAY_BOXES = 5;
@@ -122,8 +122,8 @@ struct PlayOptions
     PlayBoxes boxes = PlayBoxes::eSCATTERED;
     int steps = 400;
     int startShapes = 0;
-    int targetShapes = 80;       ///< More are removed than added above this.
-    bool hasOwner = false;       ///< The root hangs in a static group, which is what gets updated.
+    int targetShapes = 80; ///< More are removed than added above this.
+    bool hasOwner = false; ///< The root hangs in a static group, which is what gets updated.
 };
 
 class DynamicTreePlay
@@ -135,8 +135,8 @@ public:
     DynamicTreePlay(DynamicTreePlay const&) = delete;
     DynamicTreePlay& operator=(DynamicTreePlay const&) = delete;
 
-    /// Runs all steps, or up to the first fault; the message says which step of which seed, and what
-    /// was done before it.
+    /// Runs all steps, or up to the first fault; the message says which step of which seed, and
+    /// what was done before it.
     ::testing::AssertionResult Run();
 
     int GetNumUpdates() const { return m_numUpdates; }

@@ -54,7 +54,8 @@ public:
         group.UpdateBoundingBox(box);
     }
 
-    static void ExtendBoxToRoot(TqOcDynamicGroup& group, TqOcDynamicGroup* root, TqLBox3f const& box)
+    static void ExtendBoxToRoot(TqOcDynamicGroup& group, TqOcDynamicGroup* root,
+                                TqLBox3f const& box)
     {
         group.ExtendBoxToRoot(root, box);
     }
@@ -75,8 +76,8 @@ public:
         return root.ChooseParent(node, levels);
     }
 
-    static int AddChildSplit(TqOcDynamicGroup& group, TqOcTraversable* child, TqOcDynamicGroup* root,
-                             TqOcDynamicGroupLevelSet* levelSet = nullptr)
+    static int AddChildSplit(TqOcDynamicGroup& group, TqOcTraversable* child,
+                             TqOcDynamicGroup* root, TqOcDynamicGroupLevelSet* levelSet = nullptr)
     {
         return group.AddChildSplit(child, root, levelSet);
     }

@@ -173,11 +173,7 @@ void ReferenceDynamicTree::SplitNodes(std::vector<Node*> const& nodes, std::vect
 
 // ---- Nodes --------------------------------------------------------------------------------------
 
-ReferenceDynamicTree::ReferenceDynamicTree(World* world)
-    : m_world(world)
-    , m_root(NewNode(false))
-{
-}
+ReferenceDynamicTree::ReferenceDynamicTree(World* world) : m_world(world), m_root(NewNode(false)) {}
 
 ReferenceDynamicTree::ReferenceDynamicTree(World* world, std::string const& structure)
     : m_world(world)

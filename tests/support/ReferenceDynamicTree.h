@@ -63,7 +63,8 @@ public:
 
     explicit ReferenceDynamicTree(World* world);
 
-    /// A tree of any structure, up to date, as GetStructure writes it; leaves of one shape are single.
+    /// A tree of any structure, up to date, as GetStructure writes it; leaves of one shape are
+    /// single.
     ReferenceDynamicTree(World* world, std::string const& structure);
 
     Node* GetRoot() const { return m_root; }
@@ -74,7 +75,8 @@ public:
     /// Adds a leaf that was removed.
     void AddLeaf(Node* leaf);
     void RemoveShape(int shape);
-    /// Takes the leaf out, unless bringing the tree up to date has emptied it. Its shapes stay in it.
+    /// Takes the leaf out, unless bringing the tree up to date has emptied it. Its shapes stay in
+    /// it.
     void RemoveLeaf(Node* leaf);
     /// Raises bits of a shape's modified mask; its new box is in the world already.
     void Notify(int shape, unsigned int mask);
@@ -84,6 +86,7 @@ public:
     bool Merge(ReferenceDynamicTree* other);
 
     int CalcDepth() const { return CalcDepth(m_root); }
+
     bool IsModified() const { return m_root->modified != 0; }
 
     /// Groups as "(...)", leaves of one shape as its number, others as "[...]".
