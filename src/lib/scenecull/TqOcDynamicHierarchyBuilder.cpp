@@ -122,7 +122,7 @@ private:
     int m_numGroups = 0;
 };
 
-void TqOcDynamicHierarchyBuilder::Groups::TakeBack(TqOcDynamicGroup* group)
+inline void TqOcDynamicHierarchyBuilder::Groups::TakeBack(TqOcDynamicGroup* group)
 {
     for (int i = 0; i < group->m_numChildren; ++i) {
         group->m_children[i]->RemoveParent(group);
@@ -131,7 +131,8 @@ void TqOcDynamicHierarchyBuilder::Groups::TakeBack(TqOcDynamicGroup* group)
     delete group;
 }
 
-TqOcDynamicGroup* TqOcDynamicHierarchyBuilder::Groups::MakeGroup(TqOcTraversable** nodes, int count)
+inline TqOcDynamicGroup* TqOcDynamicHierarchyBuilder::Groups::MakeGroup(TqOcTraversable** nodes,
+                                                                        int count)
 {
     if (m_groups.Size() == m_numGroups) {
         m_groups.Extend(1);
@@ -148,7 +149,7 @@ TqOcDynamicGroup* TqOcDynamicHierarchyBuilder::Groups::MakeGroup(TqOcTraversable
 
 /// Whether a repair of the tree would find something: as in trees built by hand, groups may have
 /// too few children.
-bool TqOcDynamicHierarchyBuilder::Groups::HasShortGroupBelow(TqOcDynamicGroup* group)
+inline bool TqOcDynamicHierarchyBuilder::Groups::HasShortGroupBelow(TqOcDynamicGroup* group)
 {
     for (int i = 0; group->HoldsGroups() && i < group->m_numChildren; ++i) {
         TqOcDynamicGroup const* const child = group->GetChildGroup(i);
@@ -160,7 +161,7 @@ bool TqOcDynamicHierarchyBuilder::Groups::HasShortGroupBelow(TqOcDynamicGroup* g
 }
 
 /// Fetches nodes that are about to be linked: they lie wherever the application made them.
-void TqOcDynamicHierarchyBuilder::Groups::Prefetch(TqOcTraversable* const* nodes, int count)
+inline void TqOcDynamicHierarchyBuilder::Groups::Prefetch(TqOcTraversable* const* nodes, int count)
 {
 #if defined(__GNUC__)
     for (int i = 0; i < count; ++i) {
@@ -173,7 +174,7 @@ void TqOcDynamicHierarchyBuilder::Groups::Prefetch(TqOcTraversable* const* nodes
 #endif
 }
 
-void TqOcDynamicHierarchyBuilder::Groups::MakeTree(TqOcTraversable** nodes, int count)
+inline void TqOcDynamicHierarchyBuilder::Groups::MakeTree(TqOcTraversable** nodes, int count)
 {
     constexpr int s_prefetchDistance = 4;
     do {
