@@ -1303,13 +1303,17 @@ TEST(TqOcDynamicHierarchyBuilder, BuildsDegenerateSetsInSeconds)
     std::vector<TqLBox3f> empty(count);
     std::vector<TqLBox3f> onion;
     std::vector<TqLBox3f> flatOnion;
+    std::vector<TqLBox3f> roundedOnion; // centres nearly equal, lengths on x and y in turn longer
     std::vector<TqLBox3f> line;
     for (int i = 0; i < count; ++i) {
         onion.push_back(MakeCube(0, 0, 0, 1.0 + i));
         flatOnion.push_back(MakeBox(-1.0 - i, -1.0 - i, 0, 1.0 + i, 1.0 + i, 0));
+        roundedOnion.push_back(
+            MakeBox(0.1 * i, 0.37 + 0.1 * i, 0, 4e6 - 0.1 * i, 4e6 + 0.37 - 0.1 * i, 0));
         line.push_back(MakeBox(i, 0, 0, i + 1, 1, 1));
     }
-    for (std::vector<TqLBox3f> const* const boxes : {&points, &empty, &onion, &flatOnion, &line}) {
+    for (std::vector<TqLBox3f> const* const boxes :
+         {&points, &empty, &onion, &flatOnion, &roundedOnion, &line}) {
         ExpectABuildOf(*boxes);
     }
     line[count / 2] = MakeCube(0, 0, 0, 1e9);

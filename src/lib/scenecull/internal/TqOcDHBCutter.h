@@ -15,6 +15,7 @@
 #include "scenecull/internal/TqOcDHBRecord.h"
 #include "scenecull/internal/TqOcDHBRecords.h"
 #include "scenecull/internal/TqOcDHBRuns.h"
+#include "scenecull/internal/TqOcDHBShedding.h"
 #include "scenecull/internal/TqOcSHBBuffer.h"
 
 #include "scenecull/TqOcDynamicGroup.h"
@@ -68,6 +69,7 @@ private:
     int ChooseEqualCut(TqOcDHBRun const& run) const;
     bool IsFlat(TqOcDHBRun const& run, int axis) const;
     void Shed(TqOcDHBRun& run, int const (&axes)[3], int numAxes);
+    void ShedInTwoOrders(TqOcDHBRun& run, int const (&axes)[3]);
     void CutOff(TqOcDHBRun& run, int middle);
     void CutOff(TqOcDHBRun& run, int middle, TqOcDHBBounds const& front, TqOcDHBBounds const& back);
 
@@ -322,7 +324,7 @@ inline bool TqOcDHBCutter::IsFlat(TqOcDHBRun const& run, int axis) const
 /// Cuts off the last nodes again and again, as long as two groups would be full: where the nodes
 /// are the same on an axis on which they count as small, and none of the longer axes allows any
 /// part of the run a cut. Each further cut sorts by the same keys, so the order stays; unless the
-/// axes change places, which ends this.
+/// two longer axes change places.
 /// @param numAxes  the first of `axes` that were looked at, the last of them the one that cuts
 inline void TqOcDHBCutter::Shed(TqOcDHBRun& run, int const (&axes)[3], int numAxes)
 {
@@ -335,16 +337,40 @@ inline void TqOcDHBCutter::Shed(TqOcDHBRun& run, int const (&axes)[3], int numAx
         front.ExtendBy(m_records.Measure(begin, begin + m_k));
         fronts[i] = front;
     }
-    int axesNow[3] = {axes[0], axes[1], axes[2]};
+    int axesNow[3];
     do {
         int const cut = GetExtentCut(run.GetCount(), run.GetCount());
         int const middle = run.m_begin + cut;
-        TqOcDHBBounds const back = m_records.Measure(middle, run.m_end);
-        bool const isMultiple = cut % m_k == 0;
-        CutOff(run, middle,
-               isMultiple ? fronts[cut / m_k - 1] : m_records.Measure(run.m_begin, middle), back);
+        // At most twice k nodes are cut anywhere.
+        front = cut % m_k == 0 ? fronts[cut / m_k - 1] : m_records.Measure(run.m_begin, middle);
+        CutOff(run, middle, front, m_records.Measure(middle, run.m_end));
         TqOcDHBOrderAxes(run.m_box, axesNow);
     } while (run.GetCount() > 2 * m_k && std::equal(axes, axes + numAxes, axesNow));
+    if (run.GetCount() > 2 * m_k) {
+        ShedInTwoOrders(run, axes);
+    }
+}
+
+/// The same where the two longer axes, the first of `axes`, change places time and again: the one
+/// that is looked at last counts most in the order.
+inline void TqOcDHBCutter::ShedInTwoOrders(TqOcDHBRun& run, int const (&axes)[3])
+{
+    TqOcDHBOrder orders[2] = {run.m_order, run.m_order};
+    orders[1].SortBy(TqOcDHBKey::Extent(axes[0]));
+    orders[1].SortBy(TqOcDHBKey::Centre(axes[0]));
+    orders[1].SortBy(TqOcDHBKey::Centre(axes[2]));
+    orders[1].SortBy(TqOcDHBKey::Extent(axes[2]));
+    TqOcDHBShedding shedding(m_records, run.m_begin, run.m_end, orders);
+    int axesNow[3];
+    do {
+        TqOcDHBOrderAxes(run.m_box, axesNow);
+        int const order = axesNow[0] == axes[0] ? 0 : 1;
+        int const cut = GetExtentCut(run.GetCount(), run.GetCount());
+        TqOcDHBBounds const back = shedding.Take(run.GetCount() - cut, order);
+        run.m_order = orders[order];
+        CutOff(run, run.m_begin + cut, shedding.GetBox(), back);
+    } while (run.GetCount() > 2 * m_k);
+    shedding.Finish();
 }
 
 // ---- Cutting ------------------------------------------------------------------------------------
