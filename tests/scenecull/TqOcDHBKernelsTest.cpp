@@ -199,7 +199,7 @@ TEST(TqOcDHBSelector, SelectsWhatSortingFinds)
     for (int round = 0; round < 3000; ++round) {
         int const most = round % 50 == 0 ? 20000 : round % 3 == 0 ? 3000 : 150;
         int const count = 1 + static_cast<int>(random.Below(static_cast<std::uint32_t>(most)));
-        std::vector<double> const numbers = MakeNumbers(random, round % 8, count);
+        std::vector<double> numbers = MakeNumbers(random, round % 8, count);
         std::vector<double> const before = numbers;
         auto const anyRank = static_cast<int>(random.Below(static_cast<std::uint32_t>(count)));
         for (int const rank : {anyRank, count / 2, 0, count - 1, std::min(15, count - 1),

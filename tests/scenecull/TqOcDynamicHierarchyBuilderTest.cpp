@@ -766,8 +766,9 @@ TEST(TqOcDynamicHierarchyBuilder, HasNoStateAndIsCopied)
     TqOcDynamicHierarchyBuilder builder;
     NodeList nodes = model->MakeList();
     Tree const first(builder.Build(&nodes, 7));
-    TqOcDynamicHierarchyBuilder moved(std::move(builder));
-    builder = moved;
+    TqOcDynamicHierarchyBuilder copy(builder);
+    builder = TqOcDynamicHierarchyBuilder();
+    builder = copy;
     nodes = model->MakeList();
     Tree const second(builder.Build(&nodes, 7));
     EXPECT_EQ(Describe(first.get()), Describe(second.get()));
@@ -921,7 +922,7 @@ public:
             m_nodes.PushBack(m_leaves.back());
         }
         for (int i = 0; i < 10; ++i) {
-            m_other.AddChild(m_leaves[static_cast<std::size_t>(3 * i)]);
+            m_other.AddChild(m_leaves[3 * static_cast<std::size_t>(i)]);
         }
         m_nodes.PushBack(m_leaves[5]);
         m_nodes.PushBack(m_leaves[6]);
@@ -1214,6 +1215,7 @@ void ExpectWhatTheReferenceBuilds(std::vector<TqLBox3f> const& boxes, int k,
 std::vector<TqLBox3f> BoxesOf(std::vector<SceneBox> const& items)
 {
     std::vector<TqLBox3f> boxes;
+    boxes.reserve(items.size());
     for (SceneBox const& item : items) {
         boxes.push_back(item.box);
     }

@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <memory>
 
-using namespace TqOcInternal;
+using TqOcInternal::GetDynamicGroupComponent;
 
 namespace
 {

@@ -6,8 +6,8 @@
 // leaves, or a flat list of its leaves. TqOcFlatHierarchyBuilder makes one group of single-shape
 // leaves. An application calls Append for each shape, then End; the builder never owns a shape and
 // touches its parent links only when a leaf takes it. What End returns belongs to the caller, who
-// deletes it or puts it into a container. TqOcDynamicHierarchyBuilder makes a tree of dynamic groups
-// from a list of leaves in one call.
+// deletes it or puts it into a container. TqOcDynamicHierarchyBuilder makes a tree of dynamic
+// groups from a list of leaves in one call.
 
 #include "scenecull/TqOcApi.h"
 
