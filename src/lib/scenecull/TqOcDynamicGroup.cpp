@@ -4,6 +4,7 @@
 
 #include "scenecull/internal/TqOcComponent.h"
 #include "scenecull/internal/TqOcContainer.h"
+#include "scenecull/internal/TqOcContainerWalks.h"
 #include "scenecull/internal/TqOcDynamicGroupParts.h"
 
 #include "scenecull/TqOcPrioritizedTraversal.h"
@@ -580,4 +581,22 @@ void TqOcDynamicGroup::Visit(TqOcVisitor* visitor)
         }
     }
     visitor->EndVisit(this);
+}
+
+TqOcBaseTraversable::TraversalStatus
+TqOcDynamicGroup::PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState* state)
+{
+    bool const isEntered = PrioritizedVisitChildren(visitor, state, this, m_children, m_numChildren,
+                                                    &GetDynamicGroupComponent());
+    return isEntered ? eAPPENDED : eFINISHED;
+}
+
+void TqOcDynamicGroup::PickFrustum(TqOcPickFrustumTraversal* traversal)
+{
+    PickChildren(traversal, m_children, m_numChildren);
+}
+
+void TqOcDynamicGroup::PickSweep(TqOcPickSweepTraversal* traversal)
+{
+    PickChildren(traversal, m_children, m_numChildren);
 }

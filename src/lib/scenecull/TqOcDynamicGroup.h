@@ -188,6 +188,16 @@ public:
     /// BeginVisit; unless that prunes, Visit on each child; EndVisit.
     void Visit(TqOcVisitor* visitor) override;
 
+    /// BeginVisit; unless that prunes, every child that can be visited is handed to the walk; then
+    /// EndVisit. Returns eAPPENDED, or eFINISHED when pruned.
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState* state) override;
+
+    /// Lets each child that the pick does not cull take its turn, in the order of the slots.
+    /// @{
+    void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
+    /// @}
+
 protected:
     friend class TqOcDynamicHierarchyBuilder;
     friend class TqOcSubtreeDepthMap;

@@ -2,6 +2,7 @@
 
 #include "scenecull/internal/TqOcBestFirstWalk.h"
 #include "scenecull/internal/TqOcComponent.h"
+#include "scenecull/internal/TqOcRecordExpansion.h"
 #include "scenecull/internal/TqOcSaturate.h"
 
 #include "scenecull/TqOcContext.h"
@@ -9,13 +10,7 @@
 
 #include "util/TqUError.h"
 
-#include <cmath>
-#include <cstddef>
 #include <cstdint>
-#include <limits>
-#include <new>
-#include <type_traits>
-#include <utility>
 
 using namespace TqOcInternal;
 
@@ -26,10 +21,7 @@ TqUComponent s_component("TqOcPrioritizedTraversal");
 constexpr TqOcDependency s_dependencies[] = {DependsOn<TqOcRenderTraversal>(),
                                              DependsOn<TqOcRenderTravCull>()};
 
-static_assert(std::is_trivially_destructible<TqOcTravState>::value, "pools drop it wholesale");
 static_assert(sizeof(void*) != 8 || sizeof(TqOcTravState) == 96, "a record is a line and a half");
-
-constexpr std::size_t s_reservedLevels = 50;
 
 constexpr double s_microseconds = 1e6; // per second
 constexpr double s_staleShare = 0.01;  // of a time-out: how old a clock reading may be
@@ -40,14 +32,6 @@ void Arm(TqUTimeOut& timeOut, double seconds)
                        SaturatedUnsigned(seconds * s_staleShare * s_microseconds));
 }
 
-/// A T from a pool, or null.
-template <class T, class... Arguments>
-T* NewIn(TqUFastArena& pool, Arguments&&... arguments)
-{
-    void* const block = pool.Alloc();
-    return block != nullptr ? ::new (block) T(arguments...) : nullptr;
-}
-
 } // namespace
 
 // --- TqOcTravState
@@ -56,35 +40,17 @@ T* NewIn(TqUFastArena& pool, Arguments&&... arguments)
 TqOcRenderTravCull* TqOcTravState::TransformedCull(TqOcPrioritizedTraversal* traversal,
                                                    TqLAffine3f const& affine)
 {
-    auto* const transform = NewIn<TqOcTravTransform>(traversal->m_transforms);
-    if (transform == nullptr) {
-        return nullptr;
-    }
-    transform->Transform(*GetTravTransform(), affine);
-    auto* const cull = NewIn<TqOcRenderTravCull>(traversal->m_culls, *m_cull);
-    if (cull != nullptr) {
-        cull->Transform(*m_cull, transform);
-    }
-    return cull;
+    return traversal->m_pools.NewTransformedCull(*m_cull, affine);
 }
 
 TqOcRenderTravCull* TqOcTravState::NarrowedCull(TqOcPrioritizedTraversal* traversal, double x0,
                                                 double x1, double y0, double y1)
 {
-    auto* const frustum = NewIn<TqOcTravFrustum>(traversal->m_frustums);
-    if (frustum == nullptr) {
-        return nullptr;
-    }
-    frustum->Narrow(*GetTravFrustum(), x0, x1, y0, y1);
-    auto* const cull = NewIn<TqOcRenderTravCull>(traversal->m_culls, *m_cull);
-    if (cull != nullptr) {
-        cull->Narrow(*m_cull, frustum, m_cull->GetNearCullDistance());
-    }
-    return cull;
+    return traversal->m_pools.NewNarrowedCull(*m_cull, x0, x1, y0, y1);
 }
 
-// --- Life and records
-// ------------------------------------------------------------------------------
+// --- Life
+// ------------------------------------------------------------------------------------------
 
 void TqOcPrioritizedTraversal::Initialise()
 {
@@ -103,37 +69,9 @@ int TqOcPrioritizedTraversal::IsInitialised()
 
 TqOcPrioritizedTraversal::TqOcPrioritizedTraversal(TqOcContext* context)
     : TqOcRenderTraversal(context)
-    , m_transforms(sizeof(TqOcTravTransform))
-    , m_frustums(sizeof(TqOcTravFrustum))
-    , m_culls(sizeof(TqOcRenderTravCull))
-    , m_states(sizeof(TqOcTravState))
-{
-    m_levels.reserve(s_reservedLevels);
-}
+{}
 
 TqOcPrioritizedTraversal::~TqOcPrioritizedTraversal() = default;
-
-void TqOcPrioritizedTraversal::ReleasePools()
-{
-    m_states.DeallocAll();
-    m_culls.DeallocAll();
-    m_frustums.DeallocAll();
-    m_transforms.DeallocAll();
-}
-
-/// The root's record with its cull objects; null when there is no memory.
-TqOcTravState* TqOcPrioritizedTraversal::NewRootState(TqOcTraversable* root)
-{
-    auto* const frustum =
-        NewIn<TqOcTravFrustum>(m_frustums, GetViewFrustum(), GetContext(), GetStress());
-    auto* const transform =
-        NewIn<TqOcTravTransform>(m_transforms, TqLAffine3f(), GetClipPlanes(), GetNumClipPlanes());
-    if (frustum == nullptr || transform == nullptr) {
-        return nullptr;
-    }
-    auto* const cull = NewIn<TqOcRenderTravCull>(m_culls, frustum, transform);
-    return cull != nullptr ? NewState(root, cull) : nullptr;
-}
 
 void TqOcPrioritizedTraversal::PostNullChild()
 {
@@ -145,7 +83,7 @@ void TqOcPrioritizedTraversal::PostNullChild()
 
 void TqOcPrioritizedTraversal::StartRender(TqOcTraversable* root)
 {
-    ReleasePools(); // an exception may have kept the last frame from its end
+    m_pools.Release(); // an exception may have kept the last frame from its end
     TqUPage::ClearRefusedAllocation();
     Arm(m_frameTimeOut, GetHighBandTime());
     m_frameShown = 0;
@@ -158,7 +96,7 @@ void TqOcPrioritizedTraversal::StartRender(TqOcTraversable* root)
         return;
     }
 
-    TqOcTravState* const rootState = NewRootState(root);
+    TqOcTravState* const rootState = m_pools.NewRootState(root, *this, GetContext());
     if (rootState == nullptr) {
         ForceFrameClipped();
         return;
@@ -177,7 +115,7 @@ void TqOcPrioritizedTraversal::StartRender(TqOcTraversable* root)
 
 int TqOcPrioritizedTraversal::EndRender()
 {
-    ReleasePools();
+    m_pools.Release();
     if (GetPolicy() != eNEVER_INTERACTIVE && GetPolicy() != eINTERRUPTIBLE) {
         double const remaining = GetTargetFrameTime() - GetOverheadTime() - GetElapsedTime();
         m_endRenderClipped = remaining > 0.0 ? 0 : 1;
@@ -193,51 +131,17 @@ int TqOcPrioritizedTraversal::EndRender()
 
 void TqOcPrioritizedTraversal::Walk(TqOcTravState* rootState)
 {
-    TqOcTraversable* const root = rootState->m_node;
-    if (!rootState->m_cull->CalcPriority(this, 1, root, TqOcTravCull::eCULL_ALL,
-                                         &rootState->m_cullData) ||
-        FirstTraverse(rootState)) {
-        return;
+    if (Score(rootState, TqOcTravCull::eCULL_ALL) &&
+        !TqOcRecordExpansion<TqOcPrioritizedTraversal>::Expand(*this, rootState)) {
+        TqOcBestFirstWalk<TqOcPrioritizedTraversal>(*this, m_pools.GetLevels()).Run(rootState);
     }
-    TqOcBestFirstWalk<TqOcPrioritizedTraversal>(*this, m_levels).Run(rootState);
 }
 
 /// Turn of a record that the walk enters for the first time; returns whether it is finished.
 bool TqOcPrioritizedTraversal::Expand(TqOcTravState* state)
 {
-    return (state->m_query != nullptr && IsOccluded(state)) || FirstTraverse(state);
-}
-
-/// Lets the node take its turn and scores the children that it appended. Chains of only children
-/// are collapsed: the record goes down with them, keeping the cull data of the topmost.
-bool TqOcPrioritizedTraversal::FirstTraverse(TqOcTravState* state)
-{
-    TqOcBaseTraversable::TraversalStatus status = TakeTurn(state);
-    while (status == TqOcBaseTraversable::eAPPENDED && state->m_children != nullptr &&
-           state->m_children->m_next == nullptr && state->m_children->m_cull == state->m_cull) {
-        TqOcTravState* const only = state->m_children;
-        Finish(state);
-        state->m_node = only->m_node;
-        state->m_children = nullptr;
-        FreeState(only);
-        status = TakeTurn(state);
-    }
-    if (status != TqOcBaseTraversable::eAPPENDED) {
-        DropChildren(state);
-    }
-    if (state->m_children == nullptr) {
-        if (state->m_cullData.priority > TqOcRenderTravCull::s_forcePriority) {
-            CheckFrameExpired();
-        }
-        Finish(state);
-        return true;
-    }
-    ScoreChildren(state);
-    if (state->m_children == nullptr) {
-        Finish(state);
-        return true;
-    }
-    return false;
+    return (state->m_query != nullptr && IsOccluded(state)) ||
+           TqOcRecordExpansion<TqOcPrioritizedTraversal>::Expand(*this, state);
 }
 
 TqOcBaseTraversable::TraversalStatus TqOcPrioritizedTraversal::TakeTurn(TqOcTravState* state)
@@ -250,59 +154,16 @@ TqOcBaseTraversable::TraversalStatus TqOcPrioritizedTraversal::TakeTurn(TqOcTrav
     return status;
 }
 
-void TqOcPrioritizedTraversal::DropChildren(TqOcTravState* state)
+int TqOcPrioritizedTraversal::Score(TqOcTravState* state, int cullBits)
 {
-    while (TqOcTravState* const child = state->m_children) {
-        state->m_children = child->m_next;
-        FreeState(child);
-    }
+    return state->m_cull->CalcPriority(this, 1, state->m_node, cullBits, &state->m_cullData);
 }
 
-/// Drops the culled children and brings the best one to the head.
-///
-/// The list starts with the child appended last, so on equal priorities the one scored later was
-/// appended earlier, and has to come first: hence "not greater".
-void TqOcPrioritizedTraversal::ScoreChildren(TqOcTravState* state)
+void TqOcPrioritizedTraversal::EndLeaf(TqOcTravState const* state)
 {
-    TqOcTravState* unscored = state->m_children;
-    state->m_children = nullptr; // in order should a callback throw
-    TqOcTravState* kept = nullptr;
-    TqOcTravState* best = nullptr;
-    while (unscored != nullptr) {
-        TqOcTravState* child = unscored;
-        unscored = child->m_next;
-        if (!ScoreChild(*state, child)) {
-            FreeState(child);
-            continue;
-        }
-        if (best == nullptr || !(child->m_cullData.priority > best->m_cullData.priority)) {
-            std::swap(child, best);
-        }
-        if (child != nullptr) {
-            child->m_next = kept;
-            kept = child;
-        }
+    if (state->m_cullData.priority > TqOcRenderTravCull::s_forcePriority) {
+        CheckFrameExpired();
     }
-    if (best != nullptr) {
-        best->m_next = kept;
-        kept = best;
-    }
-    state->m_children = kept;
-}
-
-/// Scores one child; returns whether it is kept. A priority that is no number counts as the last.
-bool TqOcPrioritizedTraversal::ScoreChild(TqOcTravState const& parent, TqOcTravState* child)
-{
-    TqOcRenderTravCullData& data = child->m_cullData;
-    bool const isSameView = child->m_cull->GetTravFrustum() == parent.m_cull->GetTravFrustum();
-    int const bits = isSameView ? parent.m_cullData.cullBits : TqOcTravCull::eCULL_ALL;
-    if (!child->m_cull->CalcPriority(this, 1, child->m_node, bits, &data)) {
-        return false;
-    }
-    if (std::isnan(data.priority)) {
-        data.priority = std::numeric_limits<double>::infinity();
-    }
-    return true;
 }
 
 void TqOcPrioritizedTraversal::Finish(TqOcTravState* state)

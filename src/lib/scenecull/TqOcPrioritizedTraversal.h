@@ -13,16 +13,16 @@
 
 #include "scenecull/TqOcRenderTravCull.h"
 #include "scenecull/TqOcRenderTraversal.h"
+#include "scenecull/TqOcTravPools.h"
 
-#include "util/TqUArena.h"
 #include "util/TqUPage.h"
 #include "util/TqUTime.h"
 
 #include <exception>
-#include <vector>
 
 class TqOcOcclusionQuery;
 class TqOcPrioritizedTraversal;
+class TqOcPrioritizedVisitor;
 
 /// One node of one frame's walk; made by the walk, valid until the end of the frame.
 class TQOC_API TqOcTravState
@@ -63,21 +63,43 @@ public:
     void Append(TqOcPrioritizedTraversal* traversal, TqOcTraversable* child,
                 TqOcRenderTravCull* cull);
 
+    /// Offers a child to a visit; for use in a node's PrioritizedVisit. A child that lies on the
+    /// walk's path, is hidden, or holds no primitives that the visitor's traversal draws is left
+    /// out; nothing is counted. Null: posted with severity 1. Without memory for a record, or with
+    /// a null cull object, the visit ends.
+    /// @{
+    void Append(TqOcPrioritizedVisitor* visitor, TqOcTraversable* child);
+    void Append(TqOcPrioritizedVisitor* visitor, TqOcTraversable* child, TqOcRenderTravCull* cull);
+
+    /// @}
+
     /// A cull object for children that live under `affine` (local to this node's coordinates).
-    /// Valid until the end of the frame; null when there is no memory.
+    /// Valid until the end of the frame or visit; null when there is no memory.
+    /// @{
     TqOcRenderTravCull* TransformedCull(TqOcPrioritizedTraversal* traversal,
                                         TqLAffine3f const& affine);
+    TqOcRenderTravCull* TransformedCull(TqOcPrioritizedVisitor* visitor, TqLAffine3f const& affine);
+
+    /// @}
 
     /// A cull object for children seen through a part of the view, in shares of it: lower and upper
     /// x, lower and upper y, 0 to 1. Keeps the near-cull distance. Valid until the end of the
-    /// frame; null when there is no memory.
+    /// frame or visit; null when there is no memory.
+    /// @{
     TqOcRenderTravCull* NarrowedCull(TqOcPrioritizedTraversal* traversal, double x0, double x1,
                                      double y0, double y1);
+    TqOcRenderTravCull* NarrowedCull(TqOcPrioritizedVisitor* visitor, double x0, double x1,
+                                     double y0, double y1);
+    /// @}
 
 private:
     friend class TqOcPrioritizedTraversal;
+    friend class TqOcPrioritizedVisitor;
+    friend class TqOcTravPools;
     template <class Walker>
     friend class TqOcBestFirstWalk;
+    template <class Walker>
+    friend class TqOcRecordExpansion;
 
     TqOcTravState(TqOcTraversable* node, TqOcRenderTravCull* cull) : m_node(node), m_cull(cull) {}
 
@@ -91,12 +113,16 @@ private:
     TqOcOcclusionQuery* m_query = nullptr;
 };
 
-/// One level of a walk in progress: the node whose children are worked through.
-struct TqOcTravLevel
+inline TqOcTravState* TqOcTravPools::NewState(TqOcTraversable* node, TqOcRenderTravCull* cull)
 {
-    double slackBound;    ///< Best priority that waits further up, without the slack.
-    TqOcTravState* state; ///< The node's record.
-};
+    void* const block = m_states.Alloc();
+    return block != nullptr ? ::new (block) TqOcTravState(node, cull) : nullptr;
+}
+
+inline void TqOcTravPools::FreeState(TqOcTravState* state)
+{
+    m_states.Dealloc(state);
+}
 
 /// The render traversal of an application.
 ///
@@ -166,36 +192,28 @@ private:
     friend class TqOcTravState;
     template <class Walker>
     friend class TqOcBestFirstWalk;
+    template <class Walker>
+    friend class TqOcRecordExpansion;
 
-    // Records.
-    TqOcTravState* NewState(TqOcTraversable* node, TqOcRenderTravCull* cull)
-    {
-        void* const block = m_states.Alloc();
-        return block != nullptr ? ::new (block) TqOcTravState(node, cull) : nullptr;
-    }
-
-    void FreeState(TqOcTravState* state) { m_states.Dealloc(state); }
-
-    TqOcTravState* NewRootState(TqOcTraversable* root);
-    void ReleasePools();
+    void Walk(TqOcTravState* rootState);
     static void PostNullChild();
 
-    // The walk.
-    void Walk(TqOcTravState* rootState);
-    bool FirstTraverse(TqOcTravState* state);
-    TqOcBaseTraversable::TraversalStatus TakeTurn(TqOcTravState* state);
-    void DropChildren(TqOcTravState* state);
-    void ScoreChildren(TqOcTravState* state);
-    bool ScoreChild(TqOcTravState const& parent, TqOcTravState* child);
-    void Finish(TqOcTravState* state);
-
-    // Hooks of the walk.
+    // Hooks of the walk and of the expansion of its records.
     bool IsStopped() const { return m_frameClipped != 0; }
 
     void Stop() { m_frameClipped = 1; }
 
     bool Expand(TqOcTravState* state);
     void LookAhead(TqOcTravState* second);
+    void Finish(TqOcTravState* state);
+    void EndLeaf(TqOcTravState const* state);
+
+    void FreeState(TqOcTravState* state) { m_pools.FreeState(state); }
+
+    int GetFirstCullBits() const { return TqOcTravCull::eCULL_ALL; }
+
+    TqOcBaseTraversable::TraversalStatus TakeTurn(TqOcTravState* state);
+    int Score(TqOcTravState* state, int cullBits);
 
     // Occlusion queries.
     bool IsOccluded(TqOcTravState* state);
@@ -225,16 +243,12 @@ private:
 
     // Data; the order is part of the binary interface.
     int m_frameShown = 0;
-    TqUFastArena m_transforms;
-    TqUFastArena m_frustums;
-    TqUFastArena m_culls;
-    TqUFastArena m_states;
+    TqOcTravPools m_pools;
     int m_frameClipped = 0;
     int m_endRenderClipped = 0;
     TqUTimeOut m_frameTimeOut;
     TqUTimeOut m_endRenderTimeOut;
     TqOcTravState* m_currState = nullptr;
-    std::vector<TqOcTravLevel> m_levels; ///< Of the running walk; kept for its capacity.
     int m_openQueries = 0;
 };
 
@@ -248,7 +262,7 @@ inline void TqOcTravState::Append(TqOcPrioritizedTraversal* traversal, TqOcTrave
     } else if (!traversal->IsVisible(child)) {
         traversal->IncTrisVisibilityCulled(child->GetTris());
     } else if (TqOcTravState* const state =
-                   cull != nullptr ? traversal->NewState(child, cull) : nullptr) {
+                   cull != nullptr ? traversal->m_pools.NewState(child, cull) : nullptr) {
         state->m_next = m_children;
         m_children = state;
     } else {

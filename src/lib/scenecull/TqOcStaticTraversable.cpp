@@ -2,10 +2,11 @@
 
 #include "scenecull/internal/TqOcComponent.h"
 #include "scenecull/internal/TqOcContainer.h"
+#include "scenecull/internal/TqOcStaticTraversableParts.h"
 
 #include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
-#include "scenecull/TqOcVisitor.h"
+#include "scenecull/TqOcShape.h"
 
 #include "util/TqUError.h"
 #include "util/TqUMemory.h"
@@ -112,15 +113,6 @@ void LinkAll(TqOcTraversable* container, Child* children, int count)
     }
 }
 
-/// Draws one shape of a leaf whose turn has come, and marks it as dealt with.
-void DrawLeafShape(TqOcPrioritizedTraversal* traversal, TqOcTravState* state, TqOcShape* shape)
-{
-    if (traversal->IsVisible(shape)) {
-        shape->Prioritized(traversal, state);
-        shape->SetFrameId(traversal->GetFrameId());
-    }
-}
-
 /// The first child whose box contains `box`; null when there is none.
 TqOcTraversable* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
 {
@@ -135,6 +127,11 @@ TqOcTraversable* FindContaining(TqOcStaticBase& group, TqLBox3f const& box)
 }
 
 } // namespace
+
+TqUComponent& TqOcInternal::GetStaticComponent()
+{
+    return s_component;
+}
 
 // --- TqOcStaticBase: children
 // ----------------------------------------------------------------------
@@ -325,24 +322,8 @@ int TqOcStaticBase::GetChildren(TqOcBaseTraversable* const** children)
     return m_numChildren;
 }
 
-// --- TqOcStaticBase: walks and update
-// --------------------------------------------------------------
-
-void TqOcStaticBase::Render(TqOcRenderTraversal* traversal)
-{
-    unsigned int const frameId = traversal->GetFrameId();
-    for (int i = 0; i < m_numChildren; ++i) {
-        TqOcBaseTraversable* const child = m_children[i];
-        if (!traversal->IsVisible(child)) {
-            continue;
-        }
-        if (!child->IsShape()) {
-            static_cast<TqOcTraversable*>(child)->SetHysteresisId(frameId);
-        }
-        child->Render(traversal);
-        child->SetFrameId(frameId);
-    }
-}
+// --- TqOcStaticBase: update
+// ------------------------------------------------------------------------
 
 void TqOcStaticBase::DoUpdate()
 {
@@ -425,38 +406,6 @@ void TqOcStaticGroup::PartSet(int i, TqOcTraversable* child)
     TqOcStaticBase::PartSet(i, child);
 }
 
-/// Turn of a group that is marked as a leaf: draws its shapes, appends its containers.
-TqOcBaseTraversable::TraversalStatus
-TqOcStaticGroup::PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
-{
-    traversal->IncLeavesRendered(1);
-    TraversalStatus status = eFINISHED;
-    for (int i = 0; i < GetNumChildren(); ++i) {
-        TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
-        if (child->IsShape()) {
-            DrawLeafShape(traversal, state, static_cast<TqOcShape*>(child));
-        } else {
-            state->Append(traversal, static_cast<TqOcTraversable*>(child));
-            status = eAPPENDED;
-        }
-    }
-    return status;
-}
-
-TqOcBaseTraversable::TraversalStatus
-TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
-{
-    if (IsLeaf()) { // marked by hand; it may hold shapes
-        return PrioritizedLeaf(traversal, state);
-    }
-    TqOcRenderTravCull* const cull = state->GetTravCull();
-    int const numChildren = GetNumChildren();
-    for (int i = 0; i < numChildren; ++i) {
-        state->Append(traversal, GetChild(i), cull);
-    }
-    return eAPPENDED;
-}
-
 void TqOcStaticGroup::AddShape(TqOcShape* shape)
 {
     if (shape == nullptr) {
@@ -515,21 +464,6 @@ void TqOcStaticGroup::RemoveShape(TqOcShape* shape)
     parent->RemoveChild(index);
 }
 
-void TqOcStaticGroup::Visit(TqOcVisitor* visitor)
-{
-    if (visitor->BeginVisit(this) == TqOcVisitor::eCONTINUE) {
-        for (int i = 0; i < GetNumChildren(); ++i) {
-            TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
-            if (child->IsShape()) {
-                visitor->VisitShape(static_cast<TqOcShape*>(child));
-            } else {
-                static_cast<TqOcTraversable*>(child)->Visit(visitor);
-            }
-        }
-    }
-    visitor->EndVisit(this);
-}
-
 // --- TqOcStaticLeaf
 // --------------------------------------------------------------------------------
 
@@ -576,26 +510,6 @@ void TqOcStaticLeaf::PartSet(int i, TqOcShape* shape)
     TqOcStaticBase::PartSet(i, shape);
 }
 
-TqOcBaseTraversable::TraversalStatus
-TqOcStaticLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
-{
-    traversal->IncLeavesRendered(1);
-    for (int i = 0; i < GetNumChildren(); ++i) {
-        DrawLeafShape(traversal, state, GetChild(i));
-    }
-    return eFINISHED;
-}
-
-void TqOcStaticLeaf::Visit(TqOcVisitor* visitor)
-{
-    if (visitor->BeginVisit(this) == TqOcVisitor::eCONTINUE) {
-        for (int i = 0; i < GetNumChildren(); ++i) {
-            visitor->VisitShape(GetChild(i));
-        }
-    }
-    visitor->EndVisit(this);
-}
-
 // --- TqOcSingleLeaf
 // --------------------------------------------------------------------------------
 
@@ -623,28 +537,10 @@ void TqOcSingleLeaf::SetShape(TqOcShape* shape)
     Notify(eMODIFIED_ALL);
 }
 
-TqOcBaseTraversable::TraversalStatus
-TqOcSingleLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
-{
-    traversal->IncLeavesRendered(1);
-    if (m_shape != nullptr) {
-        DrawLeafShape(traversal, state, GetShape());
-    }
-    return eFINISHED;
-}
-
 int TqOcSingleLeaf::GetChildren(TqOcBaseTraversable* const** children)
 {
     *children = &m_shape;
-    return m_shape != nullptr ? 1 : 0;
-}
-
-void TqOcSingleLeaf::Visit(TqOcVisitor* visitor)
-{
-    if (visitor->BeginVisit(this) == TqOcVisitor::eCONTINUE && m_shape != nullptr) {
-        visitor->VisitShape(GetShape());
-    }
-    visitor->EndVisit(this);
+    return GetNumShapes();
 }
 
 void TqOcSingleLeaf::DoUpdate()

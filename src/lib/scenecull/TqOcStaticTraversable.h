@@ -155,6 +155,17 @@ public:
     /// BeginVisit; unless that prunes, Visit on each child in order; EndVisit.
     void Visit(TqOcVisitor* visitor) override;
 
+    /// BeginVisit; unless that prunes, every child that can be visited is handed to the walk; then
+    /// EndVisit. Returns eAPPENDED, or eFINISHED when pruned.
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                     TqOcTravState* state) override;
+
+    /// Lets each child that the pick does not cull take its turn, in order.
+    /// @{
+    void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
+    /// @}
+
 private:
     TraversalStatus PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state);
 };
@@ -189,6 +200,17 @@ public:
 
     /// BeginVisit; unless that prunes, VisitShape for each shape in order; EndVisit.
     void Visit(TqOcVisitor* visitor) override;
+
+    /// BeginVisit; unless that prunes, Visit on each shape that is drawn, in order; then EndVisit.
+    /// Returns eFINISHED.
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                     TqOcTravState* state) override;
+
+    /// Lets each shape that the pick does not cull take its turn, in order.
+    /// @{
+    void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
+    /// @}
 };
 
 /// A leaf of exactly one shape. It takes part in prioritized walks only: Render draws nothing.
@@ -232,11 +254,24 @@ public:
     /// BeginVisit; unless that prunes, VisitShape for the shape; EndVisit.
     void Visit(TqOcVisitor* visitor) override;
 
+    /// BeginVisit; unless that prunes, Visit on the shape if it is drawn; then EndVisit. Returns
+    /// eFINISHED.
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                     TqOcTravState* state) override;
+
+    /// Lets the shape take its turn unless the pick culls it.
+    /// @{
+    void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
+    /// @}
+
 protected:
     /// Takes the shape's attributes over, and its box when the box was marked modified.
     void DoUpdate() override;
 
 private:
+    int GetNumShapes() const { return m_shape != nullptr ? 1 : 0; }
+
     // Data.
     TqOcBaseTraversable* m_shape; ///< A TqOcShape, typed as GetChildren hands it out.
 };

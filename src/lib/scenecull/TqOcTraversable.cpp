@@ -197,3 +197,11 @@ void TqOcTraversable::Visit(TqOcVisitor* visitor)
     visitor->BeginVisit(this);
     visitor->EndVisit(this);
 }
+
+TqOcBaseTraversable::TraversalStatus
+TqOcTraversable::PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState*)
+{
+    visitor->BeginVisit(this);
+    visitor->EndVisit(this);
+    return eFINISHED;
+}

@@ -21,6 +21,7 @@
 class TqOcPickFrustumTraversal;
 class TqOcPickSweepTraversal;
 class TqOcPrioritizedTraversal;
+class TqOcPrioritizedVisitor;
 class TqOcRenderTraversal;
 class TqOcShape;
 class TqOcTraversable;
@@ -462,6 +463,10 @@ public:
 
     /// The node's turn in a plain visit. Default: BeginVisit and EndVisit on the node.
     virtual void Visit(TqOcVisitor* visitor);
+
+    /// The node's turn in a prioritized visit. Default: BeginVisit and EndVisit on the node, their
+    /// answers ignored; eFINISHED.
+    virtual TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState* state);
 
 protected:
     friend class TqOcDynamicGroup; // brings boxes of leaves up to date while it restructures

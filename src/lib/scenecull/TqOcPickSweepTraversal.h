@@ -1,0 +1,76 @@
+// Picking by sweep: what a box or sphere that moves along a vector would touch.
+//
+// Two ways, chosen at construction:
+//   - depth first, through each node's PickSweep, in child order;
+//   - nearest first: a prioritized visitor enters the nodes in the order of their distance along
+//   the
+//     sweep, so that first contacts are found first. A shape that shortens the sweep at a contact
+//     (EditSweep().ShortenTo) makes the walk test later nodes against what is left of it.
+// Both find the same shapes while the sweep is not shortened, but for hidden ones: depth first asks
+// IsPickHidden, nearest first never enters them. Shapes that override PickSweep test their own
+// geometry against GetSweep and report contacts as to every pick. Only nodes and shapes that hold
+// triangles (TqLPrimitiveTypes::eTRIANGLES) take part. The nearest hit prunes nothing by itself.
+#pragma once
+
+#include "scenecull/TqOcPickTraversal.h"
+
+#include "geometry/TqLPickSweep.h"
+
+#include <memory>
+
+namespace TqOcInternal
+{
+class TqOcPickSweepVisitor;
+}
+
+/// A pick by sweep.
+///
+/// Per pick: SetSweep, Apply(root), then read the results of TqOcPickTraversal. A sweep that was
+/// shortened stays so until it is set again. A sweep vector of zero makes a plain pick of what the
+/// body touches where it stands; nearest first, all nodes are then equal.
+class TQOC_API TqOcPickSweepTraversal : public TqOcPickTraversal
+{
+public:
+    /// Switches "TqOcPickSweepTraversal" on and off; calls are counted.
+    /// @{
+    static void Initialise();
+    static void Terminate();
+    static int IsInitialised();
+    /// @}
+
+    /// @param context  host callbacks, not owned; may be null
+    /// @param prioritized  0: depth first; otherwise nearest first
+    TqOcPickSweepTraversal(TqOcContext* context, int prioritized);
+
+    /// The moving body; without one at first, which picks nothing. EditSweep is for shapes to
+    /// shorten it during a pick, too.
+    /// @{
+    TqLPickSweep const& GetSweep() const { return m_sweep; }
+
+    TqLPickSweep& EditSweep() { return m_sweep; }
+
+    void SetSweep(TqLPickSweep const& sweep) { m_sweep = sweep; }
+
+    /// @}
+
+    /// Whether the pick skips a node or shape (0 or 1): it holds no triangles, its box lies beside
+    /// the sweep, or it was not drawn. A shape's own frame id does not count. Narrows the cull
+    /// bits.
+    /// @{
+    int CanCull(TqOcTraversable* node);
+    int CanCull(TqOcShape* shape);
+    /// @}
+
+    // --- Virtual operations ---------------------------------------------------------------------
+
+    ~TqOcPickSweepTraversal() override;
+
+protected:
+    /// Tests the root and runs its PickSweep, or the nearest-first walk.
+    void StartPick(TqOcTraversable* root) override;
+
+private:
+    // Data; the order is part of the binary interface.
+    TqLPickSweep m_sweep;
+    std::unique_ptr<TqOcInternal::TqOcPickSweepVisitor> m_visitor; ///< Null: depth first.
+};
