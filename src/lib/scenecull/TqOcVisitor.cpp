@@ -7,7 +7,6 @@
 #include "scenecull/TqOcPrioritizedTraversal.h"
 
 #include "util/TqUError.h"
-#include "util/TqUPage.h"
 
 using namespace TqOcInternal;
 
@@ -101,7 +100,6 @@ void TqOcPrioritizedVisitor::Apply(TqOcTraversable* root)
 
 void TqOcPrioritizedVisitor::StartTraverse(TqOcTraversable* root)
 {
-    TqUPage::ClearRefusedAllocation();
     m_traversal->InitTraversal();
     TqLBox3f const& box = root->GetBoundingBox();
     if (box.GetMin()[0] > box.GetMax()[0]) {
