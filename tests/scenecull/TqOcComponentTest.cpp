@@ -5,8 +5,11 @@
 #include "support/PostedErrors.h"
 
 #include "scenecull/TqOcContext.h"
+#include "scenecull/TqOcDeferredTraversal.h"
 #include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
+#include "scenecull/TqOcPickFrustumTraversal.h"
+#include "scenecull/TqOcPickSweepTraversal.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
 #include "scenecull/TqOcRenderTraversal.h"
@@ -17,9 +20,11 @@
 #include "scenecull/TqOcTravTransform.h"
 #include "scenecull/TqOcTraversable.h"
 #include "scenecull/TqOcTraversal.h"
+#include "scenecull/TqOcTraversalFIFO.h"
 #include "scenecull/TqOcVisitor.h"
 
 #include "geometry/TqLMatrix.h"
+#include "geometry/TqLPickSweep.h"
 
 #include "util/TqUError.h"
 #include "util/TqULock.h"
@@ -67,6 +72,10 @@ std::vector<Component> const& AllComponents()
                                        {"TqUVector", "TqUPage", "TqOcStaticBase"}),
         Describe<TqOcVisitor>("TqOcVisitor", {"TqUError"}),
         Describe<TqOcTraversal>("TqOcTraversal", {"TqOcContext", "TqOcTraversable"}),
+        Describe<TqOcDeferredTraversal>("TqOcDeferredTraversal", {"TqOcTraversal"}),
+        Describe<TqOcTraversalQueue>("TqOcTraversalQueue", {"TqUError"}),
+        Describe<TqOcTraversalFIFO>("TqOcTraversalFIFO",
+                                    {"TqULock", "TqUThread", "TqOcTraversalQueue", "TqUError"}),
         Describe<TqOcTravFrustum>("TqOcTravFrustum", {"TqUError", "TqLMatrix"}),
         Describe<TqOcTravTransform>("TqOcTravTransform", {"TqLMatrix"}),
         Describe<TqOcTravCull>(
@@ -75,7 +84,12 @@ std::vector<Component> const& AllComponents()
         Describe<TqOcRenderTravCull>("TqOcRenderTravCull", {"TqOcTravCull", "TqOcRenderTraversal"}),
         Describe<TqOcPrioritizedTraversal>("TqOcPrioritizedTraversal",
                                            {"TqOcRenderTraversal", "TqOcRenderTravCull"}),
+        Describe<TqOcPickTraversal>("TqOcPickTraversal", {"TqOcTraversal"}),
+        Describe<TqOcPickFrustumTraversal>("TqOcPickFrustumTraversal", {"TqOcPickTraversal"}),
+        Describe<TqOcPickSweepTraversal>("TqOcPickSweepTraversal",
+                                         {"TqOcPickTraversal", "TqLPickSweep"}),
         Describe<TqLMatrix>("TqLMatrix"),
+        Describe<TqLPickSweep>("TqLPickSweep"),
         Describe<TqUError>("TqUError"),
         Describe<TqUVector>("TqUVector"),
         Describe<TqUPage>("TqUPage"),

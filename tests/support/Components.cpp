@@ -1,8 +1,11 @@
 #include "support/Components.h"
 
 #include "scenecull/TqOcContext.h"
+#include "scenecull/TqOcDeferredTraversal.h"
 #include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
+#include "scenecull/TqOcPickFrustumTraversal.h"
+#include "scenecull/TqOcPickSweepTraversal.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
 #include "scenecull/TqOcRenderTraversal.h"
@@ -13,6 +16,7 @@
 #include "scenecull/TqOcTravTransform.h"
 #include "scenecull/TqOcTraversable.h"
 #include "scenecull/TqOcTraversal.h"
+#include "scenecull/TqOcTraversalFIFO.h"
 #include "scenecull/TqOcVisitor.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +29,9 @@ using AllComponents =
     ComponentGuard<TqOcContext, TqOcTraversable, TqOcShape, TqOcStaticGroup, TqOcDynamicGroup,
                    TqOcVisitor, TqOcTraversal, TqOcTravFrustum, TqOcTravTransform, TqOcTravCull,
                    TqOcRenderTraversal, TqOcRenderTravCull, TqOcPrioritizedTraversal,
-                   TqOcHierarchyBuilder>;
+                   TqOcHierarchyBuilder, TqOcDeferredTraversal, TqOcTraversalQueue,
+                   TqOcTraversalFIFO, TqOcPickTraversal, TqOcPickFrustumTraversal,
+                   TqOcPickSweepTraversal>;
 
 AllComponents* s_components = nullptr;
 
