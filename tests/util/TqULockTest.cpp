@@ -2,31 +2,14 @@
 
 #include "util/TqULock.h"
 
+#include "support/ThreadTesting.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
-
-namespace
-{
-
-// Waits until `reached` says so; false after ten seconds, so that no failure hangs the tests.
-template <class Reached>
-bool Eventually(Reached reached)
-{
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!reached()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
-}
-
-} // namespace
 
 TEST(TqUCriticalSection, LetsOneThreadInAtATime)
 {
