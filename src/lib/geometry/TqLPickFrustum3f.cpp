@@ -13,8 +13,8 @@ TqUComponent s_component("TqLPickFrustum3f");
 
 // Bounds, in units of the largest coordinates at play, how far the computed distance of a corner
 // from a plane may be from the true one: the rounding of the frustum's matrix, of the plane taken
-// from it, and of the dot product.
-constexpr double s_rounding = 16.0 * DBL_EPSILON;
+// from it, and of centre, reach and dot product.
+constexpr double s_rounding = 20.0 * DBL_EPSILON;
 
 double SumOfSizes(TqLVec3f const& vec)
 {
@@ -88,18 +88,29 @@ int TqLPickFrustum3f::CanCull(TqLBox3f const& box, int* planes) const
     if (m_isEmpty || box.IsEmpty()) {
         return 1;
     }
+    // A box reaches half its sizes, each times the normal's component, to both sides of its
+    // centre's distance from a plane. Corners are halved one by one: their sum could overflow.
+    TqLPos3f const& min = box.GetMin();
+    TqLPos3f const& max = box.GetMax();
+    double const halfX = max[0] * 0.5 - min[0] * 0.5;
+    double const halfY = max[1] * 0.5 - min[1] * 0.5;
+    double const halfZ = max[2] * 0.5 - min[2] * 0.5;
+    TqLVec3f const center(min[0] + halfX, min[1] + halfY, min[2] + halfZ);
     double const rounding = m_rounding + s_rounding * SumOfSizes(box);
     for (int index = 0; index < eNUM_PLANES; ++index) {
         int const bit = 1 << index;
         if ((*planes & bit) == 0) {
             continue;
         }
-        TqLPlane3f const& plane = m_planes[index];
-        double const margin = rounding + s_rounding * std::fabs(plane.GetDistance());
-        if (plane.MaxDistanceFromPlane(box) < -margin) {
+        TqLUnitVec3f const& normal = m_planes[index].GetNormal();
+        double const reach = std::fabs(normal[0]) * halfX + std::fabs(normal[1]) * halfY +
+                             std::fabs(normal[2]) * halfZ;
+        double const distance = normal.Dot(center) - m_planes[index].GetDistance();
+        double const margin = rounding + s_rounding * std::fabs(m_planes[index].GetDistance());
+        if (distance + reach < -margin) {
             return 1;
         }
-        if (plane.MinDistanceFromPlane(box) >= margin) {
+        if (distance - reach >= margin) {
             *planes &= ~bit;
         }
     }
