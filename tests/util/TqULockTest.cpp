@@ -13,6 +13,7 @@
 
 TEST(TqUCriticalSection, LetsOneThreadInAtATime)
 {
+    Watchdog const watchdog;
     TqUCriticalSection section;
     int counter = 0; // not atomic: only the section protects it
     int inside = 0;
@@ -38,6 +39,7 @@ TEST(TqUCriticalSection, LetsOneThreadInAtATime)
 
 TEST(TqUCriticalSection, KeepsOthersOutUntilItIsLeft)
 {
+    Watchdog const watchdog;
     TqUCriticalSection section;
     std::atomic<bool> entered{false};
     section.Enter();
@@ -55,6 +57,7 @@ TEST(TqUCriticalSection, KeepsOthersOutUntilItIsLeft)
 
 TEST(TqUAutoCriticalSection, LeavesTheSectionAtTheEndOfItsScopeAlsoByException)
 {
+    Watchdog const watchdog;
     TqUCriticalSection section;
     try {
         TqUAutoCriticalSection const hold(section);
@@ -71,6 +74,7 @@ TEST(TqUAutoCriticalSection, LeavesTheSectionAtTheEndOfItsScopeAlsoByException)
 
 TEST(TqUCondition, LeavesTheSectionWhileWaitingAndHoldsItAfterwards)
 {
+    Watchdog const watchdog;
     TqUCriticalSection section;
     TqUCondition condition;
     bool waiting = false;
@@ -102,6 +106,7 @@ TEST(TqUCondition, LeavesTheSectionWhileWaitingAndHoldsItAfterwards)
 
 TEST(TqUCondition, WakesAllWaitersWithOneSignal)
 {
+    Watchdog const watchdog;
     constexpr int waiters = 5;
     TqUCriticalSection section;
     TqUCondition condition;
@@ -141,6 +146,7 @@ TEST(TqUCondition, WakesAllWaitersWithOneSignal)
 
 TEST(TqUCondition, DoesNotRememberASignalWithoutWaiters)
 {
+    Watchdog const watchdog;
     TqUCriticalSection section;
     TqUCondition condition;
     condition.Signal();
