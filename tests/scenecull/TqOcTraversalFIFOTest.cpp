@@ -719,6 +719,7 @@ TEST(TqOcTraversalFIFO, FlushesOnlyWhenTheConsumerIsDoneWithWhatItTookLast)
             }
             isWorking = false;
         });
+        fifo.Flush(); // it has been idle before
         switch (kind) {
         case 0:
             fifo.Enter(MakeItem(1));
@@ -827,6 +828,7 @@ TEST(TqOcTraversalFIFO, ReleasesAFlushThatWaitsWhileItIsCleared)
             std::this_thread::yield();
         }
     });
+    fifo.Flush(); // it has been idle before
     fifo.Enter(MakeItem(1));
     ASSERT_TRUE(Eventually([&] { return isWorking.load(); }));
     EnterNumbers(fifo, 2, 3);
@@ -849,6 +851,7 @@ TEST(TqOcTraversalFIFO, FlushesForSeveralThreadsAtOnce)
             std::this_thread::yield();
         }
     });
+    fifo.Flush(); // it has been idle before
     EnterNumbers(fifo, 1, 2);
     std::vector<std::unique_ptr<Background>> flushes;
     for (int i = 0; i < 4; ++i) {
