@@ -8,10 +8,14 @@
 
 using namespace TqOcInternal;
 
-// Every wait is a loop around its predicate: a signal wakes all waiters of its condition, whatever
-// each of them waits for, and a condition may wake without one. The signals come after the lock is
-// given up, so that who wakes finds it free; only the idle signal comes before, because its giver
-// gives the lock up by waiting itself.
+// Every wait is a loop around its predicate: a condition may wake without a signal, and somebody
+// else may come first. The signals come after the lock is given up, so that who wakes finds it
+// free; only the idle signal comes before, because its giver gives the lock up by waiting itself.
+//
+// A place in the ring wakes one producer. That is enough: producers wait for the ring only while it
+// is full, and each place that becomes free sends one signal, so as long as there are places and
+// waiters a woken one is on its way. With producers that wait for a slot on the same condition the
+// signal could go to one of those and be lost; they have a condition of their own.
 
 namespace
 {
@@ -88,7 +92,7 @@ void TqOcTraversalFIFO::EnterMessage(std::int32_t* slot, int message)
     {
         TqUAutoCriticalSection const held(m_lock);
         while (*slot != 0) {
-            m_space.Wait(m_lock);
+            m_messageSpace.Wait(m_lock);
         }
         *slot = message;
     }
@@ -116,7 +120,11 @@ int TqOcTraversalFIFO::Remove(void** item)
             m_low = 0;
         }
     }
-    m_space.Signal();
+    if (message == 0) {
+        m_space.SignalOne();
+    } else {
+        m_messageSpace.Signal();
+    }
     return message;
 }
 

@@ -94,7 +94,8 @@ private:
     std::int32_t m_low = 0;  ///< 0: no message.
     TqUCriticalSection m_lock;
     TqUCondition m_work;
-    TqUCondition m_space;
-    std::int32_t m_idle = 0; ///< The consumer waits with nothing to do.
+    TqUCondition m_space;        ///< In the ring.
+    TqUCondition m_messageSpace; ///< In either slot.
+    std::int32_t m_idle = 0;     ///< The consumer waits with nothing to do.
     TqUCondition m_idleSignal;
 };
