@@ -1,5 +1,5 @@
-# Checks what the documents quote: the program in the README is the example that the tests run, and
-# every message that the libraries post stands in docs/errors.md.
+# Checks what the documents quote: the program in the README and the code in the howtos are from the
+# examples that the tests run, and every message that the libraries post stands in docs/errors.md.
 # Run as: cmake -D SOURCE_DIR=... -P check-docs.cmake
 cmake_minimum_required(VERSION 3.21)
 
@@ -9,6 +9,37 @@ string(FIND "${readme}" "```cpp\n${example}```" found)
 if(found EQUAL -1)
     message(SEND_ERROR "The program in README.md is not examples/FirstFrame.cpp")
 endif()
+
+# Every piece of code in a howto stands in one of the examples as it is.
+file(GLOB examples "${SOURCE_DIR}/examples/*.cpp")
+set(exampleText "")
+foreach(source IN LISTS examples)
+    file(READ "${source}" text)
+    string(APPEND exampleText "${text}")
+endforeach()
+file(GLOB howtos "${SOURCE_DIR}/docs/howto/*.md")
+set(numPieces 0)
+foreach(howto IN LISTS howtos)
+    file(READ "${howto}" text)
+    while(TRUE)
+        string(FIND "${text}" "```cpp\n" begin)
+        if(begin EQUAL -1)
+            break()
+        endif()
+        math(EXPR begin "${begin} + 7")
+        string(SUBSTRING "${text}" ${begin} -1 text)
+        string(FIND "${text}" "```" end)
+        string(SUBSTRING "${text}" 0 ${end} piece)
+        math(EXPR end "${end} + 3")
+        string(SUBSTRING "${text}" ${end} -1 text)
+        math(EXPR numPieces "${numPieces} + 1")
+        string(FIND "${exampleText}" "${piece}" found)
+        if(found EQUAL -1)
+            message(SEND_ERROR "${howto} quotes what is in no example:\n${piece}")
+        endif()
+    endwhile()
+endforeach()
+message(STATUS "${numPieces} pieces of code in howtos stand in the examples")
 
 file(READ "${SOURCE_DIR}/docs/errors.md" errors)
 file(GLOB_RECURSE sources "${SOURCE_DIR}/src/lib/*.cpp" "${SOURCE_DIR}/src/lib/*.h")
