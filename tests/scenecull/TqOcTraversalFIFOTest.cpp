@@ -610,6 +610,34 @@ TEST(TqOcTraversalFIFO, LetsAsManyBlockedProducersGoOnAsClearingMakesRoomFor)
     }
 }
 
+TEST(TqOcTraversalFIFO, LetsOneBlockedProducerGoOnForEachItemTaken)
+{
+    Watchdog const watchdog;
+    OpenFIFO fifo(2);
+    EnterNumbers(fifo, 1, 2);
+    std::atomic<int> numEntered{0};
+    std::vector<std::unique_ptr<Background>> producers;
+    for (std::uintptr_t i = 0; i < 6; ++i) {
+        producers.push_back(std::make_unique<Background>([&fifo, &numEntered, i] {
+            fifo.Enter(MakeItem(10 + i));
+            ++numEntered;
+        }));
+    }
+    LetOthersRun();
+    EXPECT_EQ(numEntered, 0);
+    for (int numTaken = 1; numTaken <= 2; ++numTaken) {
+        Take(fifo);
+        EXPECT_TRUE(Eventually([&] { return numEntered == numTaken; }));
+        LetOthersRun();
+        EXPECT_EQ(numEntered, numTaken);
+    }
+    for (int numTaken = 4; numTaken <= 6; numTaken += 2) {
+        Take(fifo); // two at once
+        Take(fifo);
+        EXPECT_TRUE(Eventually([&] { return numEntered == numTaken; }));
+    }
+}
+
 // ---- A consumer that waits ----------------------------------------------------------------------
 
 TEST(TqOcTraversalFIFO, WakesAWaitingConsumerWithAnItemOrAMessage)
