@@ -134,9 +134,11 @@ TqOcBaseTraversable::TraversalStatus TqOcPrioritizedVisitor::TakeTurn(TqOcTravSt
     return m_pruned ? TqOcBaseTraversable::eFINISHED : status;
 }
 
+/// Once the walk was ended, the rest of a list is dropped unscored.
 int TqOcPrioritizedVisitor::Score(TqOcTravState* state, int cullBits)
 {
-    return CalcCullPriority(state->m_cull, state->m_node, cullBits, &state->m_cullData);
+    return m_pruned ? 0
+                    : CalcCullPriority(state->m_cull, state->m_node, cullBits, &state->m_cullData);
 }
 
 int TqOcPrioritizedVisitor::CalcCullPriority(TqOcRenderTravCull* cull, TqOcTraversable* node,
