@@ -1,7 +1,9 @@
 #include "support/OracleTrees.h"
 
+#include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
+#include "scenecull/TqOcVisitor.h"
 
 #include <algorithm>
 #include <set>
@@ -102,16 +104,33 @@ OraclePlace OraclePlaceGroup::GetPlaceBelow(OraclePlace const& place) const
     return m_transforming ? place.Transformed(m_affine) : place.Narrowed(m_window);
 }
 
-TqOcBaseTraversable::TraversalStatus
-OraclePlaceGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+template <class Walker>
+void OraclePlaceGroup::AppendChildren(Walker* walker, TqOcTravState* state)
 {
     TqOcRenderTravCull* const cull =
         m_transforming
-            ? state->TransformedCull(traversal, m_affine)
-            : state->NarrowedCull(traversal, m_window[0], m_window[1], m_window[2], m_window[3]);
+            ? state->TransformedCull(walker, m_affine)
+            : state->NarrowedCull(walker, m_window[0], m_window[1], m_window[2], m_window[3]);
     for (int i = 0; i < GetNumChildren(); ++i) {
-        state->Append(traversal, GetChild(i), cull);
+        state->Append(walker, GetChild(i), cull);
     }
+}
+
+TqOcBaseTraversable::TraversalStatus
+OraclePlaceGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+{
+    AppendChildren(traversal, state);
+    return eAPPENDED;
+}
+
+TqOcBaseTraversable::TraversalStatus
+OraclePlaceGroup::PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState* state)
+{
+    if (visitor->BeginVisit(this) == TqOcVisitor::ePRUNE) {
+        return eFINISHED;
+    }
+    AppendChildren(visitor, state);
+    visitor->EndVisit(this);
     return eAPPENDED;
 }
 
@@ -200,6 +219,8 @@ TqOcTraversable* OracleTree::MakeContainers(OracleTreeKind kind, std::vector<int
         }
         return builder.End();
     }
+    case OracleTreeKind::eDYNAMIC_BUILDER:
+        return MakeDynamicTree(numbers, random);
     case OracleTreeKind::eMIXED:
         break;
     }
@@ -212,6 +233,20 @@ TqOcTraversable* OracleTree::MakeContainers(OracleTreeKind kind, std::vector<int
         group->AddChild(MakeContainers(static_cast<OracleTreeKind>(part), parts[part], random));
     }
     return group;
+}
+
+TqOcTraversable* OracleTree::MakeDynamicTree(std::vector<int> const& numbers, SceneRandom& random)
+{
+    TqUPtrVector<TqOcTraversable> leaves;
+    for (std::size_t first = 0; first < numbers.size();) {
+        std::size_t const last = std::min<std::size_t>(first + 1 + random.Below(3), numbers.size());
+        leaves.PushBack(MakeLeaf({numbers.begin() + static_cast<std::ptrdiff_t>(first),
+                                  numbers.begin() + static_cast<std::ptrdiff_t>(last)},
+                                 random));
+        first = last;
+    }
+    TqOcDynamicHierarchyBuilder builder;
+    return builder.Build(&leaves, 2 + static_cast<int>(random.Below(6)));
 }
 
 // Cuts the list into random runs; a run is a leaf, a chain of only children, or grouped further.
@@ -260,6 +295,14 @@ TqOcTraversable* OracleTree::MakeLeaf(std::vector<int> const& numbers, SceneRand
     if (numbers.size() == 1 && random.Chance(0.5)) {
         return new TqOcSingleLeaf(m_shapes[static_cast<std::size_t>(numbers[0])].get());
     }
+    if (random.Chance(0.1)) {
+        auto* marked = new TqOcStaticGroup;
+        marked->SetLeaf(1);
+        for (int number : numbers) {
+            marked->AddShape(m_shapes[static_cast<std::size_t>(number)].get());
+        }
+        return marked;
+    }
     auto* leaf = new TqOcStaticLeaf;
     for (int number : numbers) {
         leaf->AddChild(m_shapes[static_cast<std::size_t>(number)].get());
@@ -280,7 +323,8 @@ void OracleTree::ShareContainers(double share, SceneRandom& random)
             continue;
         }
         TqOcTraversable* above = containers[random.Below(static_cast<std::uint32_t>(i))];
-        if (auto* group = dynamic_cast<TqOcStaticGroup*>(above)) {
+        auto* const group = dynamic_cast<TqOcStaticGroup*>(above);
+        if (group != nullptr && group->IsLeaf() == 0) {
             group->AddChild(containers[i]);
         }
     }

@@ -3,8 +3,9 @@
 // OracleTrees: random hierarchies, cameras and settings for the oracles.
 //
 // Everything follows from a seed. A tree holds from 10 to 5,000 shapes of a generated scene under
-// containers made in one of four ways (grouped by hand, by the static builder, by the flat builder,
-// or a mix of them), with random switches. The tree owns its boxes, shapes and containers.
+// containers made in one of five ways (grouped by hand, by the static builder, by the flat builder,
+// by a mix of them, or by the dynamic builder), with random switches. The tree owns its boxes,
+// shapes and containers.
 
 #include "support/OracleCull.h"
 
@@ -59,11 +60,16 @@ public:
     OraclePlace GetPlaceBelow(OraclePlace const& place) const;
 
     TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                     TqOcTravState* state) override;
 
 protected:
     void DoUpdate() override;
 
 private:
+    template <class Walker>
+    void AppendChildren(Walker* walker, TqOcTravState* state);
+
     bool m_transforming;
     TqLAffine3f m_affine;
     double m_window[4] = {0.0, 1.0, 0.0, 1.0};
@@ -75,10 +81,11 @@ enum class OracleTreeKind
     eBY_HAND,        ///< Random grouping, with single-child chains and leaves of both kinds.
     eSTATIC_BUILDER, ///< TqOcStaticHierarchyBuilder with a random threshold.
     eFLAT_BUILDER,   ///< TqOcFlatHierarchyBuilder.
-    eMIXED           ///< A group of trees of the kinds above.
+    eMIXED,          ///< A group of trees of the kinds above.
+    eDYNAMIC_BUILDER ///< TqOcDynamicHierarchyBuilder over leaves of both kinds.
 };
 
-inline constexpr int eORACLE_TREE_KINDS = 4;
+inline constexpr int eORACLE_TREE_KINDS = 5;
 
 /// What may be random in a tree besides its structure.
 struct OracleTreeOptions
@@ -118,6 +125,7 @@ private:
     void MakeShapes(OracleTreeOptions const& options, SceneRandom& random);
     TqOcTraversable* MakeContainers(OracleTreeKind kind, std::vector<int> const& numbers,
                                     SceneRandom& random);
+    TqOcTraversable* MakeDynamicTree(std::vector<int> const& numbers, SceneRandom& random);
     TqOcTraversable* GroupByHand(std::vector<int> const& numbers, int depth, SceneRandom& random);
     TqOcTraversable* MakeLeaf(std::vector<int> const& numbers, SceneRandom& random);
     void ShareContainers(double share, SceneRandom& random);

@@ -88,23 +88,23 @@ int OracleHost::IsInteractionPending()
     return m_draws >= endAfterShapes;
 }
 
-// ---- Walk ---------------------------------------------------------------------------------------
+// ---- Best first ---------------------------------------------------------------------------------
 
-OracleWalk::OracleWalk(TqOcPrioritizedTraversal& traversal, OracleHost& host)
+OracleBestFirst::OracleBestFirst(TqOcPrioritizedTraversal& traversal, TqOcContext& context)
     : m_traversal(traversal)
-    , m_host(host)
+    , m_context(context)
 {}
 
-void OracleWalk::Run(TqOcTraversable* root)
+void OracleBestFirst::Run(TqOcTraversable* root)
 {
-    root->SetFrameId(m_traversal.GetFrameId());
     m_clipped = false;
+    Finish(root); // a frame deals with its root before it walks
     if (root->GetBoundingBox().GetMin()[0] > root->GetBoundingBox().GetMax()[0]) {
         return;
     }
     TqLAffine3f identity;
     identity.MakeIdentity();
-    TqOcTravFrustum frustum(m_traversal.GetViewFrustum(), &m_host, m_traversal.GetStress());
+    TqOcTravFrustum frustum(m_traversal.GetViewFrustum(), &m_context, m_traversal.GetStress());
     TqOcTravTransform transform(identity, m_traversal.GetClipPlanes(),
                                 m_traversal.GetNumClipPlanes());
     TqOcRenderTravCull cull(&frustum, &transform);
@@ -112,65 +112,63 @@ void OracleWalk::Run(TqOcTraversable* root)
     Record record;
     record.node = root;
     record.cull = &cull;
-    if (cull.CalcPriority(&m_traversal, 1, root, 7, &record.data) != 0 && Expand(record)) {
+    if (Judge(record, GetFirstBits()) != 0 && !m_clipped && Expand(record)) {
         Visit(record, std::numeric_limits<double>::infinity());
-        AbortQueries(record);
+        EndRun(record);
     }
     m_levels.clear();
 }
 
-bool OracleWalk::IsVisible(TqOcBaseTraversable const& node) const
+bool OracleBestFirst::IsVisible(TqOcBaseTraversable const& node) const
 {
     return node.IsHideRender() == 0 && (node.GetPrimitives() & m_traversal.GetPrimitiveBits()) != 0;
 }
 
 // A node's own turn. Returns whether it has children left to be walked.
-bool OracleWalk::Expand(Record& record)
+bool OracleBestFirst::Expand(Record& record)
 {
-    unsigned const frameId = m_traversal.GetFrameId();
     for (;;) {
         bool const appended = TakeTurn(record);
-        if (!appended || record.children.empty()) {
-            CheckExpired(record);
-            record.node->SetFrameId(frameId);
+        if (!appended || m_clipped || record.children.empty()) {
+            record.children.clear();
+            EndTurn(record);
+            Finish(record.node);
             return false;
         }
         if (record.children.size() > 1 || record.children[0].cull != record.cull) {
             break;
         }
         // An only child stands in for its parent and inherits the parent's score.
-        record.node->SetFrameId(frameId);
+        Finish(record.node);
         record.node = record.children[0].node;
         record.children.clear();
     }
     Score(record);
     if (record.children.empty()) {
-        record.node->SetFrameId(frameId);
+        Finish(record.node);
         return false;
     }
     record.expanded = true;
     return true;
 }
 
-bool OracleWalk::TakeTurn(Record& record)
+// Queues what can be offered, under the cull object that the node gives its children.
+void OracleBestFirst::AppendChildren(Record& record)
 {
-    TqOcTraversable* node = record.node;
-    node->SetHysteresisId(m_traversal.GetFrameId());
-    if (node->IsLeaf() != 0) {
-        DrawLeaf(node);
-        return false;
-    }
     TqOcRenderTravCull* const cull = GetCullBelow(record);
     TqOcBaseTraversable* const* children = nullptr;
-    int const count = node->GetChildren(&children);
+    int const count = record.node->GetChildren(&children);
     for (int i = 0; i < count; ++i) {
-        Append(record, children[i], cull);
+        if (Admits(*children[i])) {
+            record.children.emplace_back();
+            record.children.back().node = static_cast<TqOcTraversable*>(children[i]);
+            record.children.back().cull = cull;
+        }
     }
-    return true;
 }
 
 // The node's own cull object, or one more where it places its children.
-TqOcRenderTravCull* OracleWalk::GetCullBelow(Record& record)
+TqOcRenderTravCull* OracleBestFirst::GetCullBelow(Record& record)
 {
     auto const* placing = dynamic_cast<OraclePlaceGroup const*>(record.node);
     if (placing == nullptr) {
@@ -191,17 +189,118 @@ TqOcRenderTravCull* OracleWalk::GetCullBelow(Record& record)
     return &level.cull;
 }
 
-void OracleWalk::Append(Record& record, TqOcBaseTraversable* child, TqOcRenderTravCull* cull)
+// Judges the children, last appended first, drops the culled ones and puts the best in front.
+void OracleBestFirst::Score(Record& record)
 {
-    if (child->IsTraversed() != 0 || child->GetFrameId() == m_traversal.GetFrameId()) {
-        m_traversal.IncTrisTraversedCulled(child->GetTris());
-    } else if (IsVisible(*child)) {
-        record.children.emplace_back();
-        record.children.back().node = static_cast<TqOcTraversable*>(child);
-        record.children.back().cull = cull;
-    } else {
-        m_traversal.IncTrisVisibilityCulled(child->GetTris());
+    std::vector<Record> kept;
+    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
+        // Sides that the parent is wholly inside of count only in the same window.
+        bool const sameWindow = child->cull->GetTravFrustum() == record.cull->GetTravFrustum();
+        int const bits = sameWindow ? record.data.cullBits : GetFirstBits();
+        if (!m_clipped && Judge(*child, bits) != 0) {
+            kept.insert(kept.begin(), *child);
+        }
     }
+    std::size_t best = 0;
+    for (std::size_t i = 1; i < kept.size(); ++i) {
+        if (kept[i].data.priority < kept[best].data.priority) {
+            best = i;
+        }
+    }
+    if (!kept.empty()) {
+        std::rotate(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(best),
+                    kept.begin() + static_cast<std::ptrdiff_t>(best) + 1);
+    }
+    record.children = std::move(kept);
+}
+
+// Works the children of an expanded node until they are done or a better node is elsewhere.
+OracleBestFirst::Outcome OracleBestFirst::Visit(Record& record, double bound)
+{
+    double const slack = std::max(0.0, m_traversal.GetSortSlack());
+    record.node->SetTraversed();
+    Outcome outcome = eDONE;
+    while (!m_clipped && !record.children.empty()) {
+        double const allowed = bound > m_traversal.GetSlackStart() ? bound + slack : bound;
+        Record& head = record.children[0];
+        if (head.data.priority > allowed) {
+            record.data.priority = head.data.priority;
+            outcome = ePUT_OFF;
+            break;
+        }
+        double below = allowed;
+        if (record.children.size() > 1) {
+            PutBestSecond(record);
+            below = std::min(below, record.children[1].data.priority);
+            LookAhead(record.children[1]);
+        }
+        Outcome headOutcome = eDONE;
+        if (head.expanded || (!IsOccluded(head) && Expand(head))) {
+            headOutcome = Visit(head, below);
+        }
+        if (headOutcome == eDONE && !m_clipped) {
+            Finish(head.node);
+            record.children.erase(record.children.begin());
+        } else if (!m_clipped && record.children.size() > 1 &&
+                   record.children[1].data.priority < head.data.priority) {
+            std::swap(record.children[0], record.children[1]);
+        }
+    }
+    record.node->ClearTraversed();
+    return outcome;
+}
+
+void OracleBestFirst::PutBestSecond(Record& record)
+{
+    auto const second = record.children.begin() + 1;
+    auto best = second;
+    for (auto child = second; child != record.children.end(); ++child) {
+        if (child->data.priority < best->data.priority) {
+            best = child;
+        }
+    }
+    std::rotate(second, best, best + 1);
+}
+
+// ---- Frame --------------------------------------------------------------------------------------
+
+OracleWalk::OracleWalk(TqOcPrioritizedTraversal& traversal, OracleHost& host)
+    : OracleBestFirst(traversal, host)
+    , m_host(host)
+{}
+
+bool OracleWalk::TakeTurn(Record& record)
+{
+    record.node->SetHysteresisId(m_traversal.GetFrameId());
+    if (record.node->IsLeaf() != 0) {
+        DrawLeaf(record.node);
+        return false;
+    }
+    AppendChildren(record);
+    return true;
+}
+
+int OracleWalk::Judge(Record& record, int bits)
+{
+    return record.cull->CalcPriority(&m_traversal, 1, record.node, bits, &record.data);
+}
+
+bool OracleWalk::Admits(TqOcBaseTraversable const& child)
+{
+    if (child.IsTraversed() != 0 || child.GetFrameId() == m_traversal.GetFrameId()) {
+        m_traversal.IncTrisTraversedCulled(child.GetTris());
+        return false;
+    }
+    if (!IsVisible(child)) {
+        m_traversal.IncTrisVisibilityCulled(child.GetTris());
+        return false;
+    }
+    return true;
+}
+
+void OracleWalk::Finish(TqOcTraversable* node)
+{
+    node->SetFrameId(m_traversal.GetFrameId());
 }
 
 void OracleWalk::DrawLeaf(TqOcTraversable* leaf)
@@ -220,33 +319,8 @@ void OracleWalk::DrawLeaf(TqOcTraversable* leaf)
     }
 }
 
-// Judges the children, last appended first, drops the culled ones and puts the best in front.
-void OracleWalk::Score(Record& record)
-{
-    std::vector<Record> kept;
-    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
-        // Sides that the parent is wholly inside of count only in the same window.
-        bool const sameWindow = child->cull->GetTravFrustum() == record.cull->GetTravFrustum();
-        int const bits = sameWindow ? record.data.cullBits : 7;
-        if (child->cull->CalcPriority(&m_traversal, 1, child->node, bits, &child->data) != 0) {
-            kept.insert(kept.begin(), *child);
-        }
-    }
-    std::size_t best = 0;
-    for (std::size_t i = 1; i < kept.size(); ++i) {
-        if (kept[i].data.priority < kept[best].data.priority) {
-            best = i;
-        }
-    }
-    if (!kept.empty()) {
-        std::rotate(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(best),
-                    kept.begin() + static_cast<std::ptrdiff_t>(best) + 1);
-    }
-    record.children = std::move(kept);
-}
-
 // The time-out of these walks has expired from the start, so each finished node asks the host.
-void OracleWalk::CheckExpired(Record const& record)
+void OracleWalk::EndTurn(Record const& record)
 {
     if (record.data.priority > eFORCED_PRIORITY && !m_clipped &&
         m_traversal.GetPolicy() == TqOcRenderTraversal::eINTERRUPTIBLE) {
@@ -254,56 +328,8 @@ void OracleWalk::CheckExpired(Record const& record)
     }
 }
 
-// Works the children of an expanded node until they are done or a better node is elsewhere.
-OracleWalk::Outcome OracleWalk::Visit(Record& record, double bound)
-{
-    double const slack = std::max(0.0, m_traversal.GetSortSlack());
-    record.node->SetTraversed();
-    Outcome outcome = eDONE;
-    while (!m_clipped && !record.children.empty()) {
-        double const allowed = bound > m_traversal.GetSlackStart() ? bound + slack : bound;
-        Record& head = record.children[0];
-        if (head.data.priority > allowed) {
-            record.data.priority = head.data.priority;
-            outcome = ePUT_OFF;
-            break;
-        }
-        double below = allowed;
-        if (record.children.size() > 1) {
-            PutBestSecond(record);
-            below = std::min(below, record.children[1].data.priority);
-            BeginQuery(record.children[1]);
-        }
-        Outcome headOutcome = eDONE;
-        if (head.expanded || (!IsOccluded(head) && Expand(head))) {
-            headOutcome = Visit(head, below);
-        }
-        if (headOutcome == eDONE && !m_clipped) {
-            head.node->SetFrameId(m_traversal.GetFrameId());
-            record.children.erase(record.children.begin());
-        } else if (!m_clipped && record.children.size() > 1 &&
-                   record.children[1].data.priority < head.data.priority) {
-            std::swap(record.children[0], record.children[1]);
-        }
-    }
-    record.node->ClearTraversed();
-    return outcome;
-}
-
-void OracleWalk::PutBestSecond(Record& record)
-{
-    auto const second = record.children.begin() + 1;
-    auto best = second;
-    for (auto child = second; child != record.children.end(); ++child) {
-        if (child->data.priority < best->data.priority) {
-            best = child;
-        }
-    }
-    std::rotate(second, best, best + 1);
-}
-
 // One step ahead: the next best child gets its query while the best is walked.
-void OracleWalk::BeginQuery(Record& record)
+void OracleWalk::LookAhead(Record& record)
 {
     TqLBox3f const& box = record.node->GetBoundingBox();
     bool const wanted = !record.expanded && m_traversal.IsOcclusionCulling() != 0 &&
@@ -335,13 +361,13 @@ bool OracleWalk::IsOccluded(Record& record)
     return occluded;
 }
 
-void OracleWalk::AbortQueries(Record& record)
+void OracleWalk::EndRun(Record& record)
 {
     if (record.query != nullptr) {
         m_host.AbortOcclusionQuery(record.query);
         record.query = nullptr;
     }
     for (Record& child : record.children) {
-        AbortQueries(child);
+        EndRun(child);
     }
 }

@@ -7,6 +7,9 @@
 // numbers stay equal to the last bit, and an error in that routine shows in both walks alike.
 // OracleCull holds that routine against numbers of its own. It marks and stamps the nodes just as a
 // walk does, so give it a tree of its own (made from the same seed).
+//
+// OracleBestFirst is what all such walks have in common; OracleWalk is a frame's, and OracleVisit
+// (in a file of its own) a visitor's.
 
 #include "support/OracleTrees.h"
 
@@ -70,17 +73,15 @@ private:
     std::vector<std::string> m_events;
 };
 
-/// One recursive walk.
-class OracleWalk
+/// One recursive walk; what a node does in its turn is its kind's.
+class OracleBestFirst
 {
 public:
-    /// @param traversal  configured like the engine's and never applied; its counters are written.
-    /// @param host  records what happens.
-    OracleWalk(TqOcPrioritizedTraversal& traversal, OracleHost& host);
+    virtual ~OracleBestFirst() = default;
 
     void Run(TqOcTraversable* root);
 
-private:
+protected:
     struct Record
     {
         TqOcTraversable* node = nullptr;
@@ -91,6 +92,39 @@ private:
         TqOcOcclusionQuery* query = nullptr;
     };
 
+    /// @param traversal  configured like the engine's and never applied; its counters are written.
+    /// @param context  asked for the window size.
+    OracleBestFirst(TqOcPrioritizedTraversal& traversal, TqOcContext& context);
+
+    /// A node's own turn. Returns whether it appended its children.
+    virtual bool TakeTurn(Record& record) = 0;
+    /// Culls (0) or scores the record's node.
+    virtual int Judge(Record& record, int bits) = 0;
+
+    /// Bits for children of another view than their parent's.
+    virtual int GetFirstBits() const { return 7; }
+
+    /// Whether a node can be offered at all; counts it where that is called for.
+    virtual bool Admits(TqOcBaseTraversable const& child) = 0;
+
+    virtual void Finish(TqOcTraversable*) {}
+
+    /// The node had nothing to hand on.
+    virtual void EndTurn(Record const&) {}
+
+    virtual void LookAhead(Record&) {}
+
+    virtual bool IsOccluded(Record&) { return false; }
+
+    virtual void EndRun(Record&) {}
+
+    void AppendChildren(Record& record);
+    bool IsVisible(TqOcBaseTraversable const& node) const;
+
+    TqOcPrioritizedTraversal& m_traversal;
+    bool m_clipped = false;
+
+private:
     // A cull object with the states that it points at.
     struct Level
     {
@@ -106,21 +140,34 @@ private:
     };
 
     bool Expand(Record& record);
-    bool TakeTurn(Record& record);
-    void Append(Record& record, TqOcBaseTraversable* child, TqOcRenderTravCull* cull);
     TqOcRenderTravCull* GetCullBelow(Record& record);
-    void DrawLeaf(TqOcTraversable* leaf);
     void Score(Record& record);
-    void CheckExpired(Record const& record);
     Outcome Visit(Record& record, double bound);
     void PutBestSecond(Record& record);
-    void BeginQuery(Record& record);
-    bool IsOccluded(Record& record);
-    void AbortQueries(Record& record);
-    bool IsVisible(TqOcBaseTraversable const& node) const;
 
-    TqOcPrioritizedTraversal& m_traversal;
-    OracleHost& m_host;
+    TqOcContext& m_context;
     std::deque<Level> m_levels;
-    bool m_clipped = false;
+};
+
+/// The walk of a frame.
+class OracleWalk : public OracleBestFirst
+{
+public:
+    /// @param host  records what happens.
+    OracleWalk(TqOcPrioritizedTraversal& traversal, OracleHost& host);
+
+protected:
+    bool TakeTurn(Record& record) override;
+    int Judge(Record& record, int bits) override;
+    bool Admits(TqOcBaseTraversable const& child) override;
+    void Finish(TqOcTraversable* node) override;
+    void EndTurn(Record const& record) override;
+    void LookAhead(Record& record) override;
+    bool IsOccluded(Record& record) override;
+    void EndRun(Record& record) override;
+
+private:
+    void DrawLeaf(TqOcTraversable* leaf);
+
+    OracleHost& m_host;
 };
