@@ -107,6 +107,7 @@ int TqOcTraversalFIFO::Remove(void** item)
         while (IsEmpty() && m_high == 0 && m_low == 0) {
             m_idle = 1;
             m_idleSignal.Signal();
+            m_space.Signal();
             m_work.Wait(m_lock);
         }
         m_idle = 0;
