@@ -10,12 +10,16 @@ using namespace TqOcInternal;
 
 // Every wait is a loop around its predicate: a condition may wake without a signal, and somebody
 // else may come first. The signals come after the lock is given up, so that who wakes finds it
-// free; only the idle signal comes before, because its giver gives the lock up by waiting itself.
+// free; only those of a consumer that goes idle come before, because it gives the lock up by
+// waiting itself.
 //
 // A place in the ring wakes one producer. That is enough: producers wait for the ring only while it
 // is full, and each place that becomes free sends one signal, so as long as there are places and
 // waiters a woken one is on its way. With producers that wait for a slot on the same condition the
 // signal could go to one of those and be lost; they have a condition of their own.
+//
+// Some C libraries can lose the wake-up of one waiter among several, though never that of all. So
+// the consumer wakes every producer before it goes idle: none sleeps on beside an empty ring.
 
 namespace
 {

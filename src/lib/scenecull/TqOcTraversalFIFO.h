@@ -3,9 +3,10 @@
 //
 // The library starts no thread: an application that wants traversal work done on a thread of its
 // own makes the thread, lets it loop on Remove, and enters work from elsewhere. A ring of pointers,
-// one slot for a message of each kind, one lock and three conditions: work for the consumer, space
-// for producers, and the consumer's being idle for Flush. Every operation takes the lock once;
-// Enter, EnterHigh and EnterLow wait while their place is taken, Remove while there is nothing.
+// one slot for a message of each kind, one lock and four conditions: work for the consumer, space
+// for items, space for messages, and the consumer's being idle for Flush. Every operation takes the
+// lock once; Enter, EnterHigh and EnterLow wait while their place is taken, Remove while there is
+// nothing.
 //
 // The end: an operation signals after it has given the lock up, so the queue must outlive the
 // return of the last operation of every thread. Let the thread that owns the queue enter a last
