@@ -93,12 +93,21 @@ public:
         , m_queue(queue)
     {}
 
+    /// Waits for the worker too: it may go while an exception is on its way.
+    ~DeferredCount() override
+    {
+        if (m_result.valid()) {
+            m_result.wait();
+        }
+    }
+
     int GetCount() const { return m_count; }
 
     /// On the main thread: brings the hierarchy up to date, and hands over.
     void AsyncApply(TqOcTraversable* root) override
     {
         root->Update();
+        ResetStats();
         m_root = root;
         m_done = std::promise<void>();
         m_result = m_done.get_future();
