@@ -63,6 +63,10 @@ public:
     /// DrawKept, then waits until the picture is complete.
     void EndFrame();
 
+    /// Whether meshes are drawn without the triangles that are seen from behind: no, surfaces show
+    /// from either side.
+    static constexpr bool CullsBackFaces() { return false; }
+
     GlFunctions const& GetGl() const { return m_gl; }
 
 private:

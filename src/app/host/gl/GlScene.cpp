@@ -31,7 +31,8 @@ void CountNodes(TqOcBaseTraversable* node, int depth, HierarchyCounts* counts)
 GlScene::GlScene(SceneModel const& model, GlRenderer& renderer, GlSceneSettings const& settings)
     : m_model(model)
     , m_renderer(renderer)
-    , m_shared{&model, &renderer}
+    , m_trees(model)
+    , m_shared{&model, &renderer, &m_trees}
 {
     m_shapes.reserve(model.placements.size());
     for (std::size_t i = 0; i < model.placements.size(); ++i) {

@@ -11,6 +11,7 @@
 #include "host/gl/GlRenderer.h"
 #include "host/gl/GlShape.h"
 #include "host/model/SceneModel.h"
+#include "host/pick/MeshTree.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -59,11 +60,15 @@ public:
 
     HierarchyCounts const& GetCounts() const { return m_counts; }
 
+    /// The trees through which the shapes are picked; each is built at its mesh's first pick.
+    MeshTrees& GetTrees() { return m_trees; }
+
 private:
     TqOcTraversable* Build(bool occluders, int leafTris);
 
     SceneModel const& m_model;
     GlRenderer& m_renderer;
+    MeshTrees m_trees;
     GlShapeScene m_shared;
     std::vector<GlShape> m_shapes;
     TqOcTraversable* m_root = nullptr;

@@ -2,24 +2,34 @@
 //
 // All shapes of a scene lie side by side in one vector and are user owned: containers never delete
 // them. A shape is 56 bytes; geometry, transform and material belong to the SceneModel.
+// Picks test the shape's own triangles, through the trees that the scene keeps (host/pick).
 #pragma once
 
 #include "host/gl/GlRenderer.h"
 #include "host/model/SceneModel.h"
+#include "host/pick/MeshTree.h"
 
 #include "scenecull/TqOcShape.h"
 
 #include <cstdint>
 
+class TqOcPickTraversal;
+
 namespace host
 {
 
-/// What all shapes of a scene share. Both must outlive the shapes. Without a renderer the shapes
-/// count themselves as drawn and draw nothing, which tells what a frame would cost.
+class PlacedMesh;
+struct MeshContact;
+struct MeshHit;
+
+/// What all shapes of a scene share. All of it must outlive the shapes. Without a renderer the
+/// shapes count themselves as drawn and draw nothing, which tells what a frame would cost; without
+/// trees they cannot be picked.
 struct GlShapeScene
 {
     SceneModel const* m_model = nullptr;
     GlRenderer* m_renderer = nullptr;
+    MeshTrees* m_trees = nullptr;
 };
 
 /// A drawable placement.
@@ -45,10 +55,36 @@ public:
     void PrioritizedShape(TqOcPrioritizedTraversal* traversal,
                           TqOcRenderTravCullData const& data) override;
 
-    /// Nothing: picking ends at the shape's box.
+    /// Tests the shape's triangles against the pick frustum.
+    ///
+    /// Reads PickBits and ResultBits (host/pick/PickBits.h), ContainedOnly, BackfaceCull and the
+    /// required property bits. Where the nearest hit is wanted (a pick point is required, and
+    /// ResultBits do not leave it out), looks for the one nearer than the present pick, or the
+    /// shape's own nearest with ePROPERTY_ALL_HITS; else for any. What is found lists the shape
+    /// once and may become the pick, with normal, colour and vertices; the sub-object is the
+    /// triangle's number in its mesh. What clip planes cut away is not hit, unless the shape
+    /// ignores them. With ContainedOnly, a mesh with a corner outside the frustum is passed over.
+    ///
+    /// Which point of a triangle is picked is told in host/pick/FrustumHit.h. Gives up when the
+    /// traversal's time is over and reports what it has found by then.
     void PickShape(TqOcPickFrustumTraversal* traversal) override;
 
+    /// Looks for the first contact of the moving body with the shape's triangles.
+    ///
+    /// A contact lists the shape. Where a pick point is required it may become the pick, at its
+    /// distance along the sweep, with the contact's normal (from the triangle to the body), the
+    /// colour and the vertices; the sweep is then shortened to it, unless ePROPERTY_ALL_HITS is
+    /// required. BackfaceCull passes over triangles that do not face the motion.
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
+
 private:
+    PlacedMesh GetPlacedMesh() const;
+    void ReportHit(TqOcPickFrustumTraversal* traversal, PlacedMesh const& mesh, MeshHit const& hit);
+    void ReportContact(TqOcPickSweepTraversal* traversal, PlacedMesh const& mesh,
+                       MeshContact const& contact, double distance);
+    void ReportTriangle(TqOcPickTraversal* traversal, PlacedMesh const& mesh,
+                        std::uint32_t primitive) const;
+
     GlShapeScene const* m_scene;
     std::uint32_t m_placement;
 };
