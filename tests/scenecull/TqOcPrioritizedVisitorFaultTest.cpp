@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -256,6 +257,71 @@ TEST(TqOcPrioritizedVisitor, TakesNothingFromTheHeapAfterAVisitThatWasPruned)
     EXPECT_EQ(visitor.shapes, 400);
 }
 
+TEST(TqOcPrioritizedVisitor, GivesRecordsBackAsSoonAsTheirNodesAreDoneWith)
+{
+    // Many groups, one after the other: each takes as much as one alone if nothing stays behind.
+    constexpr int eGROUPS = 400;
+    constexpr int eCHILDREN = 20;
+
+    struct Row
+    {
+        char const* what;
+        std::function<TqOcTraversable*(VisitStage&, double distance)> make;
+    };
+
+    auto const makeList = [](VisitStage& stage, double distance) {
+        auto* const group = stage.Group("g", {});
+        for (int i = 0; i < eCHILDREN; ++i) {
+            group->AddChild(stage.Leaf("l", distance));
+        }
+        return group;
+    };
+    auto const makeCulled = [](VisitStage& stage, double distance) {
+        auto* const group = stage.Group("g", {stage.Leaf("l", distance)});
+        for (int i = 0; i < eCHILDREN; ++i) {
+            group->AddChild(stage.LeafAt("outside", 500.0, 0.0, -4.0));
+        }
+        return group;
+    };
+    auto const makeChain = [](VisitStage& stage, double distance) {
+        TqOcTraversable* node = stage.Leaf("l", distance);
+        for (int i = 0; i < eCHILDREN; ++i) {
+            node = stage.Group("g", {node});
+        }
+        return node;
+    };
+    auto const makeDropped = [&](VisitStage& stage, double distance) {
+        auto* const group = makeList(stage, distance);
+        group->onTurn = [group](TqOcPrioritizedVisitor* visitor, TqOcTravState* state) {
+            for (int i = 0; i < group->GetNumChildren(); ++i) {
+                state->Append(visitor, group->GetChild(i));
+            }
+            return TqOcBaseTraversable::eFINISHED;
+        };
+        return group;
+    };
+    for (Row const& row : {Row{"done", makeList}, Row{"culled", makeCulled},
+                           Row{"taken over", makeChain}, Row{"dropped", makeDropped}}) {
+        SCOPED_TRACE(row.what);
+        auto const countFirstVisit = [&](auto const& makeChild) {
+            VisitStage stage;
+            stage.SetRoot({});
+            for (int i = 0; i < eGROUPS; ++i) {
+                stage.Root()->AddChild(makeChild(stage, 0.01 * i));
+            }
+            stage.root->Update();
+            QuietVisitor visitor;
+            AllocationCounter const counter;
+            visitor.Apply(stage.root.get());
+            return counter.GetNumMemory();
+        };
+        std::size_t const ofLeaves = countFirstVisit(
+            [](VisitStage& stage, double distance) { return stage.Leaf("l", distance); });
+        // At most one more piece of memory for the records of one group.
+        EXPECT_LE(countFirstVisit(row.make), ofLeaves + 1);
+    }
+}
+
 TEST(TqOcPrioritizedVisitor, EndsTheWalkWhenMemoryIsRefusedAtAnyPoint)
 {
     constexpr int eLEAVES = 100;
@@ -394,6 +460,33 @@ TEST(TqOcPrioritizedVisitor, PutsTheWalkInOrderWhenTheWindowSizeThrows)
     EXPECT_EQ(stage.log.Take(), Lines());
     stage.visitor.onEvent = nullptr;
     EXPECT_EQ(stage.VisitShapes().size(), 7U);
+}
+
+TEST(TqOcPrioritizedVisitor, VisitsNothingWhenTheUpdateOfTheRootThrows)
+{
+    class Unmeasured : public RecordingShape
+    {
+    public:
+        using RecordingShape::RecordingShape;
+
+        bool throws = true;
+
+        void GetShapeBox(TqLBox3f& box) override
+        {
+            if (throws) {
+                throw Failure();
+            }
+            RecordingShape::GetShapeBox(box);
+        }
+    };
+
+    VisitStage stage;
+    auto* const shape = new Unmeasured(&stage.log, "b", MakeCube(0.0, 0.0, -5.0, 0.25));
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Named("b", new TqOcSingleLeaf(shape))});
+    EXPECT_THROW(stage.Visit(), Failure);
+    EXPECT_EQ(stage.log.Take(), Lines());
+    shape->throws = false;
+    EXPECT_EQ(stage.VisitShapes(), (Lines{"a", "b"}));
 }
 
 TEST(TqOcPrioritizedVisitor, PutsTheWalkInOrderWhenACallbackOfItsTraversalThrows)

@@ -159,6 +159,24 @@ public:
     using TqOcStaticBase::TqOcStaticBase;
 };
 
+/// Keeps what a node class answered in its last turn.
+template <class Node>
+class TellingNode : public Node
+{
+public:
+    using Node::Node;
+
+    int told = -1;
+
+    TqOcBaseTraversable::TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                                          TqOcTravState* state) override
+    {
+        TqOcBaseTraversable::TraversalStatus const status = Node::PrioritizedVisit(visitor, state);
+        told = status;
+        return status;
+    }
+};
+
 /// Opens what a visitor is to its traversal.
 class OpenVisitor : public TqOcPrioritizedVisitor
 {
@@ -447,6 +465,37 @@ TEST(TqOcPrioritizedVisitor, PostsThatPruningInEndVisitHasNoEffectAndGoesOn)
         stage.visitor.endPruned.clear();
         stage.Visit();
         EXPECT_TRUE(posts.Empty());
+    }
+}
+
+TEST(TqOcPrioritizedVisitor, IsToldByEachNodeClassWhetherItAppended)
+{
+    VisitStage stage;
+    auto* const group = new TellingNode<TqOcStaticGroup>;
+    auto* const dynamic = new TellingNode<TqOcDynamicGroup>;
+    auto* const leaf = new TellingNode<TqOcStaticLeaf>;
+    auto* const single = new TellingNode<TqOcSingleLeaf>(stage.Shape("1", 1.0));
+    auto* const plain = new TellingNode<PlainTraversable>;
+    leaf->AddChild(stage.Shape("2", 2.0));
+    group->AddChild(stage.Leaf("3", 3.0));
+    dynamic->AddChild(stage.Leaf("4", 4.0));
+    stage.SetRoot({stage.Named("group", group), stage.Named("dynamic", dynamic),
+                   stage.Named("leaf", leaf), stage.Named("single", single),
+                   stage.Named("plain", plain)});
+    stage.root->Update();
+    plain->UpdatePrimitives(TqLPrimitiveTypes::eTRIANGLES);
+    plain->SetBoundingBox(MakeCube(0.0, 0.0, -4.0, 1.0));
+    EXPECT_EQ(stage.VisitShapes(), (Lines{"1", "2", "3", "4"}));
+    EXPECT_EQ(group->told, TqOcBaseTraversable::eAPPENDED);
+    EXPECT_EQ(dynamic->told, TqOcBaseTraversable::eAPPENDED);
+    EXPECT_EQ(leaf->told, TqOcBaseTraversable::eFINISHED);
+    EXPECT_EQ(single->told, TqOcBaseTraversable::eFINISHED);
+    EXPECT_EQ(plain->told, TqOcBaseTraversable::eFINISHED);
+
+    stage.visitor.pruned = {"group", "dynamic", "leaf", "single", "plain"};
+    EXPECT_EQ(stage.VisitShapes(), Lines());
+    for (auto const told : {group->told, dynamic->told, leaf->told, single->told, plain->told}) {
+        EXPECT_EQ(told, TqOcBaseTraversable::eFINISHED);
     }
 }
 
@@ -810,6 +859,18 @@ TEST(TqOcPrioritizedVisitor, VisitsEveryNodeWhateverNumberItsPriorityIs)
     EXPECT_EQ(stage.VisitShapes(), (Lines{"b", "c", "a"}));
     stage.visitor.priorities = {{"c", -s_infinity}, {"g", -s_infinity}};
     EXPECT_EQ(stage.VisitShapes(), (Lines{"c", "a", "b"}));
+}
+
+TEST(TqOcPrioritizedVisitor, TakesAPriorityThatIsNoNumberAsTheLast)
+{
+    VisitStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("b", 2.0), stage.Leaf("c", 3.0)});
+    for (char const* name : {"a", "b", "c"}) {
+        stage.visitor.priorities = {{name, s_nan}};
+        Lines expected = {"a", "b", "c"};
+        expected.erase(std::find(expected.begin(), expected.end(), name));
+        EXPECT_EQ(stage.VisitShapes(), expected + Lines{name});
+    }
 }
 
 TEST(TqOcPrioritizedVisitor, VisitsATreeOfAThousandLevels)
@@ -1361,6 +1422,26 @@ TEST(TqOcPrioritizedVisitor, StartsCountingAnewWithEachVisit)
         EXPECT_EQ(stage.Settings().GetTrisFrustumCulled(), 10U);
         EXPECT_EQ(stage.Settings().GetTrisRendered(), 0U);
     }
+}
+
+TEST(TqOcPrioritizedVisitor, StartsItsTraversalLikeAFrameWithEachVisit)
+{
+    VisitStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0)});
+    double toPixels = 0.0;
+    stage.visitor.onEvent = [&](std::string const& event) {
+        if (event == "Begin a") {
+            toPixels = stage.visitor.GetCurrTravState()->GetTravFrustum()->GetXToPixelConv();
+        }
+    };
+    stage.Visit();
+    EXPECT_EQ(toPixels, 500.0);
+    stage.Settings().SetMinStress(4.0);
+    stage.Settings().SetTargetFrameTime(0.25);
+    stage.Visit();
+    EXPECT_EQ(stage.Settings().GetHighBandTime(), 0.25);
+    EXPECT_EQ(stage.Settings().GetStress(), 4.0);
+    EXPECT_EQ(toPixels, 125.0) << "the stress of this visit, not of the last";
 }
 
 TEST(TqOcPrioritizedVisitor, FollowsTheSettingsOfItsTraversalFromVisitToVisit)
