@@ -338,8 +338,11 @@ TEST(TqOcPrioritizedVisitor, TakesAnyNodeClassAsRoot)
     for (LeafKind const& kind : LeafKinds()) {
         SCOPED_TRACE(kind.name);
         VisitStage stage;
-        stage.root.reset(kind.make(
-            stage, "leaf", {stage.Shape("1", 1.0), stage.Shape("2", 1.0), stage.Shape("3", 1.0)}));
+        std::vector<TqOcShape*> shapes;
+        for (int i = 1; i <= kind.numShapes; ++i) {
+            shapes.push_back(stage.Shape(std::to_string(i), 1.0));
+        }
+        stage.root.reset(kind.make(stage, "leaf", shapes));
         EXPECT_EQ(stage.Visit(),
                   Lines{"Begin leaf"} + ShapeLines(kind.numShapes) + Lines{"End leaf"});
     }
