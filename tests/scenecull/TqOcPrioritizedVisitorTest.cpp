@@ -748,6 +748,23 @@ TEST(TqOcPrioritizedVisitor, SkipsAnAncestorThatANodeOffers)
     EXPECT_FALSE(stage.IsAnyMarked());
 }
 
+TEST(TqOcPrioritizedVisitor, EndsWhenAGroupOffersItself)
+{
+    VisitStage stage;
+    auto* const group = stage.Group("group", {stage.Leaf("a", 1.0), stage.Leaf("c", 3.0)});
+    int turns = 0;
+    group->onTurn = [&](TqOcPrioritizedVisitor* visitor, TqOcTravState* state) {
+        ++turns;
+        state->Append(visitor, group);
+        return group->TqOcStaticGroup::PrioritizedVisit(visitor, state);
+    };
+    stage.SetRoot({group, stage.Leaf("b", 2.0)});
+    // Its first turn comes before it is on the path, so it is queued below itself once.
+    EXPECT_EQ(stage.VisitShapes(), (Lines{"a", "a", "b", "c", "c"}));
+    EXPECT_EQ(turns, 2);
+    EXPECT_FALSE(stage.IsAnyMarked());
+}
+
 TEST(TqOcPrioritizedVisitor, PostsANullChildAndGoesOn)
 {
     VisitStage stage;
