@@ -1,0 +1,368 @@
+#include "tests/host/pick/PickMeshes.h"
+#include "tests/support/FakeClock.h"
+
+#include "host/gl/GlShape.h"
+#include "host/pick/PickBits.h"
+
+#include "scenecull/TqOcPickFrustumTraversal.h"
+#include "scenecull/TqOcPickSweepTraversal.h"
+#include "scenecull/TqOcPrioritizedTraversal.h"
+#include "scenecull/TqOcStaticTraversable.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+constexpr int eWINDOW = 100; // pixels a side
+
+/// Looks along -z from the origin; at distance d, half the view measures d.
+TqLFrustum3f MakeView()
+{
+    return TqLFrustum3f::Perspective(TqLPos3f(), TqLVec3f(0.0, 0.0, -1.0), TqLVec3f(0.0, 1.0, 0.0),
+                                     std::atan(1.0) * 2.0, 1.0, 0.1, 1000.0);
+}
+
+TqLPickFrustum3f MakePick(double x0, double y0, double x1, double y1)
+{
+    return TqLPickFrustum3f(MakeView(), TqLBox2f(TqLPos2f(x0, y0), TqLPos2f(x1, y1)), eWINDOW,
+                            eWINDOW);
+}
+
+/// The pixel under a point of the view's plane at distance 1.
+TqLPickFrustum3f MakePixel(double x, double y)
+{
+    double const i = std::floor((x + 1.0) * 0.5 * eWINDOW);
+    double const j = std::floor((y + 1.0) * 0.5 * eWINDOW);
+    return MakePick(i, j, i + 1.0, j + 1.0);
+}
+
+/// A row of cubes, one unit a side, along -z at z = -5, -10 and -15, under one leaf.
+class GlShapePickTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        TqOcPickFrustumTraversal::Initialise();
+        TqOcPickSweepTraversal::Initialise();
+        m_model.materials.resize(1);
+        m_model.materials[0].color[1] = 0.25f;
+        m_model.meshes = {MakePickCube()};
+        for (int i = 1; i <= 3; ++i) {
+            m_model.AddPlacement(0, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -5.0 * i)), false);
+        }
+    }
+
+    void TearDown() override
+    {
+        TqOcPickSweepTraversal::Terminate();
+        TqOcPickFrustumTraversal::Terminate();
+    }
+
+    /// Makes shapes and their leaf of the model as it stands.
+    TqOcTraversable* Build()
+    {
+        m_trees = std::make_unique<host::MeshTrees>(m_model);
+        m_scene = {&m_model, nullptr, m_trees.get()};
+        m_shapes.reserve(m_model.placements.size());
+        for (std::uint32_t i = 0; i < m_model.placements.size(); ++i) {
+            m_shapes.emplace_back(&m_scene, i, 12u, 1.0);
+            m_shapes.back().SetUserOwned(1);
+        }
+        m_leaf = std::make_unique<TqOcStaticLeaf>();
+        for (host::GlShape& shape : m_shapes) {
+            m_leaf->AddChild(&shape);
+        }
+        m_leaf->Update();
+        return m_leaf.get();
+    }
+
+    host::SceneModel m_model;
+    std::unique_ptr<host::MeshTrees> m_trees;
+    host::GlShapeScene m_scene;
+    std::vector<host::GlShape> m_shapes;
+    std::unique_ptr<TqOcStaticLeaf> m_leaf;
+    TqOcPickFrustumTraversal m_pick = TqOcPickFrustumTraversal(nullptr);
+    TqOcPickSweepTraversal m_sweep = TqOcPickSweepTraversal(nullptr, 1);
+};
+
+} // namespace
+
+TEST_F(GlShapePickTest, PicksTheNearestTriangleUnderAPixel)
+{
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(Build());
+    ASSERT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    // The pixel's middle is at (0.01, 0.03) of the plane at distance 1; the face at z = -4.5.
+    TqLPos3f const point = m_pick.GetPickedPoint();
+    EXPECT_NEAR((point - TqLPos3f(0.045, 0.135, -4.5)).Length(), 0.0, 1e-12);
+    EXPECT_DOUBLE_EQ(m_pick.GetDistance(), point.Vec().Length());
+    EXPECT_EQ(m_pick.GetPickType(), TqOcPickTraversal::ePICK_TRIANGLE);
+    EXPECT_EQ(m_pick.GetPropertyBits(),
+              TqOcPickTraversal::ePROPERTY_NORMAL | TqOcPickTraversal::ePROPERTY_COLOR);
+    EXPECT_EQ(m_pick.GetNormal().Vec(), TqLVec3f(0.0, 0.0, 1.0));
+    EXPECT_EQ(m_pick.GetColor(), TqLColor3f(0.7f, 0.25f, 0.7f));
+    // The triangle is the one that its number says, and holds the point.
+    host::Mesh const& mesh = m_model.meshes[0];
+    for (std::size_t corner = 0; corner < 3; ++corner) {
+        std::uint32_t const vertex = mesh.indices[3 * m_pick.GetSubObjectId() + corner];
+        TqLPos3f const& world = m_pick.GetVertices()[corner];
+        EXPECT_EQ(world[0], static_cast<double>(mesh.positions[3 * vertex]));
+        EXPECT_EQ(world[2], -4.5);
+    }
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 1);
+}
+
+TEST_F(GlShapePickTest, LeavesOutWhatLiesBesideThePixel)
+{
+    m_pick.SetFrustum(MakePixel(0.2, 0.0));
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
+TEST_F(GlShapePickTest, PicksTheNearestInWhateverOrderShapesStand)
+{
+    std::swap(m_model.placements[0], m_model.placements[2]);
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[2]);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[2], -4.5, 1e-12);
+    // Each was the nearest in its turn.
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+}
+
+TEST_F(GlShapePickTest, ListsAllHitsAndKeepsTheNearestWhereAllAreRequired)
+{
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.SetRequiredPropertyBits(TqOcPickTraversal::ePROPERTY_PICK_POINT |
+                                   TqOcPickTraversal::ePROPERTY_ALL_HITS);
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[2], -4.5, 1e-12);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+}
+
+TEST_F(GlShapePickTest, OnlyListsWhereNoPointIsRequired)
+{
+    m_pick.SetFrustum(MakePick(0.0, 0.0, eWINDOW, eWINDOW));
+    m_pick.SetRequiredPropertyBits(0);
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    ASSERT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(m_pick.GetAllPickedShapes()[i], &m_shapes[static_cast<std::size_t>(i)]);
+    }
+}
+
+TEST_F(GlShapePickTest, TellsContainedFromTouchingInARubberBand)
+{
+    // Up to x = 0.06 of the plane at distance 1: the second cube ends at 0.0526 of it, the first at
+    // 0.111 on its near side.
+    m_pick.SetFrustum(MakePick(0.0, 0.0, 53.0, eWINDOW));
+    m_pick.SetRequiredPropertyBits(0);
+    TqOcTraversable* const root = Build();
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+    m_pick.SetContainedOnly(1);
+    m_pick.Apply(root);
+    ASSERT_EQ(m_pick.GetAllPickedShapes().Size(), 2);
+    EXPECT_EQ(m_pick.GetAllPickedShapes()[0], &m_shapes[1]);
+    EXPECT_EQ(m_pick.GetAllPickedShapes()[1], &m_shapes[2]);
+}
+
+TEST_F(GlShapePickTest, ReportsWhatTheResultBitsAskFor)
+{
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    TqOcTraversable* const root = Build();
+    m_pick.SetResultBits(host::ResultBits::eLIST);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+    m_pick.SetResultBits(host::ResultBits::eNEAREST);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
+TEST_F(GlShapePickTest, PicksTheKindsThatThePickBitsName)
+{
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    TqOcTraversable* const root = Build();
+    m_pick.SetPickBits(host::PickBits::eLINES | host::PickBits::ePOINTS);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    m_pick.SetPickBits(host::PickBits::eTRIANGLES);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+}
+
+TEST_F(GlShapePickTest, PicksOnTheLineOfSightWhereAskedTo)
+{
+    // The pixel from x = 0.1 to 0.12: the first cube's edge at 0.111 lies in it, 0.11 on the cube.
+    m_model.placements.resize(1);
+    m_model.placements[0].toWorld = TqLAffine3f::Translation(TqLVec3f(-0.02, 0.0, -5.0));
+    m_model.placements[0].box =
+        host::TransformBox(m_model.meshes[0].box, m_model.placements[0].toWorld);
+    m_pick.SetFrustum(MakePixel(0.105, 0.033));
+    TqOcTraversable* const root = Build();
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    m_pick.SetPickBits(host::PickBits::eLINE_OF_SIGHT);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+}
+
+TEST_F(GlShapePickTest, PassesOverBackFacesOnlyWhenAsked)
+{
+    // The eye stands in a cube: it sees backs, then the front of the next.
+    m_model.placements[0].toWorld = TqLAffine3f();
+    m_model.placements[0].box = m_model.meshes[0].box;
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    TqOcTraversable* const root = Build();
+    for (auto const cull :
+         {TqOcPickTraversal::eBACKFACE_CULL_OFF, TqOcPickTraversal::eBACKFACE_CULL_AS_RENDERED}) {
+        m_pick.SetBackfaceCull(cull);
+        m_pick.Apply(root);
+        EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+        // The normal is that of the front, which looks away here.
+        EXPECT_EQ(m_pick.GetNormal().Vec(), TqLVec3f(0.0, 0.0, -1.0));
+    }
+    m_pick.SetBackfaceCull(TqOcPickTraversal::eBACKFACE_CULL_ON);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[1]);
+}
+
+TEST_F(GlShapePickTest, PicksBehindWhatClipPlanesCutAway)
+{
+    TqLPlane3f const clip(TqLUnitVec3f(TqLVec3f(0.0, 0.0, -1.0)), TqLPos3f(0.0, 0.0, -5.0));
+    m_pick.SetClipPlanes(&clip, 1);
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    TqOcTraversable* const root = Build();
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[2], -5.5, 1e-12);
+    m_shapes[0].SetIgnoreClip(1);
+    m_pick.Apply(root);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[2], -4.5, 1e-12);
+}
+
+TEST_F(GlShapePickTest, MeasuresInTheWorldUnderMirrorsAndUnevenScales)
+{
+    m_model.placements.resize(1);
+    m_model.placements[0].toWorld =
+        TqLAffine3f::Scale(-8.0, 2.0, 0.5) * TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -5.0));
+    m_model.placements[0].box =
+        host::TransformBox(m_model.meshes[0].box, m_model.placements[0].toWorld);
+    m_pick.SetFrustum(MakePixel(0.501, 0.033));
+    m_pick.SetBackfaceCull(TqOcPickTraversal::eBACKFACE_CULL_ON);
+    m_pick.Apply(Build());
+    ASSERT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    TqLPos3f const expected(0.51 * 4.75, 0.03 * 4.75, -4.75);
+    EXPECT_NEAR((m_pick.GetPickedPoint() - expected).Length(), 0.0, 1e-12);
+    EXPECT_NEAR(m_pick.GetDistance(), expected.Vec().Length(), 1e-12);
+    EXPECT_NEAR((m_pick.GetNormal().Vec() - TqLVec3f(0.0, 0.0, 1.0)).Length(), 0.0, 1e-12);
+}
+
+TEST_F(GlShapePickTest, PicksNothingWithoutTrees)
+{
+    TqOcTraversable* const root = Build();
+    m_scene.m_trees = nullptr;
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    m_sweep.SetSweep(TqLPickSweep(TqLPos3f(), 0.25, TqLVec3f(0.0, 0.0, -20.0)));
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), nullptr);
+}
+
+TEST_F(GlShapePickTest, GivesUpWhenTheTimeIsOver)
+{
+    TqOcTraversable* const root = Build();
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    FakeClock clock;
+    // Every reading is a second after the one before.
+    clock.SetStepPerReading(1.0);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
+TEST_F(GlShapePickTest, EndsASweepAtTheFirstContactInEitherMode)
+{
+    // Out of order, so that a later shape has to be the nearer one.
+    std::swap(m_model.placements[0], m_model.placements[2]);
+    TqOcTraversable* const root = Build();
+    for (int const prioritized : {0, 1}) {
+        TqOcPickSweepTraversal sweep(nullptr, prioritized);
+        sweep.SetSweep(TqLPickSweep(TqLPos3f(0.1, 0.0, 0.0), 0.25, TqLVec3f(0.0, 0.0, -20.0)));
+        sweep.Apply(root);
+        ASSERT_EQ(sweep.GetPickedShape(), &m_shapes[2]) << prioritized;
+        EXPECT_NEAR(sweep.GetDistance(), 4.25, 1e-12);
+        EXPECT_NEAR((sweep.GetPickedPoint() - TqLPos3f(0.1, 0.0, -4.5)).Length(), 0.0, 1e-9);
+        EXPECT_NEAR((sweep.GetNormal().Vec() - TqLVec3f(0.0, 0.0, 1.0)).Length(), 0.0, 1e-9);
+        EXPECT_EQ(sweep.GetPickType(), TqOcPickTraversal::ePICK_TRIANGLE);
+        EXPECT_NEAR(sweep.GetVertices()[0][2], -4.5, 0.0);
+        EXPECT_TRUE(sweep.GetSweep().IsShortened());
+        EXPECT_NEAR(sweep.GetSweep().GetSweep()[2], -4.25, 1e-12);
+    }
+}
+
+TEST_F(GlShapePickTest, LeavesASweepAsItIsWhereAllHitsAreRequired)
+{
+    TqOcTraversable* const root = Build();
+    m_sweep.SetSweep(
+        TqLPickSweep(TqLPos3f(), TqLVec3f(0.25, 0.25, 0.25), TqLVec3f(0.0, 0.0, -20.0)));
+    m_sweep.SetRequiredPropertyBits(TqOcPickTraversal::ePROPERTY_PICK_POINT |
+                                    TqOcPickTraversal::ePROPERTY_ALL_HITS);
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetAllPickedShapes().Size(), 3);
+    EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[0]);
+    EXPECT_NEAR(m_sweep.GetDistance(), 4.25, 1e-12);
+    EXPECT_FALSE(m_sweep.GetSweep().IsShortened());
+    EXPECT_EQ(m_sweep.GetSweep().GetSweep(), TqLVec3f(0.0, 0.0, -20.0));
+}
+
+TEST_F(GlShapePickTest, OnlyListsContactsWhereNoPointIsRequired)
+{
+    TqOcTraversable* const root = Build();
+    m_sweep.SetSweep(TqLPickSweep(TqLPos3f(), 0.25, TqLVec3f(0.0, 0.0, -11.0)));
+    m_sweep.SetRequiredPropertyBits(0);
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetAllPickedShapes().Size(), 2);
+    EXPECT_EQ(m_sweep.GetPickedShape(), nullptr);
+    EXPECT_FALSE(m_sweep.GetSweep().IsShortened());
+}
+
+TEST_F(GlShapePickTest, PicksWhatABodyThatStandsStillTouches)
+{
+    TqOcTraversable* const root = Build();
+    m_sweep.SetSweep(TqLPickSweep(TqLPos3f(0.5, 0.0, -9.4), 0.15, TqLVec3f()));
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[1]);
+    EXPECT_EQ(m_sweep.GetDistance(), 0.0);
+    // Within a cube, away from its faces, nothing is touched: a mesh is a surface.
+    m_sweep.SetSweep(TqLPickSweep(TqLPos3f(0.0, 0.0, -10.0), 0.15, TqLVec3f()));
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), nullptr);
+}
+
+TEST_F(GlShapePickTest, SweepsFromWithinThroughBackFacesOnlyWhenAsked)
+{
+    TqOcTraversable* const root = Build();
+    TqLPickSweep const sweep(TqLPos3f(0.0, 0.0, -5.0), 0.1, TqLVec3f(0.0, 0.0, -20.0));
+    m_sweep.SetSweep(sweep);
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[0]);
+    m_sweep.SetSweep(sweep);
+    m_sweep.SetBackfaceCull(TqOcPickTraversal::eBACKFACE_CULL_ON);
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[1]);
+    EXPECT_NEAR(m_sweep.GetDistance(), 4.4, 1e-12);
+}
