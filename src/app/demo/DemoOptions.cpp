@@ -20,6 +20,7 @@ constexpr double eMAX_TARGET = 60.0;
 // A tree of single shapes costs more to draw than leaves of many, and the flight is all there is.
 constexpr double eDYNAMIC_TARGET = 0.4;
 constexpr char const* s_dynamicOut = "out/demo-dynamic";
+constexpr char const* s_pickOut = "out/demo-pick";
 
 bool ReadInt(std::string_view text, int low, int high, int* value)
 {
@@ -87,6 +88,10 @@ bool IsFlag(std::string_view name, DemoOptions* options)
         options->m_dynamic = true;
         return true;
     }
+    if (name == "--pick") {
+        options->m_pick = true;
+        return true;
+    }
     if (name == "--help" || name == "-h") {
         options->m_help = true;
         return true;
@@ -110,7 +115,7 @@ bool SetModel(std::string_view text, DemoOptions* options, std::string* problem)
 char const* GetDemoUsage()
 {
     return "usage: demo [--storeys N] [--frames N] [--size WxH] [--target SECONDS] [--out DIR] "
-           "[--no-queries] [--dynamic] [MODEL]";
+           "[--no-queries] [--dynamic | --pick] [MODEL]";
 }
 
 bool ParseDemoOptions(int count, char const* const* arguments, DemoOptions* options,
@@ -153,8 +158,15 @@ bool ParseDemoOptions(int count, char const* const* arguments, DemoOptions* opti
         targetGiven = targetGiven || name == "--target";
         i += inOne ? 0 : 1;
     }
+    if (options->m_dynamic && options->m_pick) {
+        *problem = "--dynamic and --pick do not go together";
+        return false;
+    }
     if (options->m_dynamic && !outGiven) {
         options->m_out = s_dynamicOut;
+    }
+    if (options->m_pick && !outGiven) {
+        options->m_out = s_pickOut;
     }
     if (options->m_dynamic && !targetGiven) {
         options->m_targetTime = eDYNAMIC_TARGET;

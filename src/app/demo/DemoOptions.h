@@ -16,9 +16,10 @@ struct DemoOptions
     double m_targetTime = 0.25;     ///< wanted time of one frame in seconds, 0.001 to 60; 0.4
                                     ///< where the tree is dynamic and nothing else is said
     std::string m_out = "out/demo"; ///< folder for everything that is written; out/demo-dynamic
-                                    ///< where the tree is dynamic and nothing else is said
+                                    ///< or out/demo-pick where nothing else is said
     bool m_queries = true;          ///< occlusion queries during the flight
     bool m_dynamic = false;         ///< stream the model into a dynamic tree, and move things
+    bool m_pick = false;            ///< pick in views and walk with bodies, instead of flying
     bool m_help = false;            ///< print the usage and stop
     std::string m_model;            ///< model file; empty: the furnished tower
 };

@@ -73,6 +73,10 @@ public:
 
     host::GlScene const& GetScene() const { return *m_scene; }
 
+    host::GlScene& GetScene() { return *m_scene; }
+
+    host::GlFunctions const& GetGl() const { return m_gl; }
+
     host::GlMeshStore const& GetMeshes() const { return *m_meshes; }
 
     std::string DescribeRenderer() const;

@@ -1,7 +1,7 @@
 #include "demo/TextTable.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 
 namespace demo
 {
@@ -37,11 +37,17 @@ std::vector<std::string> TableWords(std::span<TableColumn const> columns)
     return words;
 }
 
+std::string FormatDecimals(double value, int decimals)
+{
+    char text[400]; // the largest number has 309 digits before the point
+    auto const end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed,
+                                   decimals);
+    return std::string(text, end.ptr);
+}
+
 std::string FormatMilliseconds(double seconds, int decimals)
 {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.*f", decimals, seconds * 1e3);
-    return text;
+    return FormatDecimals(seconds * 1e3, decimals);
 }
 
 } // namespace demo

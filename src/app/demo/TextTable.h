@@ -27,6 +27,9 @@ std::vector<std::string> TableWords(std::span<TableColumn const> columns);
 /// @param cells  at most as many as columns
 std::string TableLine(std::span<TableColumn const> columns, std::vector<std::string> const& cells);
 
+/// A number with so many decimals and a point, whatever the locale.
+std::string FormatDecimals(double value, int decimals);
+
 /// Seconds as milliseconds with so many decimals.
 std::string FormatMilliseconds(double seconds, int decimals);
 

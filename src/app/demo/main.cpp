@@ -2,7 +2,9 @@
 //
 // Loads or assembles a model, flies through it under a target frame time, draws one frame at shares
 // of its cost and with and without occlusion queries, and writes a report. Or (--dynamic) streams
-// the model into a dynamic tree while it is viewed, with things that move beside it.
+// the model into a dynamic tree while it is viewed, with things that move beside it. Or (--pick)
+// picks through pixels and rubber bands, compares that with what OpenGL drew, and walks through the
+// model with solid bodies.
 // Exit status: 0 done, 1 something could not be read, drawn or written, 2 wrong usage.
 
 #include "demo/DemoOptions.h"
@@ -12,6 +14,8 @@
 #include "demo/DynamicReport.h"
 #include "demo/DynamicScene.h"
 #include "demo/Flight.h"
+#include "demo/PickReport.h"
+#include "demo/PickTour.h"
 #include "demo/ProgressLine.h"
 #include "demo/ReportParts.h"
 #include "demo/Site.h"
@@ -150,6 +154,25 @@ int RunDynamic(DemoOptions const& options, DemoWorld* world, host::SceneModel&& 
     return flight.m_check.IsGood() && flight.m_badTris == 0 ? eDONE : Fail("the tree went wrong");
 }
 
+// ---- Picks --------------------------------------------------------------------------------------
+
+int RunPicks(DemoOptions const& options, DemoWorld* world, double loadSeconds, double start)
+{
+    PickTour tour;
+    std::string problem;
+    if (!TourPicks(world, options, &tour, &problem)) {
+        return Fail(problem);
+    }
+    PickRun const run{options, *world, tour, loadSeconds, Now() - start};
+    std::string const report = WritePickReport(run, &problem);
+    if (report.empty()) {
+        return Fail(problem);
+    }
+    std::printf("%s\n", PickSummaryLine(run, report).c_str());
+    std::string const fault = tour.FindFault();
+    return fault.empty() ? eDONE : Fail(fault);
+}
+
 // ---- The flight ---------------------------------------------------------------------------------
 
 int Run(DemoOptions const& options)
@@ -173,6 +196,9 @@ int Run(DemoOptions const& options)
     PrintModel(world, world.GetScene().GetNumShapes(), loadSeconds);
     PrintHierarchy(world);
     PrintRenderer(world);
+    if (options.m_pick) {
+        return RunPicks(options, &world, loadSeconds, start);
+    }
 
     host::CameraPath const path(world.GetModel().path);
     FlightResult const flight = Fly(&world, path, options);

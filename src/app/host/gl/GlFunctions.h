@@ -22,6 +22,7 @@
     X(PFNGLBUFFERDATAPROC, BufferData)                                                             \
     X(PFNGLBUFFERSUBDATAPROC, BufferSubData)                                                       \
     X(PFNGLCHECKFRAMEBUFFERSTATUSPROC, CheckFramebufferStatus)                                     \
+    X(PFNGLCLEARBUFFERUIVPROC, ClearBufferuiv)                                                     \
     X(PFNGLCLEARPROC, Clear)                                                                       \
     X(PFNGLCLEARCOLORPROC, ClearColor)                                                             \
     X(PFNGLCOLORMASKPROC, ColorMask)                                                               \
@@ -67,6 +68,7 @@
     X(PFNGLRENDERBUFFERSTORAGEPROC, RenderbufferStorage)                                           \
     X(PFNGLSHADERSOURCEPROC, ShaderSource)                                                         \
     X(PFNGLUNIFORM1FPROC, Uniform1f)                                                               \
+    X(PFNGLUNIFORM1UIPROC, Uniform1ui)                                                             \
     X(PFNGLUNIFORM3FVPROC, Uniform3fv)                                                             \
     X(PFNGLUNIFORM4FVPROC, Uniform4fv)                                                             \
     X(PFNGLUNIFORMMATRIX4FVPROC, UniformMatrix4fv)                                                 \

@@ -1,5 +1,6 @@
 #include "host/gl/GlRenderer.h"
 
+#include "host/gl/GlCompose.h"
 #include "host/gl/GlShaders.h"
 
 #include <algorithm>
@@ -19,19 +20,6 @@ constexpr double eBOX_PIXELS = 0.25;
 constexpr GLfloat eBOX_DEPTH_SLOPE = -1.0f;
 constexpr GLfloat eBOX_DEPTH_STEPS = -4.0f;
 constexpr int eDRAW_VECTORS = 8;
-
-/// Row `row` of affine * matrix, without forming the rest.
-void ComposeRow(TqLAffine3f const& affine, TqLMatrix4f const& matrix, int row, float* out)
-{
-    double const* a = affine[row];
-    for (int column = 0; column < 4; ++column) {
-        double sum = a[0] * matrix[0][column] + a[1] * matrix[1][column] + a[2] * matrix[2][column];
-        if (row == 3) {
-            sum += matrix[3][column];
-        }
-        out[column] = static_cast<float>(sum);
-    }
-}
 
 } // namespace
 

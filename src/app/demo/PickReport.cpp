@@ -1,0 +1,283 @@
+#include "demo/PickReport.h"
+
+#include "demo/Machine.h"
+#include "demo/PickPictures.h"
+#include "demo/ReportParts.h"
+#include "host/report/ContactSheet.h"
+#include "host/report/FrameLog.h"
+#include "host/report/HtmlReport.h"
+#include "host/report/PngFile.h"
+
+#include <vector>
+
+namespace demo
+{
+
+namespace
+{
+
+using host::FormatCount;
+using host::HtmlReport;
+using host::Image;
+
+constexpr int eSHEET_COLUMNS = 3;
+constexpr int eCELL_WIDTH = 480;
+constexpr int ePLAN_WIDTH = 960;
+constexpr std::size_t eSHOWN_BAND = 2;
+constexpr std::size_t eMAX_EXAMPLES = 12;
+
+using Row = std::vector<std::string>;
+
+int GetCellHeight(PickRun const& run)
+{
+    return eCELL_WIDTH * run.m_options.m_height / run.m_options.m_width;
+}
+
+/// View, id buffer and picked pixels of each view, in a row.
+Image MakePickSheet(PickRun const& run)
+{
+    std::vector<host::SheetCell> cells;
+    int number = 0;
+    for (PickView const& view : run.m_tour.m_views) {
+        ++number;
+        std::size_t const same =
+            view.Count(PixelVerdict::eSAME) + view.Count(PixelVerdict::eBACKGROUND);
+        cells.push_back({view.m_picture, Format("view %d", number), false});
+        cells.push_back(
+            {MakeIdImage(view.m_ids), Format("%zu shapes drawn", view.m_numDrawn), false});
+        cells.push_back({MakePixelImage(view),
+                         Format("%zu of %zu picks agree", same, view.m_pixels.size()),
+                         same != view.m_pixels.size()});
+    }
+    return host::MakeContactSheet(cells, eSHEET_COLUMNS, eCELL_WIDTH, GetCellHeight(run), 2,
+                                  "view, shapes by number, picked pixels");
+}
+
+Image MakeBandSheet(PickRun const& run)
+{
+    std::vector<host::SheetCell> cells;
+    for (PickView const& view : run.m_tour.m_views) {
+        RubberBand const& band = view.m_bands[eSHOWN_BAND];
+        cells.push_back({MakeBandImage(view, eSHOWN_BAND),
+                         Format("%zu touch, %zu of them inside", band.m_touching.size(),
+                                band.m_contained.size()),
+                         !band.IsRight()});
+    }
+    return host::MakeContactSheet(cells, eSHEET_COLUMNS, eCELL_WIDTH, GetCellHeight(run), 2,
+                                  "rubber bands; tinted: what the middle one lists");
+}
+
+/// One value of every pixel that showed something.
+template <class Get>
+std::vector<double> PixelValues(PickTour const& tour, Get get)
+{
+    std::vector<double> values;
+    for (PickView const& view : tour.m_views) {
+        for (PixelPick const& pixel : view.m_pixels) {
+            values.push_back(get(pixel));
+        }
+    }
+    return values;
+}
+
+std::string Times(std::vector<double> const& seconds)
+{
+    return Format("median %.1f us, 95th percentile %.1f us, longest %.1f us",
+                  host::Percentile(seconds, 0.5) * 1e6, host::Percentile(seconds, 0.95) * 1e6,
+                  host::Percentile(seconds, 1.0) * 1e6);
+}
+
+void AddSummary(PickRun const& run, HtmlReport* page)
+{
+    PickTour const& tour = run.m_tour;
+    host::SceneModel const& model = run.m_world.GetModel();
+    if (!model.note.empty()) {
+        page->AddParagraph(model.note);
+    }
+    page->AddParagraph(
+        "Each view is drawn as a whole frame, and once more into a buffer of shape and triangle "
+        "numbers with its depths. Picks that follow the frame go through pixels spread over the "
+        "picture, each picked shape and point is compared with what OpenGL found at the pixel's "
+        "centre. Points agree when the two triangles, inside the pixel's frustum, span overlapping "
+        "distances, up to the rounding of the depth buffer. Rubber bands are compared with the "
+        "shapes that show a pixel in them, and with a test of every drawn shape by itself. At the "
+        "end solid bodies walk through the model.");
+    std::string const fault = tour.FindFault();
+    page->AddFacts({
+        {"Model", model.title},
+        {"Shapes", FormatCount(model.placements.size())},
+        {"Triangles", FormatCount(model.GetPlacedTriangles()) + " placed"},
+        {"Result", fault.empty() ? "every check holds" : "WRONG: " + fault},
+        {"Pixels picked",
+         FormatCount(tour.GetNumPixels()) + Format(", %.3f %% agree", 100.0 * tour.GetAgreement())},
+        {"Pick", Times(PixelValues(tour, [](PixelPick const& p) { return p.m_seconds; }))},
+        {"The walk of it alone",
+         Times(PixelValues(tour, [](PixelPick const& p) { return p.m_walkSeconds; })) +
+             ", with nothing left out behind the nearest hit"},
+        {"Trees over triangles", FormatCount(tour.m_treeBytes) + " bytes"},
+        {"Pictures", Format("%d x %d pixels", run.m_options.m_width, run.m_options.m_height)},
+        {"Renderer", run.m_world.DescribeRenderer()},
+        {"Machine", DescribeMachine()},
+        {"Time", Format("%.1f s in all: model %.1f s, upload %.1f s, picks and walks %.1f s",
+                        run.m_totalSeconds, run.m_loadSeconds, run.m_world.GetUploadSeconds(),
+                        tour.m_seconds)},
+    });
+}
+
+void AddAgreement(PickRun const& run, HtmlReport* page)
+{
+    Row heading = {"view", "shapes drawn"};
+    for (int i = 0; i < eNUM_VERDICTS; ++i) {
+        heading.push_back(GetVerdictName(static_cast<PixelVerdict>(i)));
+    }
+    std::vector<Row> rows;
+    for (PickView const& view : run.m_tour.m_views) {
+        Row row = {std::to_string(rows.size() + 1), FormatCount(view.m_numDrawn)};
+        for (int i = 0; i < eNUM_VERDICTS; ++i) {
+            row.push_back(FormatCount(view.Count(static_cast<PixelVerdict>(i))));
+        }
+        rows.push_back(row);
+    }
+    page->AddTable(heading, rows);
+}
+
+std::string Describe(PixelHit const& hit)
+{
+    return hit.m_isHit ? Format("shape %u, triangle %u at %.4f m", hit.m_placement, hit.m_triangle,
+                                hit.m_distance)
+                       : std::string("nothing");
+}
+
+void AddDifferences(PickRun const& run, HtmlReport* page)
+{
+    std::vector<Row> rows;
+    int number = 0;
+    for (PickView const& view : run.m_tour.m_views) {
+        ++number;
+        for (PixelPick const& pixel : view.m_pixels) {
+            bool const agrees = pixel.m_verdict == PixelVerdict::eSAME ||
+                                pixel.m_verdict == PixelVerdict::eBACKGROUND;
+            if (!agrees && rows.size() < eMAX_EXAMPLES) {
+                rows.push_back({std::to_string(number), Format("%d, %d", pixel.m_x, pixel.m_y),
+                                Describe(pixel.m_picked), Describe(pixel.m_seen),
+                                GetVerdictName(pixel.m_verdict)});
+            }
+        }
+    }
+    if (rows.empty()) {
+        page->AddParagraph("No pick differs from the picture.");
+        return;
+    }
+    page->AddParagraph(
+        "The first differences, with what they were found to be. Two surfaces at one "
+        "depth: either may be seen. An edge through the centre: the nearer triangle's "
+        "rim passes within a sixteenth of a pixel, where rasterisers round.");
+    page->AddTable({"view", "pixel", "picked", "seen", "because"}, rows);
+}
+
+void AddBands(PickRun const& run, HtmlReport* page)
+{
+    std::vector<Row> rows;
+    int number = 0;
+    for (PickView const& view : run.m_tour.m_views) {
+        ++number;
+        for (RubberBand const& band : view.m_bands) {
+            rows.push_back({std::to_string(number),
+                            Format("%d x %d", band.m_x1 - band.m_x0, band.m_y1 - band.m_y0),
+                            FormatCount(band.m_touching.size()),
+                            FormatCount(band.m_contained.size()), FormatCount(band.m_numSeen),
+                            Format("%.2f", band.m_touchingSeconds * 1e3),
+                            Format("%.2f", band.m_containedSeconds * 1e3),
+                            band.IsRight() ? "right" : "WRONG"});
+        }
+    }
+    page->AddTable({"view", "pixels", "touching", "contained", "seen in it", "touching, ms",
+                    "contained, ms", "lists"},
+                   rows);
+}
+
+void AddWalks(PickRun const& run, HtmlReport* page)
+{
+    std::vector<Row> rows;
+    for (BodyWalk const& walk : run.m_tour.m_walks) {
+        WalkResult const& near = walk.m_nearestFirst;
+        rows.push_back({walk.m_name, FormatCount(near.m_steps.size()),
+                        Format("%.1f m", near.m_distance), FormatCount(near.m_contacts),
+                        FormatCount(near.m_inside), Times(near.m_sweepSeconds),
+                        Times(walk.m_depthFirst.m_sweepSeconds),
+                        Format("%.2g m", FindLargestGap(near, walk.m_depthFirst))});
+    }
+    page->AddParagraph(
+        "Steps of half a metre. At a contact the body stops a millimetre before it and slides on; "
+        "after every step, smaller by half of that, it must touch nothing. The same walk is made "
+        "with picks nearest first and depth first.");
+    page->AddTable({"body and way", "steps", "distance", "contacts", "ended inside",
+                    "sweep, nearest first", "sweep, depth first", "gap between the two"},
+                   rows);
+}
+
+std::string ToCsv(PickTour const& tour)
+{
+    std::string csv = "view,x,y,verdict,picked_shape,picked_triangle,picked_distance,seen_shape,"
+                      "seen_triangle,seen_distance,pick_us,walk_us\n";
+    int number = 0;
+    for (PickView const& view : tour.m_views) {
+        ++number;
+        for (PixelPick const& pixel : view.m_pixels) {
+            csv +=
+                Format("%d,%d,%d,%s,%d,%u,%.6f,%d,%u,%.6f,%.2f,%.2f\n", number, pixel.m_x,
+                       pixel.m_y, GetVerdictName(pixel.m_verdict),
+                       pixel.m_picked.m_isHit ? static_cast<int>(pixel.m_picked.m_placement) : -1,
+                       pixel.m_picked.m_triangle, pixel.m_picked.m_distance,
+                       pixel.m_seen.m_isHit ? static_cast<int>(pixel.m_seen.m_placement) : -1,
+                       pixel.m_seen.m_triangle, pixel.m_seen.m_distance, pixel.m_seconds * 1e6,
+                       pixel.m_walkSeconds * 1e6);
+        }
+    }
+    return csv;
+}
+
+} // namespace
+
+std::string WritePickReport(PickRun const& run, std::string* problem)
+{
+    std::string const folder = run.m_options.m_out + "/";
+    Image const picks = MakePickSheet(run);
+    Image const bands = MakeBandSheet(run);
+    Image const walks = MakeWalkImage(run.m_world.GetModel(), run.m_tour.m_walks, ePLAN_WIDTH);
+    HtmlReport page("scenecull: " + run.m_world.GetModel().title + ", picked");
+    AddSummary(run, &page);
+    page.AddHeading("Picks through pixels");
+    page.AddPicture(picks, "Green: pick and picture agree. Blue: nothing in either. Yellow: an "
+                           "explained difference. Red: another.");
+    AddAgreement(run, &page);
+    AddDifferences(run, &page);
+    page.AddHeading("Rubber bands");
+    page.AddPicture(bands, "Orange: touches the rectangle with the thick rim. Blue: lies wholly "
+                           "inside it. What is hidden behind is listed, too.");
+    AddBands(run, &page);
+    page.AddHeading("Walks with a body");
+    page.AddPicture(walks, "From above, all storeys: walls grey, ways by body, steps with contacts "
+                           "red.");
+    AddWalks(run, &page);
+    AddCredits(run.m_world.GetModel(), &page);
+    std::string const path = folder + "report.html";
+    bool const written = host::WritePngFile(folder + "picks.png", picks, problem) &&
+                         host::WritePngFile(folder + "bands.png", bands, problem) &&
+                         host::WritePngFile(folder + "walks.png", walks, problem) &&
+                         host::WriteTextFile(folder + "picks.csv", ToCsv(run.m_tour), problem) &&
+                         host::WriteTextFile(path, page.ToHtml(), problem);
+    return written ? path : std::string();
+}
+
+std::string PickSummaryLine(PickRun const& run, std::string const& reportPath)
+{
+    std::vector<double> const seconds =
+        PixelValues(run.m_tour, [](PixelPick const& p) { return p.m_seconds; });
+    return Format("demo: %s picks, %.3f %% agree with the picture, median %.0f us; ",
+                  FormatCount(run.m_tour.GetNumPixels()).c_str(), 100.0 * run.m_tour.GetAgreement(),
+                  host::Percentile(seconds, 0.5) * 1e6) +
+           reportPath;
+}
+
+} // namespace demo

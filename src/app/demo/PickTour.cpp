@@ -1,0 +1,229 @@
+#include "demo/PickTour.h"
+
+#include "demo/DemoView.h"
+#include "demo/PixelRays.h"
+#include "demo/ProgressLine.h"
+#include "demo/ReportParts.h"
+#include "host/gl/CameraPath.h"
+#include "host/gl/GlShape.h"
+
+#include "scenecull/TqOcPickFrustumTraversal.h"
+#include "scenecull/TqOcPickSweepTraversal.h"
+#include "scenecull/TqOcVisitor.h"
+
+#include <chrono>
+#include <numeric>
+
+namespace demo
+{
+
+namespace
+{
+
+constexpr int eVIEWS = 9;
+constexpr int ePIXELS = 288; // of a view
+constexpr std::uint64_t eSEED = 20;
+constexpr double eLEAST_AGREEMENT = 0.999;
+constexpr double eSTEP = 0.5;         // metres
+constexpr double eLARGEST_GAP = 1e-9; // metres, between two walks of one body
+
+double Now()
+{
+    using Clock = std::chrono::steady_clock;
+    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+}
+
+/// The shapes that carry a frame's number.
+class DrawnShapes : public TqOcVisitor
+{
+public:
+    explicit DrawnShapes(unsigned int frameId) : m_frameId(frameId) {}
+
+    std::vector<host::GlShape*> const& GetShapes() const { return m_shapes; }
+
+    void VisitShape(TqOcShape* shape) override
+    {
+        if (shape->GetFrameId() == m_frameId) {
+            m_shapes.push_back(static_cast<host::GlShape*>(shape));
+        }
+    }
+
+private:
+    unsigned int m_frameId;
+    std::vector<host::GlShape*> m_shapes;
+};
+
+host::IdPicture DrawIds(host::SceneModel const& model, std::vector<host::GlShape*> const& drawn,
+                        TqLMatrix4f const& worldToClip, host::GlIdBuffer* buffer)
+{
+    buffer->Begin(worldToClip);
+    for (host::GlShape const* const shape : drawn) {
+        host::Placement const& placement = model.placements[shape->GetPlacement()];
+        buffer->Draw(placement.mesh, placement.toWorld, shape->GetPlacement() + 1);
+    }
+    return buffer->End();
+}
+
+/// Draws one view and picks in it.
+PickView TourView(DemoWorld* world, DemoOptions const& options, host::CameraKey const& key,
+                  std::uint64_t seed, host::GlIdBuffer* buffer)
+{
+    PickView view;
+    view.m_key = key;
+    TqOcPrioritizedTraversal& frame = world->GetTraversal();
+    SetUpForWholeFrames(&frame);
+    frame.SetOcclusionCulling(0);
+    world->DrawFrame(key);
+    view.m_picture = world->ReadPicture();
+    TqOcTraversable* const root = world->GetScene().GetRoot();
+    DrawnShapes drawn(frame.GetFrameId());
+    drawn.Apply(root);
+    view.m_numDrawn = drawn.GetShapes().size();
+    view.m_ids =
+        DrawIds(world->GetModel(), drawn.GetShapes(), frame.GetViewFrustum().GetMatrix(), buffer);
+
+    PixelRays const rays(frame.GetViewFrustum(), options.m_width, options.m_height);
+    TqOcPickFrustumTraversal pick(&world->GetContext());
+    pick.SetRenderTraversal(&frame);
+    host::MeshTrees& trees = world->GetScene().GetTrees();
+    PixelComparer comparer(rays, view.m_ids, &trees, &pick, root);
+    view.m_pixels = SpreadPixels(options.m_width, options.m_height, ePIXELS, seed);
+    for (PixelPick& pixel : view.m_pixels) {
+        comparer.Compare(&pixel);
+    }
+    view.m_bands = MakeRubberBands(options.m_width, options.m_height);
+    for (RubberBand& band : view.m_bands) {
+        CheckRubberBand(rays, view.m_ids, drawn.GetShapes(), &trees, &pick, root, &band);
+    }
+    return view;
+}
+
+/// The stops in an order in which straight lines between them lead through walls.
+std::vector<host::CameraKey> Scramble(std::vector<host::CameraKey> const& stops)
+{
+    std::size_t stride = stops.size() / 3 + 1;
+    while (std::gcd(stride, stops.size()) > 1) {
+        ++stride;
+    }
+    std::vector<host::CameraKey> scrambled;
+    for (std::size_t i = 0; i < stops.size(); ++i) {
+        scrambled.push_back(stops[i * stride % stops.size()]);
+    }
+    return scrambled;
+}
+
+/// Two bodies on two ways each.
+std::vector<BodyWalk> MakeWalks(std::vector<host::CameraKey> const& stops)
+{
+    WalkBody sphere;
+    sphere.m_radius = 0.25;
+    WalkBody box;
+    box.m_isSphere = false;
+    box.m_halfSize = TqLVec3f(0.25, 0.45, 0.25);
+    std::vector<host::CameraKey> const across = Scramble(stops);
+    return {{"sphere of 0.25 m, along the path", sphere, stops, {}, {}},
+            {"sphere of 0.25 m, straight across", sphere, across, {}, {}},
+            {"box of 0.5 x 0.9 x 0.5 m, along the path", box, stops, {}, {}},
+            {"box of 0.5 x 0.9 x 0.5 m, straight across", box, across, {}, {}}};
+}
+
+void WalkBothWays(TqOcTraversable* root, BodyWalk* walk)
+{
+    TqOcPickSweepTraversal nearestFirst(nullptr, 1);
+    walk->m_nearestFirst = Walk(walk->m_stops, walk->m_body, eSTEP, &nearestFirst, root);
+    TqOcPickSweepTraversal depthFirst(nullptr, 0);
+    walk->m_depthFirst = Walk(walk->m_stops, walk->m_body, eSTEP, &depthFirst, root);
+}
+
+} // namespace
+
+std::size_t PickView::Count(PixelVerdict verdict) const
+{
+    std::size_t count = 0;
+    for (PixelPick const& pixel : m_pixels) {
+        count += pixel.m_verdict == verdict ? 1 : 0;
+    }
+    return count;
+}
+
+std::size_t PickTour::GetNumPixels() const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.m_pixels.size();
+    }
+    return count;
+}
+
+std::size_t PickTour::Count(PixelVerdict verdict) const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.Count(verdict);
+    }
+    return count;
+}
+
+double PickTour::GetAgreement() const
+{
+    std::size_t const same = Count(PixelVerdict::eSAME) + Count(PixelVerdict::eBACKGROUND);
+    std::size_t const all = GetNumPixels();
+    return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
+}
+
+std::string PickTour::FindFault() const
+{
+    if (GetAgreement() < eLEAST_AGREEMENT) {
+        return Format("picks and picture agree in %.3f %% of the pixels only",
+                      100.0 * GetAgreement());
+    }
+    if (std::size_t const count = Count(PixelVerdict::eUNEXPLAINED)) {
+        return Format("%zu differences between picks and picture are not explained", count);
+    }
+    for (PickView const& view : m_views) {
+        for (RubberBand const& band : view.m_bands) {
+            if (!band.IsRight()) {
+                return Format("a rubber band is wrong: %zu seen shapes missing, %zu off, %zu "
+                              "contained ones reach out",
+                              band.m_numUnseen, band.m_numOff, band.m_numOutside);
+            }
+        }
+    }
+    for (BodyWalk const& walk : m_walks) {
+        std::size_t const inside = walk.m_nearestFirst.m_inside + walk.m_depthFirst.m_inside;
+        if (inside > 0) {
+            return Format("%zu steps of a walk ended inside something", inside);
+        }
+        if (!(FindLargestGap(walk.m_nearestFirst, walk.m_depthFirst) <= eLARGEST_GAP)) {
+            return "a walk nearest first and one depth first part";
+        }
+    }
+    return std::string();
+}
+
+bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std::string* problem)
+{
+    double const start = Now();
+    host::GlIdBuffer buffer(world->GetGl(), world->GetMeshes());
+    if (!buffer.Create(options.m_width, options.m_height, problem)) {
+        return false;
+    }
+    ProgressLine line;
+    host::CameraPath const path(world->GetModel().path);
+    for (int i = 0; i < eVIEWS; ++i) {
+        line.Show(0.8 * i / eVIEWS, "picking in views");
+        host::CameraKey const key = path.Evaluate((i + 0.5) / eVIEWS);
+        tour->m_views.push_back(
+            TourView(world, options, key, eSEED + static_cast<std::uint64_t>(i), &buffer));
+    }
+    tour->m_walks = MakeWalks(world->GetModel().path);
+    for (BodyWalk& walk : tour->m_walks) {
+        line.Show(0.8, "walking with a body");
+        WalkBothWays(world->GetScene().GetRoot(), &walk);
+    }
+    tour->m_treeBytes = world->GetScene().GetTrees().GetNumBytes();
+    tour->m_seconds = Now() - start;
+    return true;
+}
+
+} // namespace demo

@@ -1,0 +1,67 @@
+// The demo's picks: views along the camera path, each drawn, picked through pixels and rubber bands
+// and compared with an id buffer; then walks with solid bodies.
+#pragma once
+
+#include "demo/DemoOptions.h"
+#include "demo/DemoWorld.h"
+#include "demo/PixelPicks.h"
+#include "demo/RubberBands.h"
+#include "demo/SweptWalk.h"
+#include "host/gl/GlIdBuffer.h"
+#include "host/model/SceneModel.h"
+#include "host/report/Image.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace demo
+{
+
+/// One view.
+struct PickView
+{
+    host::CameraKey m_key;
+    host::Image m_picture;
+    host::IdPicture m_ids;
+    std::size_t m_numDrawn = 0; ///< shapes
+    std::vector<PixelPick> m_pixels;
+    std::vector<RubberBand> m_bands;
+
+    std::size_t Count(PixelVerdict verdict) const;
+};
+
+/// One body's walks.
+struct BodyWalk
+{
+    std::string m_name;
+    WalkBody m_body;
+    std::vector<host::CameraKey> m_stops;
+    WalkResult m_nearestFirst;
+    WalkResult m_depthFirst;
+};
+
+struct PickTour
+{
+    std::vector<PickView> m_views;
+    std::vector<BodyWalk> m_walks;
+    std::size_t m_treeBytes = 0; ///< of the trees that picks use
+    double m_seconds = 0.0;
+
+    std::size_t GetNumPixels() const;
+    std::size_t Count(PixelVerdict verdict) const;
+
+    /// Share of the pixels in which picks and picture agree, 0 to 1.
+    double GetAgreement() const;
+
+    /// Why the tour is not right, one line; empty when it is: at least 99.9 % of the pixels agree,
+    /// every difference is explained, all rubber bands are right, and no walk ended inside anything
+    /// or depends on the order of its picks.
+    std::string FindFault() const;
+};
+
+/// Draws, picks and walks, with a live line.
+/// @return false with one line in @p problem
+bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std::string* problem);
+
+} // namespace demo

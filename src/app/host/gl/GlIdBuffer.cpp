@@ -1,0 +1,131 @@
+#include "host/gl/GlIdBuffer.h"
+
+#include "host/gl/GlCompose.h"
+
+namespace host
+{
+
+namespace
+{
+
+constexpr int eDRAW_ROWS = 4;
+
+constexpr char const* s_vertexShader = R"(#version 330 core
+in vec3 position;
+uniform vec4 draw[4];
+
+void main()
+{
+    gl_Position = draw[0] * position.x + draw[1] * position.y + draw[2] * position.z + draw[3];
+}
+)";
+
+constexpr char const* s_fragmentShader = R"(#version 330 core
+uniform uint id;
+out uvec2 result;
+
+void main()
+{
+    result = uvec2(id, uint(gl_PrimitiveID));
+}
+)";
+
+} // namespace
+
+GlIdBuffer::GlIdBuffer(GlFunctions const& gl, GlMeshStore const& meshes)
+    : m_gl(gl)
+    , m_meshes(meshes)
+    , m_program(gl)
+{}
+
+GlIdBuffer::~GlIdBuffer()
+{
+    if (m_framebuffer != 0) {
+        m_gl.DeleteFramebuffers(1, &m_framebuffer);
+        m_gl.DeleteRenderbuffers(2, m_renderbuffers);
+    }
+}
+
+bool GlIdBuffer::Create(int width, int height, std::string* problem)
+{
+    if (!m_program.Build(s_vertexShader, s_fragmentShader, problem)) {
+        return false;
+    }
+    m_drawUniform = m_program.FindUniform("draw");
+    m_idUniform = m_program.FindUniform("id");
+    GLint boundBefore = 0;
+    m_gl.GetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &boundBefore);
+    m_gl.GenFramebuffers(1, &m_framebuffer);
+    m_gl.GenRenderbuffers(2, m_renderbuffers);
+    m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
+    GLenum const formats[2] = {GL_RG32UI, GL_DEPTH_COMPONENT32F};
+    GLenum const attachments[2] = {GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT};
+    for (int i = 0; i < 2; ++i) {
+        m_gl.BindRenderbuffer(GL_RENDERBUFFER, m_renderbuffers[i]);
+        m_gl.RenderbufferStorage(GL_RENDERBUFFER, formats[i], width, height);
+        m_gl.FramebufferRenderbuffer(GL_FRAMEBUFFER, attachments[i], GL_RENDERBUFFER,
+                                     m_renderbuffers[i]);
+    }
+    bool const isComplete = m_gl.CheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    m_gl.BindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(boundBefore));
+    if (!isComplete) {
+        *problem = "the driver refuses a buffer of " + std::to_string(width) + "x" +
+                   std::to_string(height) + " shape numbers";
+        return false;
+    }
+    m_width = width;
+    m_height = height;
+    return true;
+}
+
+void GlIdBuffer::Begin(TqLMatrix4f const& worldToClip)
+{
+    m_worldToClip = worldToClip;
+    m_gl.GetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &m_boundBefore);
+    m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
+    GLuint const nothing[4] = {IdPicture::s_nothing, 0, 0, 0};
+    m_gl.ClearBufferuiv(GL_COLOR, 0, nothing);
+    m_gl.DepthMask(GL_TRUE);
+    m_gl.Clear(GL_DEPTH_BUFFER_BIT);
+    m_gl.Enable(GL_DEPTH_TEST);
+    m_gl.DepthFunc(GL_LEQUAL);
+    m_gl.Disable(GL_CULL_FACE);
+    m_gl.Disable(GL_BLEND);
+    m_program.Use();
+    m_meshes.Bind();
+}
+
+void GlIdBuffer::Draw(std::size_t mesh, TqLAffine3f const& toWorld, std::uint32_t id)
+{
+    float draw[eDRAW_ROWS][4];
+    for (int row = 0; row < eDRAW_ROWS; ++row) {
+        ComposeRow(toWorld, m_worldToClip, row, draw[row]);
+    }
+    m_gl.Uniform4fv(m_drawUniform, eDRAW_ROWS, draw[0]);
+    m_gl.Uniform1ui(m_idUniform, id);
+    m_meshes.Draw(mesh);
+}
+
+IdPicture GlIdBuffer::End()
+{
+    IdPicture picture;
+    picture.m_width = m_width;
+    picture.m_height = m_height;
+    std::size_t const numPixels =
+        static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height);
+    std::vector<std::uint32_t> pairs(2 * numPixels);
+    picture.m_depths.resize(numPixels);
+    m_gl.PixelStorei(GL_PACK_ALIGNMENT, 4);
+    m_gl.ReadPixels(0, 0, m_width, m_height, GL_RG_INTEGER, GL_UNSIGNED_INT, pairs.data());
+    m_gl.ReadPixels(0, 0, m_width, m_height, GL_DEPTH_COMPONENT, GL_FLOAT, picture.m_depths.data());
+    m_gl.BindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(m_boundBefore));
+    picture.m_ids.resize(numPixels);
+    picture.m_triangles.resize(numPixels);
+    for (std::size_t i = 0; i < numPixels; ++i) {
+        picture.m_ids[i] = pairs[2 * i];
+        picture.m_triangles[i] = pairs[2 * i + 1];
+    }
+    return picture;
+}
+
+} // namespace host
