@@ -535,6 +535,17 @@ TEST(TqOcPrioritizedTraversal, CollapsesAChainFromTheRootAndStampsAllOfIt)
     EXPECT_FALSE(stage.IsAnyMarked());
 }
 
+TEST(TqOcPrioritizedTraversal, StampsTheLeafAtTheEndOfAChainFromTheRoot)
+{
+    WalkStage stage;
+    auto* const leaf = stage.Leaf("a", 1.0);
+    auto* const inner = WalkStage::Group({leaf});
+    stage.SetRoot({inner});
+    EXPECT_EQ(stage.Frame(), Lines{"a"});
+    EXPECT_EQ(inner->GetFrameId(), stage.frameId);
+    EXPECT_EQ(leaf->GetFrameId(), stage.frameId) << "there is no walk that would finish it";
+}
+
 TEST(TqOcPrioritizedTraversal, DoesNotAppendAHiddenOnlyChild)
 {
     WalkStage stage;
