@@ -1,7 +1,7 @@
 #include "host/pick/ClosestPoint.h"
 
-#include "tests/host/pick/PickMeshes.h"
-#include "tests/host/pick/PickOracle.h"
+#include "host/pick/PickMeshes.h"
+#include "host/pick/PickOracle.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "host/pick/FrustumHit.h"
 
-#include "tests/host/pick/PickMeshes.h"
-#include "tests/host/pick/PickOracle.h"
+#include "host/pick/PickMeshes.h"
+#include "host/pick/PickOracle.h"
 
 #include "geometry/TqLFrustum3f.h"
 

@@ -1,8 +1,8 @@
-#include "tests/host/pick/PickMeshes.h"
-#include "tests/support/FakeClock.h"
+#include "support/FakeClock.h"
 
 #include "host/gl/GlShape.h"
 #include "host/pick/PickBits.h"
+#include "host/pick/PickMeshes.h"
 
 #include "scenecull/TqOcPickFrustumTraversal.h"
 #include "scenecull/TqOcPickSweepTraversal.h"

@@ -1,6 +1,6 @@
 #include "host/pick/MeshPick.h"
 
-#include "tests/host/pick/PickMeshes.h"
+#include "host/pick/PickMeshes.h"
 
 #include "geometry/TqLFrustum3f.h"
 
