@@ -40,8 +40,8 @@ std::vector<std::string> TableWords(std::span<TableColumn const> columns)
 std::string FormatDecimals(double value, int decimals)
 {
     char text[400]; // the largest number has 309 digits before the point
-    auto const end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed,
-                                   decimals);
+    auto const end =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
     return std::string(text, end.ptr);
 }
 
