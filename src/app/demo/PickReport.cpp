@@ -200,19 +200,18 @@ void AddWalks(PickRun const& run, HtmlReport* page)
 {
     std::vector<Row> rows;
     for (BodyWalk const& walk : run.m_tour.m_walks) {
-        WalkResult const& near = walk.m_nearestFirst;
-        rows.push_back({walk.m_name, FormatCount(near.m_steps.size()),
-                        Format("%.1f m", near.m_distance), FormatCount(near.m_contacts),
-                        FormatCount(near.m_inside), Times(near.m_sweepSeconds),
-                        Times(walk.m_depthFirst.m_sweepSeconds),
-                        Format("%.2g m", FindLargestGap(near, walk.m_depthFirst))});
+        WalkResult const& result = walk.m_result;
+        rows.push_back({walk.m_name, FormatCount(result.m_steps.size()),
+                        Format("%.1f m", result.m_distance), FormatCount(result.m_contacts),
+                        FormatCount(result.m_inside), Times(result.m_nearestSeconds),
+                        Times(result.m_depthSeconds), FormatCount(result.m_parted)});
     }
     page->AddParagraph(
         "Steps of half a metre. At a contact the body stops a millimetre before it and slides on; "
-        "after every step, smaller by half of that, it must touch nothing. The same walk is made "
-        "with picks nearest first and depth first.");
+        "after every step, smaller by half of that, it must touch nothing. Each sweep is made "
+        "twice, nearest first and depth first, and must find the same distance to be free.");
     page->AddTable({"body and way", "steps", "distance", "contacts", "ended inside",
-                    "sweep, nearest first", "sweep, depth first", "gap between the two"},
+                    "sweep, nearest first", "sweep, depth first", "differ"},
                    rows);
 }
 

@@ -37,8 +37,7 @@ struct BodyWalk
     std::string m_name;
     WalkBody m_body;
     std::vector<host::CameraKey> m_stops;
-    WalkResult m_nearestFirst;
-    WalkResult m_depthFirst;
+    WalkResult m_result;
 };
 
 struct PickTour
@@ -55,8 +54,8 @@ struct PickTour
     double GetAgreement() const;
 
     /// Why the tour is not right, one line; empty when it is: at least 99.9 % of the pixels agree,
-    /// every difference is explained, all rubber bands are right, and no walk ended inside anything
-    /// or depends on the order of its picks.
+    /// every difference is explained, all rubber bands are right, no walk ended inside anything,
+    /// and no sweep depends on the order of its pick.
     std::string FindFault() const;
 };
 

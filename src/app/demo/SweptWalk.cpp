@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
+#include <cmath>
 
 namespace demo
 {
@@ -10,10 +10,11 @@ namespace demo
 namespace
 {
 
-constexpr double eSKIN = 1e-3;       // metres that the body keeps from what it met
-constexpr int eMAX_SLIDES = 4;       // contacts in one step
-constexpr double eLEAST_MOVE = 1e-4; // metres; a shorter rest of a step is given up
-constexpr int eMAX_STEPS = 200;      // from one stop to the next
+constexpr double eSKIN = 1e-3;          // metres that the body keeps from what it met
+constexpr int eMAX_SLIDES = 4;          // contacts in one step
+constexpr double eLEAST_MOVE = 1e-4;    // metres; a shorter rest of a step is given up
+constexpr int eMAX_STEPS = 200;         // from one stop to the next
+constexpr double eSAME_DISTANCE = 1e-9; // metres
 
 double Now()
 {
@@ -25,10 +26,9 @@ double Now()
 class Walker
 {
 public:
-    Walker(WalkBody const& body, TqOcPickSweepTraversal* pick, TqOcTraversable* root,
-           WalkResult* result)
+    Walker(WalkBody const& body, WalkPicks* picks, TqOcTraversable* root, WalkResult* result)
         : m_body(body)
-        , m_pick(pick)
+        , m_picks(picks)
         , m_root(root)
         , m_result(result)
     {}
@@ -36,9 +36,10 @@ public:
     /// Whether the body, smaller by half the skin, touches anything at a place.
     bool IsInside(TqLPos3f const& place)
     {
-        m_pick->SetSweep(m_body.Sweep(place, TqLVec3f(), 0.5 * eSKIN));
-        m_pick->Apply(m_root);
-        return !m_pick->GetAllPickedShapes().Empty();
+        TqOcPickSweepTraversal& pick = m_picks->m_nearestFirst;
+        pick.SetSweep(m_body.Sweep(place, TqLVec3f(), 0.5 * eSKIN));
+        pick.Apply(m_root);
+        return !pick.GetAllPickedShapes().Empty();
     }
 
     /// Goes from `place` by `motion`, as far as there is room.
@@ -60,28 +61,48 @@ private:
     /// One sweep; returns whether something was met, and leaves what is to go on with in `rest`.
     bool Move(WalkStep* step, TqLVec3f* rest)
     {
-        m_pick->SetSweep(m_body.Sweep(step->m_position, *rest, 0.0));
-        double const start = Now();
-        m_pick->Apply(m_root);
-        m_result->m_sweepSeconds.push_back(Now() - start);
+        TqLPickSweep const sweep = m_body.Sweep(step->m_position, *rest, 0.0);
+        TqOcPickSweepTraversal const& pick = Pick(sweep);
         double const length = rest->Length();
-        if (m_pick->GetPickedShape() == nullptr) {
+        if (pick.GetPickedShape() == nullptr) {
             step->m_position += *rest;
             return false;
         }
         ++step->m_contacts;
         // The skin is measured across the contact, so it takes more of a motion that grazes it.
-        TqLVec3f const normal = m_pick->GetNormal().Vec();
-        double const approach = std::abs(rest->Dot(normal)) / length;
+        TqLVec3f const normal = pick.GetNormal().Vec();
+        double const approach = std::fabs(rest->Dot(normal)) / length;
         double const back = approach > eSKIN ? eSKIN / approach : length;
-        double const gone = std::max(m_pick->GetDistance() - back, 0.0);
+        double const gone = std::max(pick.GetDistance() - back, 0.0);
         step->m_position += *rest * (gone / length);
         *rest = SlideAlong(*rest * (1.0 - gone / length), normal);
         return true;
     }
 
+    /// Picks in both orders.
+    TqOcPickSweepTraversal const& Pick(TqLPickSweep const& sweep)
+    {
+        TqOcPickSweepTraversal& nearest = m_picks->m_nearestFirst;
+        TqOcPickSweepTraversal& depth = m_picks->m_depthFirst;
+        nearest.SetSweep(sweep);
+        depth.SetSweep(sweep);
+        double const start = Now();
+        nearest.Apply(m_root);
+        double const middle = Now();
+        depth.Apply(m_root);
+        m_result->m_nearestSeconds.push_back(middle - start);
+        m_result->m_depthSeconds.push_back(Now() - middle);
+        bool const isFree = nearest.GetPickedShape() == nullptr;
+        bool const isSame =
+            isFree ? depth.GetPickedShape() == nullptr
+                   : depth.GetPickedShape() != nullptr &&
+                         std::fabs(depth.GetDistance() - nearest.GetDistance()) <= eSAME_DISTANCE;
+        m_result->m_parted += isSame ? 0 : 1;
+        return nearest;
+    }
+
     WalkBody const& m_body;
-    TqOcPickSweepTraversal* m_pick;
+    WalkPicks* m_picks;
     TqOcTraversable* m_root;
     WalkResult* m_result;
 };
@@ -102,10 +123,10 @@ TqLVec3f SlideAlong(TqLVec3f const& rest, TqLVec3f const& normal)
 }
 
 WalkResult Walk(std::vector<host::CameraKey> const& stops, WalkBody const& body, double stepLength,
-                TqOcPickSweepTraversal* pick, TqOcTraversable* root)
+                WalkPicks* picks, TqOcTraversable* root)
 {
     WalkResult result;
-    Walker walker(body, pick, root, &result);
+    Walker walker(body, picks, root, &result);
     bool isOnWay = false;
     TqLPos3f place;
     for (host::CameraKey const& stop : stops) {
@@ -138,18 +159,6 @@ WalkResult Walk(std::vector<host::CameraKey> const& stops, WalkBody const& body,
         }
     }
     return result;
-}
-
-double FindLargestGap(WalkResult const& first, WalkResult const& second)
-{
-    if (first.m_steps.size() != second.m_steps.size()) {
-        return std::numeric_limits<double>::infinity();
-    }
-    double gap = 0.0;
-    for (std::size_t i = 0; i < first.m_steps.size(); ++i) {
-        gap = std::max(gap, (first.m_steps[i].m_position - second.m_steps[i].m_position).Length());
-    }
-    return gap;
 }
 
 } // namespace demo

@@ -41,12 +41,22 @@ struct WalkResult
 {
     std::vector<TqLPos3f> m_starts; ///< where the walk began, and began anew
     std::vector<WalkStep> m_steps;
-    std::size_t m_stops = 0;       ///< of the path that were walked to
-    std::size_t m_stopsInside = 0; ///< of the path at which the body does not fit
+    std::size_t m_stops = 0;       ///< of the way that were walked to
+    std::size_t m_stopsInside = 0; ///< of the way at which the body does not fit
     std::size_t m_contacts = 0;
     std::size_t m_inside = 0; ///< steps that ended inside something
+    std::size_t m_parted = 0; ///< sweeps for which the two orders of picking found other distances
     double m_distance = 0.0;
-    std::vector<double> m_sweepSeconds; ///< each sweep
+    std::vector<double> m_nearestSeconds; ///< each sweep, nearest first
+    std::vector<double> m_depthSeconds;   ///< the same sweep, depth first
+};
+
+/// The two picks of a walk, without a render traversal. The first leads; the second must find a
+/// contact at the same distance.
+struct WalkPicks
+{
+    TqOcPickSweepTraversal m_nearestFirst{nullptr, 1};
+    TqOcPickSweepTraversal m_depthFirst{nullptr, 0};
 };
 
 /// What is left of a motion that met something: its part along the contact.
@@ -54,11 +64,7 @@ struct WalkResult
 TqLVec3f SlideAlong(TqLVec3f const& rest, TqLVec3f const& normal);
 
 /// Walks along the stops.
-/// @param pick  a sweep pick without a render traversal
 WalkResult Walk(std::vector<host::CameraKey> const& stops, WalkBody const& body, double stepLength,
-                TqOcPickSweepTraversal* pick, TqOcTraversable* root);
-
-/// The largest distance between two walks at the same step; infinite when they differ in length.
-double FindLargestGap(WalkResult const& first, WalkResult const& second);
+                WalkPicks* picks, TqOcTraversable* root);
 
 } // namespace demo
