@@ -1,9 +1,7 @@
 #include "demo/DynamicTable.h"
 
+#include "demo/LogRows.h"
 #include "demo/TextTable.h"
-
-#include <algorithm>
-#include <charconv>
 
 namespace demo
 {
@@ -34,24 +32,11 @@ constexpr char const* s_csvHeading =
     "frame,shapes_in_tree,added,moved,removed,depth,edit_s,update_s,walk_s,frame_s,nodes_tested,"
     "shapes,triangles,clipped\n";
 
-template <class Get>
-double Mean(std::vector<DynamicRecord> const& log, std::size_t first, std::size_t last, Get get)
-{
-    double sum = 0.0;
-    for (std::size_t i = first; i < last; ++i) {
-        sum += static_cast<double>(get(log[i]));
-    }
-    return last > first ? sum / static_cast<double>(last - first) : 0.0;
-}
-
-/// Seconds to the microsecond, with a point whatever the locale.
+/// Seconds to the microsecond.
 std::string Seconds(double seconds)
 {
     constexpr int eDECIMALS = 6;
-    char text[64];
-    auto const end =
-        std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed, eDECIMALS);
-    return std::string(text, end.ptr);
+    return FormatDecimals(seconds, eDECIMALS);
 }
 
 std::string CsvLine(DynamicRecord const& record)
@@ -96,20 +81,16 @@ std::vector<std::string> DynamicTableColumns()
 std::vector<std::string> DynamicTableCells(std::vector<DynamicRecord> const& log, std::size_t first,
                                            std::size_t last)
 {
-    if (first >= last || last > log.size()) {
+    LogRows<DynamicRecord> const rows(log, first, last);
+    if (rows.IsEmpty()) {
         return {};
     }
-    auto mean = [&](auto get) { return Mean(log, first, last, get); };
-    auto count = [&](auto get) {
-        return FormatShort(static_cast<double>(static_cast<unsigned long long>(mean(get) + 0.5)));
-    };
-    DynamicRecord const& end = log[last - 1];
-    auto const complete =
-        std::count_if(log.begin() + static_cast<std::ptrdiff_t>(first),
-                      log.begin() + static_cast<std::ptrdiff_t>(last),
-                      [](DynamicRecord const& frame) { return !frame.m_draw.m_clipped; });
+    auto mean = [&rows](auto get) { return rows.GetMean(get); };
+    auto count = [&rows](auto get) { return rows.FormatMeanCount(get); };
+    DynamicRecord const& end = rows.GetLast();
     using Record = DynamicRecord const&;
-    return {std::to_string(log[first].m_draw.m_frame) + "-" + std::to_string(end.m_draw.m_frame),
+    return {std::to_string(rows.GetFirst().m_draw.m_frame) + "-" +
+                std::to_string(end.m_draw.m_frame),
             FormatShort(static_cast<double>(end.m_inTree)),
             count([](Record f) { return f.m_added; }),
             count([](Record f) { return f.m_moved; }),
@@ -122,7 +103,7 @@ std::vector<std::string> DynamicTableCells(std::vector<DynamicRecord> const& log
             count([](Record f) { return f.m_draw.m_nodesTested; }),
             count([](Record f) { return f.m_draw.m_shapes; }),
             count([](Record f) { return f.m_draw.m_tris; }),
-            std::to_string(complete) + "/" + std::to_string(last - first)};
+            rows.FormatShare([](Record f) { return !f.m_draw.m_clipped; })};
 }
 
 std::string DynamicTableRow(std::vector<DynamicRecord> const& log, std::size_t first,

@@ -1,9 +1,7 @@
 #include "demo/FrameTable.h"
 
+#include "demo/LogRows.h"
 #include "demo/TextTable.h"
-
-#include <algorithm>
-#include <cstdio>
 
 namespace demo
 {
@@ -35,23 +33,6 @@ constexpr TableColumn s_columns[] = {
     {"", "complete", "complete", 8},
 };
 
-std::string Plain(double value)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f", value);
-    return text;
-}
-
-template <class Get>
-double Mean(std::vector<FrameRecord> const& log, std::size_t first, std::size_t last, Get get)
-{
-    double sum = 0.0;
-    for (std::size_t i = first; i < last; ++i) {
-        sum += static_cast<double>(get(log[i]));
-    }
-    return last > first ? sum / static_cast<double>(last - first) : 0.0;
-}
-
 } // namespace
 
 std::string FrameTableHeading()
@@ -67,18 +48,14 @@ std::vector<std::string> FrameTableColumns()
 std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, std::size_t first,
                                          std::size_t last)
 {
-    if (first >= last || last > log.size()) {
+    LogRows<FrameRecord> const rows(log, first, last);
+    if (rows.IsEmpty()) {
         return {};
     }
-    auto mean = [&](auto get) { return Mean(log, first, last, get); };
-    auto count = [&](auto get) {
-        return FormatShort(static_cast<double>(static_cast<unsigned long long>(mean(get) + 0.5)));
-    };
-    FrameRecord const& end = log[last - 1];
-    auto const complete = std::count_if(log.begin() + static_cast<std::ptrdiff_t>(first),
-                                        log.begin() + static_cast<std::ptrdiff_t>(last),
-                                        [](FrameRecord const& frame) { return !frame.m_clipped; });
-    return {std::to_string(log[first].m_frame) + "-" + std::to_string(end.m_frame),
+    auto mean = [&rows](auto get) { return rows.GetMean(get); };
+    auto count = [&rows](auto get) { return rows.FormatMeanCount(get); };
+    FrameRecord const& end = rows.GetLast();
+    return {std::to_string(rows.GetFirst().m_frame) + "-" + std::to_string(end.m_frame),
             FormatMilliseconds(mean([](FrameRecord const& f) { return f.m_frameTime; }), 0),
             FormatMilliseconds(end.m_targetTime, 0),
             FormatMilliseconds(mean([](FrameRecord const& f) { return f.m_traversalTime; }), 0),
@@ -91,9 +68,9 @@ std::vector<std::string> FrameTableCells(std::vector<FrameRecord> const& log, st
             count([](FrameRecord const& f) { return f.m_trisTraversed; }),
             count([](FrameRecord const& f) { return f.m_trisOcclusion; }),
             end.m_triangleTarget == eNO_TARGET ? "none" : FormatShort(end.m_triangleTarget),
-            Plain(end.m_stress),
-            Plain(end.m_load),
-            std::to_string(complete) + "/" + std::to_string(last - first)};
+            FormatDecimals(end.m_stress, 2),
+            FormatDecimals(end.m_load, 2),
+            rows.FormatShare([](FrameRecord const& f) { return !f.m_clipped; })};
 }
 
 std::string FrameTableRow(std::vector<FrameRecord> const& log, std::size_t first, std::size_t last)
