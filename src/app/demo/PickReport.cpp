@@ -2,6 +2,7 @@
 
 #include "demo/Machine.h"
 #include "demo/PickPictures.h"
+#include "demo/PickTable.h"
 #include "demo/ReportParts.h"
 #include "host/report/ContactSheet.h"
 #include "host/report/FrameLog.h"
@@ -126,19 +127,11 @@ void AddSummary(PickRun const& run, HtmlReport* page)
 
 void AddAgreement(PickRun const& run, HtmlReport* page)
 {
-    Row heading = {"view", "shapes drawn"};
-    for (int i = 0; i < eNUM_VERDICTS; ++i) {
-        heading.push_back(GetVerdictName(static_cast<PixelVerdict>(i)));
-    }
     std::vector<Row> rows;
     for (PickView const& view : run.m_tour.m_views) {
-        Row row = {std::to_string(rows.size() + 1), FormatCount(view.m_numDrawn)};
-        for (int i = 0; i < eNUM_VERDICTS; ++i) {
-            row.push_back(FormatCount(view.Count(static_cast<PixelVerdict>(i))));
-        }
-        rows.push_back(row);
+        rows.push_back(PickTableCells(view, rows.size() + 1));
     }
-    page->AddTable(heading, rows);
+    page->AddTable(PickTableColumns(), rows);
 }
 
 std::string Describe(PixelHit const& hit)
@@ -215,27 +208,6 @@ void AddWalks(PickRun const& run, HtmlReport* page)
                    rows);
 }
 
-std::string ToCsv(PickTour const& tour)
-{
-    std::string csv = "view,x,y,verdict,picked_shape,picked_triangle,picked_distance,seen_shape,"
-                      "seen_triangle,seen_distance,pick_us,walk_us\n";
-    int number = 0;
-    for (PickView const& view : tour.m_views) {
-        ++number;
-        for (PixelPick const& pixel : view.m_pixels) {
-            csv +=
-                Format("%d,%d,%d,%s,%d,%u,%.6f,%d,%u,%.6f,%.2f,%.2f\n", number, pixel.m_x,
-                       pixel.m_y, GetVerdictName(pixel.m_verdict),
-                       pixel.m_picked.m_isHit ? static_cast<int>(pixel.m_picked.m_placement) : -1,
-                       pixel.m_picked.m_triangle, pixel.m_picked.m_distance,
-                       pixel.m_seen.m_isHit ? static_cast<int>(pixel.m_seen.m_placement) : -1,
-                       pixel.m_seen.m_triangle, pixel.m_seen.m_distance, pixel.m_seconds * 1e6,
-                       pixel.m_walkSeconds * 1e6);
-        }
-    }
-    return csv;
-}
-
 } // namespace
 
 std::string WritePickReport(PickRun const& run, std::string* problem)
@@ -261,11 +233,12 @@ std::string WritePickReport(PickRun const& run, std::string* problem)
     AddWalks(run, &page);
     AddCredits(run.m_world.GetModel(), &page);
     std::string const path = folder + "report.html";
-    bool const written = host::WritePngFile(folder + "picks.png", picks, problem) &&
-                         host::WritePngFile(folder + "bands.png", bands, problem) &&
-                         host::WritePngFile(folder + "walks.png", walks, problem) &&
-                         host::WriteTextFile(folder + "picks.csv", ToCsv(run.m_tour), problem) &&
-                         host::WriteTextFile(path, page.ToHtml(), problem);
+    bool const written =
+        host::WritePngFile(folder + "picks.png", picks, problem) &&
+        host::WritePngFile(folder + "bands.png", bands, problem) &&
+        host::WritePngFile(folder + "walks.png", walks, problem) &&
+        host::WriteTextFile(folder + "picks.csv", PicksToCsv(run.m_tour.m_views), problem) &&
+        host::WriteTextFile(path, page.ToHtml(), problem);
     return written ? path : std::string();
 }
 

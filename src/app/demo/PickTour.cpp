@@ -1,6 +1,7 @@
 #include "demo/PickTour.h"
 
 #include "demo/DemoView.h"
+#include "demo/PickTable.h"
 #include "demo/PixelRays.h"
 #include "demo/ProgressLine.h"
 #include "demo/ReportParts.h"
@@ -11,6 +12,7 @@
 #include "scenecull/TqOcVisitor.h"
 
 #include <chrono>
+#include <cstdio>
 #include <numeric>
 
 namespace demo
@@ -197,6 +199,7 @@ bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std
     if (!buffer.Create(options.m_width, options.m_height, problem)) {
         return false;
     }
+    std::printf("\n%s\n", PickTableHeading().c_str());
     ProgressLine line;
     host::CameraPath const path(world->GetModel().path);
     for (int i = 0; i < eVIEWS; ++i) {
@@ -204,6 +207,7 @@ bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std
         host::CameraKey const key = path.Evaluate((i + 0.5) / eVIEWS);
         tour->m_views.push_back(
             TourView(world, options, key, eSEED + static_cast<std::uint64_t>(i), &buffer));
+        line.Print(PickTableRow(tour->m_views.back(), tour->m_views.size()));
     }
     tour->m_walks = MakeWalks(world->GetModel().path);
     for (BodyWalk& walk : tour->m_walks) {
