@@ -32,11 +32,21 @@ double Now()
 
 } // namespace
 
-/// The distances from the eye that a triangle spans within a volume.
+/// The distances from the eye that a triangle spans within a volume; none for one that misses it.
 struct PixelComparer::Span
 {
     double m_low = std::numeric_limits<double>::infinity();
     double m_high = -std::numeric_limits<double>::infinity();
+
+    bool Holds(double distance, double tolerance) const
+    {
+        return m_low - tolerance <= distance && distance <= m_high + tolerance;
+    }
+
+    bool Meets(Span const& other, double tolerance) const
+    {
+        return m_low <= other.m_high + tolerance && other.m_low <= m_high + tolerance;
+    }
 };
 
 char const* GetVerdictName(PixelVerdict verdict)
@@ -165,8 +175,6 @@ PixelComparer::Span PixelComparer::GetSpan(PixelHit const& hit,
         polygon.Cut(frustum.GetPlane(i));
     }
     Span span;
-    span.m_low = hit.m_distance;
-    span.m_high = hit.m_distance;
     for (int i = 0; i < polygon.GetNumCorners(); ++i) {
         double const distance = m_rays.GetEyeDistance(polygon.GetCorners()[i]);
         span.m_low = std::min(span.m_low, distance);
@@ -190,7 +198,8 @@ bool PixelComparer::IsSameSurface(PixelPick const& pixel) const
     Span const picked = GetSpan(pixel.m_picked, frustum);
     Span const seen = GetSpan(pixel.m_seen, frustum);
     double const tolerance = GetTolerance(pixel);
-    return picked.m_low <= seen.m_high + tolerance && seen.m_low <= picked.m_high + tolerance;
+    return picked.Holds(pixel.m_picked.m_distance, tolerance) &&
+           seen.Holds(pixel.m_seen.m_distance, tolerance) && picked.Meets(seen, tolerance);
 }
 
 /// Whether the nearer of the two passes the centre of the pixel with an edge: of a picked triangle

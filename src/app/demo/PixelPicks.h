@@ -2,9 +2,10 @@
 //
 // For each pixel a pick through it gives the nearest shape and point; the id buffer gives shape,
 // triangle and depth at the pixel's centre. They agree when both find nothing, or when both find
-// the same shape and the points lie on the same surface within the pixel: what is left of the two
-// triangles inside the pixel's frustum spans depths that overlap, up to the depth buffer's
-// rounding. Every difference is looked into:
+// the same shape and the same point within the pixel's footprint: each point lies at a distance
+// that its triangle spans inside the pixel's frustum, and the two spans overlap, all up to the
+// depth buffer's rounding. The size of a pixel at that distance and the slope of the surface are in
+// the span. Every difference is looked into:
 //   - one depth: the surfaces of two shapes lie at one depth, so either may be seen;
 //   - an edge: a rim of the nearer one's triangle passes the pixel's centre within the rasteriser's
 //     rounding, so that OpenGL may see past it or hit it.
