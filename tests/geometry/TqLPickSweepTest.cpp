@@ -1,12 +1,14 @@
 #include "geometry/TqLPickSweep.h"
 
 #include "GeometryRandom.h"
+#include "support/OracleSweep.h"
 #include "support/PostedErrors.h"
 
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 namespace
@@ -24,93 +26,6 @@ bool IsCulled(TqLPickSweep const& sweep, TqLBox3f const& box)
 {
     int planes = TqLPickSweep::eALL_PLANES;
     return sweep.CanCull(box, &planes) != 0;
-}
-
-// ---- Oracles, in long double --------------------------------------------------------------------
-
-// Whether the segment of centres meets the box grown by a margin and the half sizes: clipping the
-// segment, one axis after the other.
-bool MeetsGrownBox(TqLPickSweep const& sweep, TqLBox3f const& box, long double margin)
-{
-    long double from = 0.0L;
-    long double to = 1.0L;
-    for (int axis = 0; axis < 3; ++axis) {
-        long double const reach = sweep.GetHalfSize()[axis] + margin;
-        long double const min = box.GetMin()[axis] - reach;
-        long double const max = box.GetMax()[axis] + reach;
-        if (min > max) {
-            return false;
-        }
-        long double const start = sweep.GetCenter()[axis];
-        long double const step = sweep.GetSweep()[axis];
-        if (step == 0.0L) {
-            if (start < min || start > max) {
-                return false;
-            }
-            continue;
-        }
-        long double const a = (min - start) / step;
-        long double const b = (max - start) / step;
-        from = std::max(from, std::min(a, b));
-        to = std::min(to, std::max(a, b));
-    }
-    return from <= to;
-}
-
-long double DistanceAt(TqLPickSweep const& sweep, TqLBox3f const& box, long double t)
-{
-    long double square = 0.0L;
-    for (int axis = 0; axis < 3; ++axis) {
-        long double const p = sweep.GetCenter()[axis] + t * sweep.GetSweep()[axis];
-        long double const min = box.GetMin()[axis];
-        long double const max = box.GetMax()[axis];
-        long double const gap = p < min ? min - p : (p > max ? p - max : 0.0L);
-        square += gap * gap;
-    }
-    return std::sqrt(square);
-}
-
-// The least distance of the moving centre from the box: it is convex along the way, so thirds are
-// cut off until nothing is left.
-long double LeastDistance(TqLPickSweep const& sweep, TqLBox3f const& box)
-{
-    long double from = 0.0L;
-    long double to = 1.0L;
-    for (int step = 0; step < 200; ++step) {
-        long double const a = from + (to - from) / 3.0L;
-        long double const b = to - (to - from) / 3.0L;
-        if (DistanceAt(sweep, box, a) <= DistanceAt(sweep, box, b)) {
-            to = b;
-        } else {
-            from = a;
-        }
-    }
-    return std::min({DistanceAt(sweep, box, 0.5L * (from + to)), DistanceAt(sweep, box, 0.0L),
-                     DistanceAt(sweep, box, 1.0L)});
-}
-
-// Whether the moving body comes as near to the box as a margin.
-bool Touches(TqLPickSweep const& sweep, TqLBox3f const& box, long double margin)
-{
-    return sweep.GetBody() == TqLPickSweep::eBOX
-               ? MeetsGrownBox(sweep, box, margin)
-               : LeastDistance(sweep, box) <= sweep.GetRadius() + margin;
-}
-
-// Whether the body, standing at a share of its way, touches the box.
-bool TouchesAt(TqLPickSweep const& sweep, TqLBox3f const& box, long double t)
-{
-    if (sweep.GetBody() == TqLPickSweep::eSPHERE) {
-        return DistanceAt(sweep, box, t) <= sweep.GetRadius();
-    }
-    for (int axis = 0; axis < 3; ++axis) {
-        long double const p = sweep.GetCenter()[axis] + t * sweep.GetSweep()[axis];
-        long double const half = sweep.GetHalfSize()[axis];
-        if (p + half < box.GetMin()[axis] || p - half > box.GetMax()[axis]) {
-            return false;
-        }
-    }
-    return true;
 }
 
 struct Scene
@@ -351,6 +266,50 @@ TEST(TqLPickSweep, KeepsBoxesThatItOnlyGrazes)
     }
 }
 
+// A sweep and a box with whole coordinates: what does not touch is at least some thousandths away,
+// whatever the distance from the origin.
+Scene RandomLatticeScene(SceneRandom* random)
+{
+    auto const whole = [&](int low, int high) {
+        return low + static_cast<double>(random->Below(static_cast<std::uint32_t>(high - low + 1)));
+    };
+    Scene scene;
+    scene.within = random->Chance(0.5) ? 1e7 : 0.0;
+    TqLPos3f const center(scene.within + whole(-4, 4), whole(-4, 4) - scene.within, whole(-4, 4));
+    TqLVec3f const sweep =
+        random->Chance(0.3) ? TqLVec3f() : TqLVec3f(whole(-6, 6), whole(-6, 6), whole(-6, 6));
+    if (random->Chance(0.5)) { // points, lines and flat bodies among them
+        scene.sweep.SetBox(center, TqLVec3f(whole(0, 2), whole(0, 2), whole(0, 2)), sweep);
+    } else {
+        scene.sweep.SetSphere(center, whole(0, 3), sweep);
+    }
+    TqLPos3f const min = center + TqLVec3f(whole(-6, 6), whole(-6, 6), whole(-6, 6));
+    scene.box.SetValue(min, min + TqLVec3f(whole(0, 4), whole(0, 4), whole(0, 4)));
+    return scene;
+}
+
+TEST(TqLPickSweep, IsExactOnALatticeNearAndFarForEveryKindOfBody)
+{
+    SceneRandom random(67);
+    int culled[2][2] = {}; // by body, by plain pick or not
+    int kept[2][2] = {};
+    for (int run = 0; run < 40000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomLatticeScene(&random);
+        int const body = scene.sweep.GetBody() == TqLPickSweep::eBOX ? 0 : 1;
+        int const isPick = scene.sweep.IsPick() ? 1 : 0;
+        bool const touches = Touches(scene.sweep, scene.box, 1e-5L);
+        ASSERT_EQ(IsCulled(scene.sweep, scene.box), !touches);
+        ++(touches ? kept : culled)[body][isPick];
+    }
+    for (int body = 0; body < 2; ++body) {
+        for (int isPick = 0; isPick < 2; ++isPick) {
+            EXPECT_GT(culled[body][isPick], 1000);
+            EXPECT_GT(kept[body][isPick], 200);
+        }
+    }
+}
+
 // ---- The plane mask -----------------------------------------------------------------------------
 
 TEST(TqLPickSweep, ClearsTheFacesTheBoxIsInsideOfAndNoOther)
@@ -458,6 +417,65 @@ TEST(TqLPickSweep, IsNoLongerShortenedWhenSetAgain)
     sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(8.0, 0.0, 0.0));
     EXPECT_FALSE(sweep.IsShortened());
     EXPECT_EQ(sweep.CanCullRepeat(PointBox(8.5, 0.0, 0.0)), 0);
+}
+
+TEST(TqLPickSweep, AShortenedSweepIgnoresMasksFromBefore)
+{
+    TqLBox3f const parent(TqLPos3f(-0.5, -0.5, -0.5), TqLPos3f(8.5, 0.5, 0.5));
+    TqLBox3f const beyond = PointBox(8.0, 0.0, 0.0);
+    for (bool const isBox : {true, false}) {
+        SCOPED_TRACE(isBox ? "box" : "sphere");
+        TqLPickSweep sweep;
+        if (isBox) {
+            sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(8.0, 0.0, 0.0));
+        } else {
+            sweep.SetSphere(TqLPos3f(), 1.0, TqLVec3f(8.0, 0.0, 0.0));
+        }
+        int planes = TqLPickSweep::eALL_PLANES;
+        EXPECT_EQ(sweep.CanCull(parent, &planes), 0);
+        ASSERT_EQ(planes, 0); // wholly inside all faces of the long sweep
+        EXPECT_EQ(sweep.CanCull(beyond, &planes), 0);
+        sweep.ShortenTo(0.5);
+        EXPECT_NE(sweep.CanCull(beyond, &planes), 0);
+        EXPECT_EQ(planes, 0);
+        EXPECT_EQ(sweep.CanCull(PointBox(5.0, 0.0, 0.0), &planes), 0);
+        // What is narrowed from then on is right, and bits of no face are still left alone.
+        planes = 63 | 64;
+        EXPECT_EQ(sweep.CanCull(parent, &planes), 0);
+        EXPECT_EQ(planes, 2 | 64);
+    }
+}
+
+TEST(TqLPickSweep, AMaskCountsAgainOnceTheSweepIsSetAgain)
+{
+    TqLPickSweep sweep(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(8.0, 0.0, 0.0));
+    sweep.ShortenTo(0.5);
+    sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(4.0, 0.0, 0.0));
+    int planes = 0; // says that the box lies inside all faces, which is not so
+    EXPECT_EQ(sweep.CanCull(PointBox(8.0, 0.0, 0.0), &planes), 0);
+}
+
+TEST(TqLPickSweep, RandomShortenedSweepsCullUnderStaleMasksAsUnderFullOnes)
+{
+    SceneRandom random(66);
+    int stale = 0;
+    int culled = 0;
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomScene(&random);
+        TqLPickSweep sweep = scene.sweep;
+        int planes = TqLPickSweep::eALL_PLANES;
+        sweep.CanCull(scene.box, &planes);
+        stale += planes != TqLPickSweep::eALL_PLANES ? 1 : 0;
+        sweep.ShortenTo(random.Unit());
+        bool const isCulled = sweep.CanCull(scene.box, &planes) != 0;
+        ASSERT_EQ(isCulled, sweep.CanCullRepeat(scene.box) != 0);
+        ASSERT_TRUE(!isCulled || !Touches(sweep, scene.box, 0.0L));
+        culled += isCulled ? 1 : 0;
+    }
+    EXPECT_GT(stale, 10000);
+    EXPECT_GT(culled, 5000);
+    EXPECT_LT(culled, 19000);
 }
 
 TEST(TqLPickSweep, RandomShortenedSweepsAreThoseSetShortFromTheStart)

@@ -181,6 +181,8 @@ int TqLPickSweep::CanCull(TqLBox3f const& box, int* planes) const
         return 1;
     }
     double const rounding = m_rounding + s_rounding * SumOfSizes(box);
+    // A mask that was narrowed before the sweep was shortened tells of faces further out.
+    int const faces = m_isShortened ? static_cast<int>(eALL_PLANES) : *planes;
     for (int axis = 0; axis < 3; ++axis) {
         int const lowerBit = 1 << (2 * axis);
         int const upperBit = 2 << (2 * axis);
@@ -188,10 +190,10 @@ int TqLPickSweep::CanCull(TqLBox3f const& box, int* planes) const
         double const max = box.GetMax()[axis];
         double const lower = m_sweptBox.GetMin()[axis];
         double const upper = m_sweptBox.GetMax()[axis];
-        if ((*planes & lowerBit) != 0 && max < lower - rounding) {
+        if ((faces & lowerBit) != 0 && max < lower - rounding) {
             return 1;
         }
-        if ((*planes & upperBit) != 0 && min > upper + rounding) {
+        if ((faces & upperBit) != 0 && min > upper + rounding) {
             return 1;
         }
         if (min >= lower) {

@@ -18,7 +18,8 @@
 ///
 /// *Plane mask.* The six bits stand for the faces of the box around the whole sweep: bits 0 and 1
 /// for its lower and upper x face, 2 and 3 for y, 4 and 5 for z. They speed up the first, coarse
-/// part of the test; its exact part is made under every mask.
+/// part of the test; its exact part is made under every mask. A sweep that was shortened has other
+/// faces than those that a mask was narrowed by, so it tests all of its faces under every mask.
 ///
 /// *Bad arguments.* A half size or radius below 0, or anything infinite or NaN, posts severity 1
 /// against "TqLPickSweep" and leaves a sweep without a body.
@@ -85,7 +86,7 @@ public:
     TQL_API void ShortenTo(double fraction);
 
     /// Whether ShortenTo has been called since the sweep was set. Boxes that passed CanCull before
-    /// then are worth asking about again, with CanCullRepeat.
+    /// then are worth asking about again, with CanCullRepeat; masks from then are ignored.
     bool IsShortened() const { return m_isShortened; }
 
     /// Non-zero when the moving body touches the box nowhere on its way.
@@ -95,7 +96,7 @@ public:
     /// and one with an infinite or NaN corner never, unless there is no body.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
-    ///        are left alone.
+    ///        are left alone. Once the sweep was shortened, all faces are tested whatever it says.
     TQL_API int CanCull(TqLBox3f const& box, int* planes) const;
 
     /// CanCull with all faces to be tested, for boxes tested again after the sweep was shortened.
