@@ -115,7 +115,8 @@ void AddSummary(PickRun const& run, HtmlReport* page)
         {"The walk of it alone",
          Times(PixelValues(tour, [](PixelPick const& p) { return p.m_walkSeconds; })) +
              ", with nothing left out behind the nearest hit"},
-        {"Trees over triangles", FormatCount(tour.m_treeBytes) + " bytes"},
+        {"Trees over triangles",
+         FormatCount(tour.m_treeBytes) + Format(" bytes, built in %.1f s", tour.m_treeSeconds)},
         {"Pictures", Format("%d x %d pixels", run.m_options.m_width, run.m_options.m_height)},
         {"Renderer", run.m_world.DescribeRenderer()},
         {"Machine", DescribeMachine()},
@@ -181,7 +182,9 @@ void AddBands(PickRun const& run, HtmlReport* page)
                             FormatCount(band.m_contained.size()), FormatCount(band.m_numSeen),
                             Format("%.2f", band.m_touchingSeconds * 1e3),
                             Format("%.2f", band.m_containedSeconds * 1e3),
-                            band.IsRight() ? "right" : "WRONG"});
+                            !band.IsRight()     ? "WRONG"
+                            : band.m_isTimedOut ? "ran out of time"
+                                                : "right"});
         }
     }
     page->AddTable({"view", "pixels", "touching", "contained", "seen in it", "touching, ms",

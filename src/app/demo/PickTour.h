@@ -45,6 +45,7 @@ struct PickTour
     std::vector<PickView> m_views;
     std::vector<BodyWalk> m_walks;
     std::size_t m_treeBytes = 0; ///< of the trees that picks use
+    double m_treeSeconds = 0.0;  ///< building them
     double m_seconds = 0.0;
 
     std::size_t GetNumPixels() const;

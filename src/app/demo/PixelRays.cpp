@@ -12,6 +12,7 @@ namespace
 // The rounding of transformed corners, of their interpolation and of the stored value, in steps of
 // a single-precision depth near 1.
 constexpr double eDEPTH_STEPS = 8.0;
+constexpr double eNARROWER = 0.9; // of the smallest weight seen
 constexpr double eDEPTH_STEP = FLT_EPSILON / 2.0;
 
 /// (x, y, z, 1) * matrix, divided by its last coordinate.
@@ -35,6 +36,41 @@ PixelRays::PixelRays(TqLFrustum3f const& frustum, int width, int height)
     , m_width(width)
     , m_height(height)
 {}
+
+void PixelRays::NarrowDepths(std::vector<float> const& depths)
+{
+    float nearest = 1.0F;
+    float farthest = 0.0F;
+    for (float const depth : depths) {
+        if (depth < 1.0F) {
+            nearest = std::min(nearest, depth);
+            farthest = std::max(farthest, depth);
+        }
+    }
+    if (farthest < nearest || m_frustum.GetFrustumType() != TqLFrustum3f::ePERSPECTIVE) {
+        return;
+    }
+    double const low = eNARROWER * GetWeight(static_cast<double>(nearest));
+    double const high = GetWeight(static_cast<double>(farthest)) / eNARROWER;
+    // Clip-space z over the weight w is a + b / w: -1 at the lowest weight, 1 at the highest.
+    double const a = (high + low) / (high - low);
+    double const b = -2.0 * high * low / (high - low);
+    for (int row = 0; row < 4; ++row) {
+        m_toClip[row][2] = a * m_toClip[row][3] + (row == 3 ? b : 0.0);
+    }
+    m_fromClip = m_toClip.Inverse();
+}
+
+/// The clip-space weight of what has a depth.
+double PixelRays::GetWeight(double depth) const
+{
+    TqLPos3f const point = GetPoint(0.5 * m_width, 0.5 * m_height, depth);
+    double weight = m_toClip[3][3];
+    for (int axis = 0; axis < 3; ++axis) {
+        weight += point[axis] * m_toClip[axis][3];
+    }
+    return weight;
+}
 
 TqLPos3f PixelRays::GetPoint(double x, double y, double depth) const
 {

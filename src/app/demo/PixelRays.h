@@ -10,6 +10,8 @@
 #include "geometry/TqLPickFrustum3f.h"
 #include "geometry/TqLVec.h"
 
+#include <vector>
+
 namespace demo
 {
 
@@ -18,6 +20,14 @@ class PixelRays
 {
 public:
     PixelRays(TqLFrustum3f const& frustum, int width, int height);
+
+    /// The world to clip space matrix that depths belong to; the frustum's after construction.
+    TqLMatrix4f const& GetToClip() const { return m_toClip; }
+
+    /// Lets depths run over what is seen only: between the smallest and the largest depth below 1,
+    /// a little wider. What is drawn with GetToClip afterwards looks the same, and its depths are
+    /// the more exact. Perspective only; does nothing when nothing is seen.
+    void NarrowDepths(std::vector<float> const& depths);
 
     /// The point seen at a place of the picture (in pixels, not rounded) under a depth of the depth
     /// buffer, 0 to 1.
@@ -36,6 +46,8 @@ public:
     TqLPickFrustum3f MakeFrustum(double x0, double y0, double x1, double y1) const;
 
 private:
+    double GetWeight(double depth) const;
+
     TqLFrustum3f m_frustum;
     TqLMatrix4f m_toClip;
     TqLMatrix4f m_fromClip;

@@ -39,11 +39,13 @@ host::PlacedMesh GetMesh(host::MeshTrees* trees, std::uint32_t number)
 }
 
 /// Applies the pick and returns what it listed.
-Placements List(TqOcPickFrustumTraversal* pick, TqOcTraversable* root, double* seconds)
+Placements List(TqOcPickFrustumTraversal* pick, TqOcTraversable* root, double* seconds,
+                bool* isTimedOut)
 {
     double const start = Now();
     pick->Apply(root);
     *seconds = Now() - start;
+    *isTimedOut = *isTimedOut || pick->IsPickingTimeOut();
     Placements placements;
     TqUPtrVector<TqOcShape> const& shapes = pick->GetAllPickedShapes();
     for (int i = 0; i < shapes.Size(); ++i) {
@@ -94,19 +96,30 @@ std::size_t CountMissing(Placements const& some, Placements const& all)
     return missing.size();
 }
 
-/// Whether any vertex of a placed mesh lies outside the rectangle.
-bool ReachesOut(host::PlacedMesh const& mesh, PixelRays const& rays, RubberBand const& band)
+bool IsInBand(TqLPos3f const& point, PixelRays const& rays, RubberBand const& band)
 {
-    std::uint32_t const numTriangles = static_cast<std::uint32_t>(mesh.GetMesh().GetNumTriangles());
-    for (std::uint32_t triangle = 0; triangle < numTriangles; ++triangle) {
-        TqLPos3f corners[3];
-        mesh.GetCorners(triangle, corners);
-        for (TqLPos3f const& corner : corners) {
-            TqLPos3f const pixel = rays.GetPixel(corner);
-            if (pixel[0] < band.m_x0 - eOUTSIDE_PIXELS || pixel[0] > band.m_x1 + eOUTSIDE_PIXELS ||
-                pixel[1] < band.m_y0 - eOUTSIDE_PIXELS || pixel[1] > band.m_y1 + eOUTSIDE_PIXELS) {
-                return true;
-            }
+    TqLPos3f const pixel = rays.GetPixel(point);
+    return pixel[0] >= band.m_x0 - eOUTSIDE_PIXELS && pixel[0] <= band.m_x1 + eOUTSIDE_PIXELS &&
+           pixel[1] >= band.m_y0 - eOUTSIDE_PIXELS && pixel[1] <= band.m_y1 + eOUTSIDE_PIXELS;
+}
+
+/// Whether any vertex of a placement lies outside the rectangle.
+bool ReachesOut(host::SceneModel const& model, std::uint32_t number, PixelRays const& rays,
+                RubberBand const& band)
+{
+    host::Placement const& placement = model.placements[number];
+    bool isBoxIn = true;
+    for (int corner = 0; corner < 8; ++corner) {
+        isBoxIn = isBoxIn && IsInBand(placement.box.GetCorner(corner), rays, band);
+    }
+    if (isBoxIn) {
+        return false;
+    }
+    std::vector<float> const& positions = model.meshes[placement.mesh].positions;
+    for (std::size_t i = 0; i + 2 < positions.size(); i += 3) {
+        TqLPos3f const local(positions[i], positions[i + 1], positions[i + 2]);
+        if (!IsInBand(local * placement.toWorld, rays, band)) {
+            return true;
         }
     }
     return false;
@@ -139,9 +152,9 @@ void CheckRubberBand(PixelRays const& rays, host::IdPicture const& picture,
     pick->SetPickBits(0);
     pick->SetResultBits(host::ResultBits::eLIST);
     pick->SetRequiredPropertyBits(TqOcPickTraversal::ePROPERTY_ALL_HITS);
-    band->m_touching = List(pick, root, &band->m_touchingSeconds);
+    band->m_touching = List(pick, root, &band->m_touchingSeconds, &band->m_isTimedOut);
     pick->SetContainedOnly(1);
-    band->m_contained = List(pick, root, &band->m_containedSeconds);
+    band->m_contained = List(pick, root, &band->m_containedSeconds, &band->m_isTimedOut);
     pick->SetContainedOnly(0);
     pick->SetRequiredPropertyBits(required);
 
@@ -153,7 +166,7 @@ void CheckRubberBand(PixelRays const& rays, host::IdPicture const& picture,
                      CountMissing(band->m_touching, forced) +
                      CountMissing(band->m_contained, band->m_touching);
     for (std::uint32_t const placement : band->m_contained) {
-        band->m_numOutside += ReachesOut(GetMesh(trees, placement), rays, *band) ? 1 : 0;
+        band->m_numOutside += ReachesOut(trees->GetModel(), placement, rays, *band) ? 1 : 0;
     }
 }
 
