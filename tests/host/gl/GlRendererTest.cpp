@@ -43,6 +43,22 @@ host::Mesh MakeCube()
     return mesh;
 }
 
+/// Lines from the middle to the four sides of a square, or their ends as points.
+host::Mesh MakeCross(std::uint32_t corners)
+{
+    host::Mesh mesh;
+    mesh.positions = {0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 1, 0, 0, -1, 0};
+    mesh.normals = {0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1, 0};
+    mesh.corners = corners;
+    for (std::uint32_t end = 1; end <= 4; ++end) {
+        if (corners == 2) {
+            mesh.indices.push_back(0);
+        }
+        mesh.indices.push_back(end);
+    }
+    return mesh;
+}
+
 host::Material MakeMaterial(float red, float green, float blue, float opacity)
 {
     host::Material material;
@@ -92,7 +108,7 @@ protected:
         m_meshes = std::make_unique<host::GlMeshStore>(m_gl);
         host::Mesh broken = MakeCube();
         broken.indices[0] = 1000;
-        m_meshes->Upload({MakeCube(), broken});
+        m_meshes->Upload({MakeCube(), broken, MakeCross(2), MakeCross(1)});
         m_renderer = std::make_unique<host::GlRenderer>(m_gl, *m_meshes);
         ASSERT_TRUE(m_renderer->Create(&problem)) << problem;
     }
@@ -306,4 +322,27 @@ TEST(GlFramebuffer, RefusesImpossibleSizes)
         EXPECT_FALSE(framebuffer.Create(side, 16, &problem));
         EXPECT_NE(problem.find(std::to_string(side)), std::string::npos) << problem;
     }
+}
+
+TEST_F(GlRendererTest, DrawsLinesAndPoints)
+{
+    auto const countGreen = [](host::Image const& image) {
+        int count = 0;
+        for (int y = 0; y < eSIZE; ++y) {
+            for (int x = 0; x < eSIZE; ++x) {
+                count += IsMostly(image.GetPixel(x, y), 1) ? 1 : 0;
+            }
+        }
+        return count;
+    };
+    // At a distance of 2 a unit is a quarter of the picture, 16 pixels.
+    TqLAffine3f const place = Place(0.02, 0.02, -2.0, 1.0);
+    Begin();
+    m_renderer->DrawMesh(2, place, m_green);
+    int const onLines = countGreen(End());
+    EXPECT_GE(onLines, 60);
+    EXPECT_LE(onLines, 68);
+    Begin();
+    m_renderer->DrawMesh(3, place, m_green);
+    EXPECT_EQ(countGreen(End()), 4);
 }

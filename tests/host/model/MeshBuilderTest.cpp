@@ -187,3 +187,47 @@ TEST(ShapeMaker, SolidsAreClosedFaceOutwardsAndHaveUnitNormals)
     EXPECT_NEAR(mesh.box.GetMin()[2], 0.0, 1e-5);
     ExpectUnitNormals(mesh);
 }
+
+TEST(MeshBuilder, WeldsLinesAndPoints)
+{
+    MeshBuilder lines(2);
+    Vec const polyline[3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}};
+    Vec const still[2] = {{1, 1, 0}, {1, 1, 0}};
+    Vec const broken[2] = {{1, 1, 0}, {1, s_nan, 0}};
+    lines.AddSimple(polyline);
+    lines.AddSimple(polyline + 1);
+    lines.AddSimple(still);
+    lines.AddSimple(broken);
+    EXPECT_EQ(lines.GetNumRefused(), 1u);
+    Mesh const mesh = Finish(lines);
+    EXPECT_EQ(mesh.corners, 2u);
+    EXPECT_EQ(mesh.GetNumPrimitives(), 2u);
+    EXPECT_EQ(mesh.GetNumTriangles(), 0u);
+    EXPECT_EQ(mesh.GetNumVertices(), 3u);
+    EXPECT_EQ(mesh.indices, (std::vector<uint32_t>{0, 1, 1, 2}));
+    ExpectUnitNormals(mesh);
+
+    MeshBuilder points(1);
+    points.AddSimple(polyline);
+    points.AddSimple(polyline + 2);
+    Mesh const dots = Finish(points);
+    EXPECT_EQ(dots.corners, 1u);
+    EXPECT_EQ(dots.GetNumPrimitives(), 2u);
+}
+
+TEST(MeshBuilder, KeepsCornersWithOtherTextureCoordinatesApart)
+{
+    MeshBuilder builder;
+    Vec const corners[3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    MeshBuilder::TexCoord const first[3] = {{0, 0}, {1, 0}, {0, 1}};
+    MeshBuilder::TexCoord const second[3] = {{0, 0}, {1, s_nan}, {0, 0.5f}};
+    for (MeshBuilder::TexCoord const* texCoords : {first, second}) {
+        builder.Add(corners, nullptr, texCoords);
+    }
+    Mesh const mesh = Finish(builder);
+    // The first corner is shared; what is not finite has become (0, 0).
+    EXPECT_EQ(mesh.GetNumVertices(), 5u);
+    EXPECT_EQ(mesh.texCoords, (std::vector<float>{0, 0, 1, 0, 0, 1, 0, 0, 0, 0.5f}));
+    builder.Add(corners, nullptr);
+    EXPECT_TRUE(Finish(builder).texCoords.empty());
+}

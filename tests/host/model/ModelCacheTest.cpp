@@ -27,7 +27,14 @@ FurnitureLibrary MakeSmallLibrary()
     mesh.indices = {0, 1, 2};
     mesh.material = 1;
     mesh.UpdateBox();
-    library.meshes = {mesh, Mesh()};
+    Mesh lines;
+    lines.positions = {0, 0, 0, 1, 0, 0};
+    lines.normals = {0, 1, 0, 0, 1, 0};
+    lines.texCoords = {0.25f, 0.5f, 1.0f, 0.0f};
+    lines.indices = {0, 1, 1, 0};
+    lines.corners = 2;
+    lines.UpdateBox();
+    library.meshes = {mesh, Mesh(), lines};
     FurniturePiece piece;
     piece.name = "chair \xC3\xA9";
     piece.category = "Kitchen";
@@ -62,7 +69,9 @@ void ExpectEqual(FurnitureLibrary const& a, FurnitureLibrary const& b)
         EXPECT_EQ(a.meshes[i].name, b.meshes[i].name);
         EXPECT_EQ(a.meshes[i].positions, b.meshes[i].positions);
         EXPECT_EQ(a.meshes[i].normals, b.meshes[i].normals);
+        EXPECT_EQ(a.meshes[i].texCoords, b.meshes[i].texCoords);
         EXPECT_EQ(a.meshes[i].indices, b.meshes[i].indices);
+        EXPECT_EQ(a.meshes[i].corners, b.meshes[i].corners);
         EXPECT_EQ(a.meshes[i].material, b.meshes[i].material);
         EXPECT_EQ(a.meshes[i].box, b.meshes[i].box);
     }
@@ -179,6 +188,35 @@ TEST(ModelCache, IsAbsentForAMissingFileAndAFolder)
     EXPECT_FALSE(ReadFurnitureCache(folder.GetPath("missing"), s_fingerprint, read));
     EXPECT_TRUE(read.pieces.empty());
     EXPECT_FALSE(ReadFurnitureCache(folder.GetPath(), s_fingerprint, read));
+}
+
+TEST(ModelCache, IsAbsentWhereTheArraysOfAMeshDoNotFitEachOther)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.GetPath("a.cache");
+    for (int fault = 0; fault < 5; ++fault) {
+        FurnitureLibrary library = MakeSmallLibrary();
+        Mesh& lines = library.meshes[2];
+        switch (fault) {
+        case 1:
+            lines.texCoords.pop_back();
+            break;
+        case 2:
+            lines.corners = 0;
+            break;
+        case 3:
+            lines.corners = 4;
+            break;
+        case 4:
+            lines.indices.pop_back();
+            break;
+        default:
+            break;
+        }
+        std::string reason;
+        ASSERT_TRUE(WriteFurnitureCache(path, s_fingerprint, library, reason)) << reason;
+        EXPECT_EQ(ReadFurnitureCache(path, s_fingerprint, library), fault == 0) << fault;
+    }
 }
 
 TEST_F(DamagedCache, IsReadWhenWhole)

@@ -200,6 +200,62 @@ TEST(ModelReader, LeavesOutTrianglesThatAreNotFiniteAndSaysSo)
     ExpectFiniteAndEnclosed(scene);
 }
 
+TEST(ModelReader, KeepsLinesAndPointsInMeshesOfTheirOwn)
+{
+    TemporaryFolder const folder;
+    SceneModel scene;
+    std::string reason;
+    std::string const obj = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 5 0 0\n"
+                            "f 1 2 3\nl 1 2\nl 2 3 4\np 4\n";
+    ASSERT_TRUE(ReadModelFile(folder.Write("m.obj", obj), scene, reason, {})) << reason;
+    uint64_t numPrimitives[4] = {};
+    for (Mesh const& mesh : scene.meshes) {
+        ASSERT_GE(mesh.corners, 1u);
+        ASSERT_LE(mesh.corners, 3u);
+        EXPECT_EQ(mesh.normals.size(), mesh.positions.size());
+        numPrimitives[mesh.corners] += mesh.GetNumPrimitives();
+    }
+    EXPECT_EQ(numPrimitives[3], 1u);
+    EXPECT_EQ(numPrimitives[2], 3u);
+    EXPECT_EQ(numPrimitives[1], 1u);
+    EXPECT_EQ(scene.GetPlacedTriangles(), 1u);
+    EXPECT_EQ(scene.box, TqLBox3f(TqLPos3f(0, 0, 0), TqLPos3f(5, 1, 0)));
+    ExpectFiniteAndEnclosed(scene);
+}
+
+TEST(ModelReader, ReadsAFileOfLinesAlone)
+{
+    TemporaryFolder const folder;
+    SceneModel scene;
+    std::string reason;
+    std::string const obj = "v 0 0 0\nv 1 0 0\nv 0 1 0\nl 1 2\nl 2 3\n";
+    ASSERT_TRUE(ReadModelFile(folder.Write("m.obj", obj), scene, reason, {})) << reason;
+    ASSERT_EQ(scene.meshes.size(), 1u);
+    EXPECT_EQ(scene.meshes[0].corners, 2u);
+    EXPECT_EQ(scene.meshes[0].GetNumPrimitives(), 2u);
+    EXPECT_EQ(scene.GetPlacedTriangles(), 0u);
+}
+
+TEST(ModelReader, KeepsTextureCoordinates)
+{
+    TemporaryFolder const folder;
+    SceneModel scene;
+    std::string reason;
+    std::string const obj = "v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0.25 0.5\nvt 1 0\nvt 0 1\n"
+                            "f 1/1 2/2 3/3\n";
+    ASSERT_TRUE(ReadModelFile(folder.Write("m.obj", obj), scene, reason, {})) << reason;
+    ASSERT_EQ(scene.meshes.size(), 1u);
+    Mesh const& mesh = scene.meshes[0];
+    ASSERT_EQ(mesh.texCoords.size(), 6u);
+    for (uint32_t const vertex : mesh.indices) {
+        float const* const place = mesh.positions.data() + 3 * vertex;
+        float const* const texCoord = mesh.texCoords.data() + 2 * vertex;
+        bool const isFirst = place[0] == 0.0f && place[1] == 0.0f;
+        EXPECT_FLOAT_EQ(texCoord[0], isFirst ? 0.25f : place[0]);
+        EXPECT_FLOAT_EQ(texCoord[1], isFirst ? 0.5f : place[1]);
+    }
+}
+
 // ---- Bad files ----------------------------------------------------------------------------------
 
 TEST(ModelReader, RefusesAMissingFile)
@@ -254,12 +310,10 @@ TEST(ModelReader, RefusesFilesOfNoKnownFormat)
     }
 }
 
-TEST(ModelReader, RefusesModelsWithoutTriangles)
+TEST(ModelReader, RefusesModelsWithNothingToDraw)
 {
     TemporaryFolder const folder;
     ExpectRefused(folder.Write("points.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\n"), "");
-    ExpectRefused(folder.Write("lines.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nl 1 2\nl 2 3\n"),
-                  "no triangles");
     ExpectRefused(folder.Write("line.ply", MakeBinaryPly(0, 0)), "");
     ExpectRefused(
         folder.Write("empty.gltf", R"({"asset":{"version":"2.0"},"scenes":[{"nodes":[]}]})"), "");

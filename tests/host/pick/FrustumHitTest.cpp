@@ -203,6 +203,30 @@ TEST(FrustumHit, LetsNoLineOfSightSlipBetweenNeighbours)
     }
 }
 
+TEST(FrustumHit, HitsBothNeighboursOfAnEdgeOnTheLineOfSight)
+{
+    TqLFrustum3f const view = TqLFrustum3f::Parallel(TqLPos3f(), s_into, s_up, 2.0, 2.0, 0.0, 8.0);
+    PickVolume const volume((TqLPickFrustum3f(view)), nullptr, 0);
+    TqLPos3f const square[4] = {TqLPos3f(-1.0, -1.0, -4.0), TqLPos3f(1.0, -1.0, -4.0),
+                                TqLPos3f(1.0, 1.0, -4.0), TqLPos3f(-1.0, 1.0, -4.0)};
+    // Each diagonal, each half of it, and each half begun at each corner and turned over.
+    for (int first = 0; first < 4; ++first) {
+        for (int half = 0; half < 2; ++half) {
+            for (int turn = 0; turn < 3; ++turn) {
+                TqLPos3f const corners[3] = {square[first], square[(first + 1 + half) % 4],
+                                             square[(first + 2 + half) % 4]};
+                TqLPos3f const turned[3] = {corners[turn], corners[(turn + 1) % 3],
+                                            corners[(turn + 2) % 3]};
+                TqLPos3f const over[3] = {turned[2], turned[1], turned[0]};
+                FrustumHit hit;
+                ASSERT_TRUE(HitTriangle(volume, turned, TriangleHits::eLINE_OF_SIGHT, &hit));
+                EXPECT_EQ(hit.m_point, TqLPos3f(0.0, 0.0, -4.0));
+                ASSERT_TRUE(HitTriangle(volume, over, TriangleHits::eLINE_OF_SIGHT, &hit));
+            }
+        }
+    }
+}
+
 TEST(FrustumHit, CutsAtClipPlanesOnTheirPositiveSide)
 {
     constexpr unsigned eSEED = 6;

@@ -366,3 +366,100 @@ TEST_F(GlShapePickTest, SweepsFromWithinThroughBackFacesOnlyWhenAsked)
     EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[1]);
     EXPECT_NEAR(m_sweep.GetDistance(), 4.4, 1e-12);
 }
+
+TEST_F(GlShapePickTest, PicksALineWithItsDirection)
+{
+    host::Mesh lines;
+    lines.corners = 2;
+    lines.positions = {-1.0f, 0.5625f, 0.0f, 3.0f, 0.5625f, 0.0f, 0.0f, -2.0f, 0.0f};
+    lines.normals = {0, 1, 0, 0, 1, 0, 0, 1, 0};
+    lines.texCoords = {0.0f, 1.0f, 1.0f, 1.0f, 0.0f, 0.0f};
+    lines.indices = {0, 2, 0, 1};
+    lines.UpdateBox();
+    m_model.meshes = {lines};
+    m_model.placements.clear();
+    m_model.AddPlacement(0, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -5.0)), false);
+    TqOcTraversable* const root = Build();
+    EXPECT_EQ(m_shapes[0].GetPrimitives(), TqLPrimitiveTypes::eLINES);
+    // The pixel from (0.2, 0.1) to (0.22, 0.12) of the plane at distance 1; the line is at y =
+    // 0.1125.
+    m_pick.SetFrustum(MakePixel(0.21, 0.11));
+    m_pick.Apply(root);
+    ASSERT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    EXPECT_EQ(m_pick.GetPickType(), TqOcPickTraversal::ePICK_LINE);
+    EXPECT_EQ(m_pick.GetSubObjectId(), 1u);
+    // Where the line is nearest to the line of sight, which passes it at an angle.
+    TqLPos3f const point = m_pick.GetPickedPoint();
+    EXPECT_NEAR(point[0], 1.05, 1e-3);
+    EXPECT_EQ(point[1], 0.5625);
+    EXPECT_EQ(point[2], -5.0);
+    EXPECT_EQ(m_pick.GetPropertyBits(), TqOcPickTraversal::ePROPERTY_DIRECTION |
+                                            TqOcPickTraversal::ePROPERTY_COLOR |
+                                            TqOcPickTraversal::ePROPERTY_TEX_COORD);
+    EXPECT_EQ(m_pick.GetDirection().Vec(), TqLVec3f(1.0, 0.0, 0.0));
+    EXPECT_EQ(m_pick.GetVertices()[0], TqLPos3f(-1.0, 0.5625, -5.0));
+    EXPECT_EQ(m_pick.GetVertices()[2], TqLPos3f(3.0, 0.5625, -5.0));
+    EXPECT_NEAR(m_pick.GetTexCoord()[0], (point[0] + 1.0) / 4.0, 1e-12);
+    EXPECT_NEAR(m_pick.GetTexCoord()[1], 1.0, 1e-12);
+    m_pick.SetPickBits(host::PickBits::eTRIANGLES);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    m_pick.SetPickBits(host::PickBits::eLINES);
+    m_pick.SetContainedOnly(1);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    m_pick.SetFrustum(MakePick(0.0, 0.0, eWINDOW, eWINDOW));
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+}
+
+TEST_F(GlShapePickTest, PicksAPointInFrontOfATriangle)
+{
+    host::Mesh points;
+    points.corners = 1;
+    points.positions = {-1.0f, 0.0f, 0.0f, 0.021f, 0.062f, 0.0f, 0.02f, 0.06f, -1.0f};
+    points.normals = {0, 1, 0, 0, 1, 0, 0, 1, 0};
+    points.indices = {0, 1, 2};
+    points.UpdateBox();
+    m_model.meshes.push_back(points);
+    m_model.AddPlacement(1, TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -2.0)), false);
+    TqOcTraversable* const root = Build();
+    EXPECT_EQ(m_shapes[3].GetPrimitives(), TqLPrimitiveTypes::ePOINTS);
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(root);
+    ASSERT_EQ(m_pick.GetPickedShape(), &m_shapes[3]);
+    EXPECT_EQ(m_pick.GetPickType(), TqOcPickTraversal::ePICK_POINT);
+    EXPECT_EQ(m_pick.GetSubObjectId(), 1u);
+    EXPECT_EQ(m_pick.GetPropertyBits(), TqOcPickTraversal::ePROPERTY_COLOR);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[0], 0.021, 1e-8);
+    m_pick.SetPickBits(host::PickBits::eTRIANGLES | host::PickBits::eLINES);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+}
+
+TEST_F(GlShapePickTest, TellsTheTextureCoordinateOfThePoint)
+{
+    host::Mesh square;
+    square.positions = {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0};
+    square.normals = {0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1};
+    square.texCoords = {0, 0, 10, 0, 10, 100, 0, 100};
+    square.indices = {0, 1, 2, 0, 2, 3};
+    square.UpdateBox();
+    m_model.meshes = {square};
+    m_model.placements.clear();
+    m_model.AddPlacement(
+        0, TqLAffine3f::Scale(-2.0, 1.0, 1.0) * TqLAffine3f::Translation(TqLVec3f(0.0, 0.0, -4.0)),
+        false);
+    TqOcTraversable* const root = Build();
+    for (double const x : {-0.39, 0.05, 0.31}) {
+        for (double const y : {-0.21, 0.11}) {
+            m_pick.SetFrustum(MakePixel(x, y));
+            m_pick.Apply(root);
+            ASSERT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+            ASSERT_NE(m_pick.GetPropertyBits() & TqOcPickTraversal::ePROPERTY_TEX_COORD, 0u);
+            TqLPos3f const point = m_pick.GetPickedPoint();
+            EXPECT_NEAR(m_pick.GetTexCoord()[0], 5.0 - 2.5 * point[0], 1e-12);
+            EXPECT_NEAR(m_pick.GetTexCoord()[1], 50.0 + 50.0 * point[1], 1e-12);
+        }
+    }
+}

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <set>
@@ -24,12 +25,15 @@ class BruteForce
 public:
     BruteForce(PlacedMesh const& mesh, PickVolume const& volume, MeshPickSettings const& settings)
     {
-        m_isContained = mesh.GetMesh().GetNumTriangles() > 0;
-        for (std::uint32_t i = 0; i < mesh.GetMesh().GetNumTriangles(); ++i) {
+        std::uint32_t const kind = mesh.GetMesh().corners;
+        m_isContained = mesh.GetMesh().GetNumPrimitives() > 0;
+        for (std::uint32_t i = 0; i < mesh.GetMesh().GetNumPrimitives(); ++i) {
             TqLPos3f corners[3];
             mesh.GetCorners(i, corners);
             FrustumHit hit;
-            bool isHit = HitTriangle(volume, corners, settings.m_hits, &hit);
+            bool isHit = kind == 1   ? HitPoint(volume, corners[0], &hit)
+                         : kind == 2 ? HitSegment(volume, corners, &hit)
+                                     : HitTriangle(volume, corners, settings.m_hits, &hit);
             if (settings.m_frontFacesOnly) {
                 isHit = isHit && mesh.GetFront(corners).Dot(volume.GetLookAt(hit.m_point)) < 0.0;
             }
@@ -174,6 +178,89 @@ TEST(MeshPick, FindsTheContactThatAskingEveryTriangleFinds)
     }
     EXPECT_GT(numTouched, 200);
     EXPECT_GT(numLate, 100);
+}
+
+TEST(MeshPick, AnswersAsAskingEveryLineAndPoint)
+{
+    constexpr unsigned eSEED = 45;
+    PickRandom random(eSEED);
+    for (std::uint32_t const corners : {1u, 2u}) {
+        Mesh mesh = MakePickSoup(400, 1.0, random);
+        mesh.corners = corners;
+        MeshTree const tree(mesh);
+        int numHits = 0;
+        for (TqLAffine3f const& toWorld : MakePlacements()) {
+            PlacedMesh const placed(mesh, tree, toWorld);
+            for (int round = 0; round < 50; ++round) {
+                SCOPED_TRACE(testing::Message() << "seed " << eSEED << ", round " << round);
+                PickVolume const volume(MakeRandomPick(random, TransformBox(mesh.box, toWorld)),
+                                        nullptr, 0);
+                MeshPickSettings const settings;
+                BruteForce const brute(placed, volume, settings);
+                numHits += brute.m_isHit ? 1 : 0;
+                MeshHit hit;
+                ASSERT_EQ(FindNearestHit(placed, volume, settings, s_infinity, &hit),
+                          brute.m_isHit);
+                ASSERT_EQ(IsTouched(placed, volume, settings), brute.m_isHit);
+                ASSERT_EQ(IsContained(placed, volume, settings), brute.m_isContained);
+                if (brute.m_isHit) {
+                    ASSERT_EQ(hit.m_primitive, brute.m_hit.m_primitive);
+                    ASSERT_EQ(hit.m_hit.m_point, brute.m_hit.m_hit.m_point);
+                }
+            }
+        }
+        EXPECT_GT(numHits, 30);
+    }
+}
+
+TEST(MeshPick, LosesNoTouchToTheRoundingOfItsBoxes)
+{
+    // Planes and bodies are put where they touch a corner, up to rounding: whether the kernel finds
+    // a touch is a matter of luck, and the tree must have the same luck.
+    constexpr unsigned eSEED = 46;
+    PickRandom random(eSEED);
+    int numHits = 0;
+    int numContacts = 0;
+    for (int round = 0; round < 6000; ++round) {
+        SCOPED_TRACE(testing::Message() << "seed " << eSEED << ", round " << round);
+        Mesh const mesh = MakePickSoup(1, 1.0, random);
+        MeshTree const tree(mesh);
+        double const far = random.Below(2) == 0 ? 10.0 : 1e6;
+        TqLAffine3f const toWorld = MakePickPlacement(TqLVec3f(random.In(0.1, 3.0), 1.0, -0.5),
+                                                      random.In(0.0, 6.0), random.Vector(far));
+        PlacedMesh const placed(mesh, tree, toWorld);
+        TqLPos3f corners[3];
+        placed.GetCorners(0, corners);
+        // A view of which an edge runs along the corner that is farthest out.
+        TqLVec3f const into = random.Vector(1.0);
+        TqLUnitVec3f const right(into.Cross(TqLVec3f(0.0, 1.0, 0.0)));
+        TqLPos3f const* const last =
+            std::min_element(corners, corners + 3, [&](TqLPos3f const& a, TqLPos3f const& b) {
+                return right.Dot(a - corners[0]) < right.Dot(b - corners[0]);
+            });
+        TqLPickFrustum3f const beside(TqLFrustum3f::Parallel(
+            *last - right.Vec() * 4.0, into, TqLVec3f(0.0, 1.0, 0.0), 8.0, 20.0, -20.0, 20.0));
+        PickVolume const volume(beside, nullptr, 0);
+        MeshPickSettings const settings;
+        BruteForce const brute(placed, volume, settings);
+        numHits += brute.m_isHit ? 1 : 0;
+        ASSERT_EQ(IsTouched(placed, volume, settings), brute.m_isHit);
+        // A box that slides past the topmost corner.
+        TqLPos3f const* const top = std::max_element(
+            corners, corners + 3, [](TqLPos3f const& a, TqLPos3f const& b) { return a[1] < b[1]; });
+        double const halfHeight = random.In(0.0, 1.0);
+        TqLPos3f const start(top->Get(0) - 5.0, top->Get(1) + halfHeight, top->Get(2));
+        TqLPickSweep const sweep(start, TqLVec3f(0.5, halfHeight, 0.5), TqLVec3f(10.0, 0.0, 0.0));
+        SweepContact alone;
+        MeshContact contact;
+        bool const touches = SweepTriangle(sweep, corners, &alone);
+        numContacts += touches ? 1 : 0;
+        ASSERT_EQ(FindContact(placed, sweep, nullptr, 0, settings, &contact), touches);
+    }
+    EXPECT_GT(numHits, 500);
+    EXPECT_LT(numHits, 5500);
+    EXPECT_GT(numContacts, 500);
+    EXPECT_LT(numContacts, 6000);
 }
 
 TEST(MeshPick, LetsABodyThroughWhereClipPlanesCutAway)

@@ -40,6 +40,11 @@ bool HasValidIndices(Mesh const& mesh)
                        [vertices](std::uint32_t index) { return index < vertices; });
 }
 
+GLenum GetMode(Mesh const& mesh)
+{
+    return mesh.corners == 3 ? GL_TRIANGLES : mesh.corners == 2 ? GL_LINES : GL_POINTS;
+}
+
 /// A cube from 0 to 1 with shared corners; only its positions are ever used.
 Mesh MakeCube()
 {
@@ -96,6 +101,7 @@ GlMesh GlMeshStore::UploadMesh(Mesh const& mesh)
         std::copy_n(mesh.positions.data() + 3 * i, 3, vertices[i].m_position);
         vertices[i].m_normal = PackNormal(mesh.normals.data() + 3 * i);
     }
+    placed.m_mode = GetMode(mesh);
     placed.m_indexCount = static_cast<GLsizei>(mesh.indices.size());
     placed.m_baseVertex = static_cast<GLint>(m_usedVertices);
     placed.m_indexOffset = m_usedIndices * sizeof(std::uint32_t);

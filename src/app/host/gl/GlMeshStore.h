@@ -1,4 +1,4 @@
-// The triangles of all meshes in one vertex and one index buffer on the drawing side.
+// The primitives of all meshes in one vertex and one index buffer on the drawing side.
 //
 // Every mesh is uploaded once, however often it is placed. Since all meshes share one vertex array
 // there is nothing to bind between two draws. A vertex takes 16 bytes: three floats and a packed
@@ -17,6 +17,7 @@ namespace host
 /// Where one mesh lies in the shared buffers.
 struct GlMesh
 {
+    GLenum m_mode = GL_TRIANGLES;
     GLsizei m_indexCount = 0;
     GLint m_baseVertex = 0;
     std::size_t m_indexOffset = 0; ///< bytes into the index buffer
@@ -52,7 +53,7 @@ public:
 private:
     void Draw(GlMesh const& mesh) const
     {
-        m_gl.DrawElementsBaseVertex(GL_TRIANGLES, mesh.m_indexCount, GL_UNSIGNED_INT,
+        m_gl.DrawElementsBaseVertex(mesh.m_mode, mesh.m_indexCount, GL_UNSIGNED_INT,
                                     reinterpret_cast<void const*>(mesh.m_indexOffset),
                                     mesh.m_baseVertex);
     }

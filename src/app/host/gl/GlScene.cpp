@@ -37,9 +37,10 @@ GlScene::GlScene(SceneModel const& model, GlRenderer& renderer, GlSceneSettings 
     m_shapes.reserve(model.placements.size());
     for (std::size_t i = 0; i < model.placements.size(); ++i) {
         Placement const& placement = model.placements[i];
-        m_shapes.emplace_back(&m_shared, static_cast<std::uint32_t>(i),
-                              static_cast<unsigned>(model.meshes[placement.mesh].GetNumTriangles()),
-                              placement.occluder ? settings.m_occluderScale : 1.0);
+        m_shapes.emplace_back(
+            &m_shared, static_cast<std::uint32_t>(i),
+            static_cast<unsigned>(model.meshes[placement.mesh].GetNumPrimitives()),
+            placement.occluder ? settings.m_occluderScale : 1.0);
         m_shapes.back().SetUserOwned(1);
     }
     TqOcTraversable* const parts[2] = {Build(true, settings.m_occluderLeafTris),

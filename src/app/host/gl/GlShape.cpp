@@ -15,6 +15,30 @@ namespace host
 namespace
 {
 
+TqLPrimitiveTypes::Enum GetKind(SceneModel const& model, std::uint32_t placement)
+{
+    switch (model.meshes[model.placements[placement].mesh].corners) {
+    case 1:
+        return TqLPrimitiveTypes::ePOINTS;
+    case 2:
+        return TqLPrimitiveTypes::eLINES;
+    default:
+        return TqLPrimitiveTypes::eTRIANGLES;
+    }
+}
+
+TqOcPickTraversal::PickType GetPickType(Mesh const& mesh)
+{
+    switch (mesh.corners) {
+    case 1:
+        return TqOcPickTraversal::ePICK_POINT;
+    case 2:
+        return TqOcPickTraversal::ePICK_LINE;
+    default:
+        return TqOcPickTraversal::ePICK_TRIANGLE;
+    }
+}
+
 bool PassesOverBackFaces(TqOcPickTraversal const& traversal)
 {
     switch (traversal.GetBackfaceCull()) {
@@ -88,7 +112,7 @@ double GetLimit(TqOcPickFrustumTraversal const& traversal)
 } // namespace
 
 GlShape::GlShape(GlShapeScene const* scene, std::uint32_t placement, unsigned tris, double scale)
-    : TqOcShape(scale, tris, TqLPrimitiveTypes::eTRIANGLES)
+    : TqOcShape(scale, tris, GetKind(*scene->m_model, placement))
     , m_scene(scene)
     , m_placement(placement)
 {}
@@ -164,8 +188,8 @@ void GlShape::ReportHit(TqOcPickFrustumTraversal* traversal, PlacedMesh const& m
         return;
     }
     traversal->SetPicked(this, hit.m_hit.m_point, hit.m_hit.m_distance, hit.m_primitive,
-                         TqOcPickTraversal::ePICK_TRIANGLE);
-    ReportTriangle(traversal, mesh, hit.m_primitive);
+                         GetPickType(mesh.GetMesh()));
+    ReportPrimitive(traversal, mesh, hit.m_primitive);
 }
 
 void GlShape::PickSweep(TqOcPickSweepTraversal* traversal)
@@ -199,13 +223,13 @@ void GlShape::ReportContact(TqOcPickSweepTraversal* traversal, PlacedMesh const&
                             MeshContact const& contact, double distance)
 {
     traversal->SetPicked(this, contact.m_contact.m_point, distance, contact.m_primitive,
-                         TqOcPickTraversal::ePICK_TRIANGLE);
-    ReportTriangle(traversal, mesh, contact.m_primitive);
+                         GetPickType(mesh.GetMesh()));
+    ReportPrimitive(traversal, mesh, contact.m_primitive);
     traversal->SetNormal(TqLUnitVec3f(contact.m_contact.m_normal));
 }
 
-void GlShape::ReportTriangle(TqOcPickTraversal* traversal, PlacedMesh const& mesh,
-                             std::uint32_t primitive) const
+void GlShape::ReportPrimitive(TqOcPickTraversal* traversal, PlacedMesh const& mesh,
+                              std::uint32_t primitive) const
 {
     TqLPos3f corners[3];
     mesh.GetCorners(primitive, corners);
@@ -213,6 +237,12 @@ void GlShape::ReportTriangle(TqOcPickTraversal* traversal, PlacedMesh const& mes
     TqLUnitVec3f const normal(mesh.GetFront(corners));
     if (!normal.IsZero()) {
         traversal->SetNormal(normal);
+    }
+    if (mesh.GetMesh().corners == 2) {
+        traversal->SetDirection(TqLUnitVec3f(corners[1] - corners[0]));
+    }
+    if (!mesh.GetMesh().texCoords.empty()) {
+        traversal->SetTexCoord(mesh.GetTexCoord(primitive, traversal->GetPickedPoint()));
     }
     float const* const color = m_scene->m_model->materials[mesh.GetMesh().material].color;
     traversal->SetColor(TqLColor3f(color[0], color[1], color[2]));

@@ -2,7 +2,7 @@
 //
 // All shapes of a scene lie side by side in one vector and are user owned: containers never delete
 // them. A shape is 56 bytes; geometry, transform and material belong to the SceneModel.
-// Picks test the shape's own triangles, through the trees that the scene keeps (host/pick).
+// Picks test the shape's own primitives, through the trees that the scene keeps (host/pick).
 #pragma once
 
 #include "host/gl/GlRenderer.h"
@@ -38,7 +38,7 @@ class GlShape : public TqOcShape
 public:
     /// @param scene      must outlive the shape
     /// @param placement  position in the model's placements
-    /// @param tris       triangles of the placed mesh
+    /// @param tris       primitives of the placed mesh, which a walk budgets as triangles
     /// @param scale      factor on the shape's priority; smaller is drawn sooner
     GlShape(GlShapeScene const* scene, std::uint32_t placement, unsigned tris, double scale);
 
@@ -55,17 +55,19 @@ public:
     void PrioritizedShape(TqOcPrioritizedTraversal* traversal,
                           TqOcRenderTravCullData const& data) override;
 
-    /// Tests the shape's triangles against the pick frustum.
+    /// Tests the shape's triangles, lines or points against the pick frustum.
     ///
     /// Reads PickBits and ResultBits (host/pick/PickBits.h), ContainedOnly, BackfaceCull and the
     /// required property bits. Where the nearest hit is wanted (a pick point is required, and
     /// ResultBits do not leave it out), looks for the one nearer than the present pick, or the
     /// shape's own nearest with ePROPERTY_ALL_HITS; else for any. What is found lists the shape
-    /// once and may become the pick, with normal, colour and vertices; the sub-object is the
-    /// triangle's number in its mesh. What clip planes cut away is not hit, unless the shape
-    /// ignores them. With ContainedOnly, a mesh with a corner outside the frustum is passed over.
+    /// once and may become the pick, with colour, vertices (a line's or point's last one repeated),
+    /// a triangle's normal on its front side, a line's direction, and the texture coordinate where
+    /// the mesh has some; the sub-object is the primitive's number in its mesh. What clip planes
+    /// cut away is not hit, unless the shape ignores them. With ContainedOnly, a mesh with a corner
+    /// outside the frustum is passed over.
     ///
-    /// Which point of a triangle is picked is told in host/pick/FrustumHit.h. Gives up when the
+    /// Which point of a primitive is picked is told in host/pick/FrustumHit.h. Gives up when the
     /// traversal's time is over and reports what it has found by then.
     void PickShape(TqOcPickFrustumTraversal* traversal) override;
 
@@ -82,8 +84,8 @@ private:
     void ReportHit(TqOcPickFrustumTraversal* traversal, PlacedMesh const& mesh, MeshHit const& hit);
     void ReportContact(TqOcPickSweepTraversal* traversal, PlacedMesh const& mesh,
                        MeshContact const& contact, double distance);
-    void ReportTriangle(TqOcPickTraversal* traversal, PlacedMesh const& mesh,
-                        std::uint32_t primitive) const;
+    void ReportPrimitive(TqOcPickTraversal* traversal, PlacedMesh const& mesh,
+                         std::uint32_t primitive) const;
 
     GlShapeScene const* m_scene;
     std::uint32_t m_placement;

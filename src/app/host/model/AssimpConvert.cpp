@@ -50,6 +50,30 @@ MeshBuilder::Vec ToVec(aiVector3D const& v)
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
+void AddFace(aiMesh const& mesh, aiFace const& face, bool texCoords, MeshBuilder& builder)
+{
+    MeshBuilder::Vec corners[3];
+    MeshBuilder::Vec normals[3];
+    MeshBuilder::TexCoord places[3];
+    for (unsigned int i = 0; i < face.mNumIndices; ++i) {
+        unsigned int const index = face.mIndices[i];
+        corners[i] = ToVec(mesh.mVertices[index]);
+        if (mesh.mNormals != nullptr) {
+            normals[i] = ToVec(mesh.mNormals[index]);
+        }
+        if (texCoords) {
+            aiVector3D const& place = mesh.mTextureCoords[0][index];
+            places[i] = {static_cast<float>(place.x), static_cast<float>(place.y)};
+        }
+    }
+    if (face.mNumIndices == 3) {
+        builder.Add(corners, mesh.mNormals != nullptr ? normals : nullptr,
+                    texCoords ? places : nullptr);
+    } else {
+        builder.AddSimple(corners);
+    }
+}
+
 } // namespace
 
 unsigned int GetAssimpSteps()
@@ -57,7 +81,18 @@ unsigned int GetAssimpSteps()
     return aiProcess_Triangulate | aiProcess_SortByPType;
 }
 
-uint64_t AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
+uint32_t GetAssimpCorners(aiMesh const& mesh)
+{
+    if ((mesh.mPrimitiveTypes & aiPrimitiveType_TRIANGLE) != 0) {
+        return 3;
+    }
+    if ((mesh.mPrimitiveTypes & aiPrimitiveType_LINE) != 0) {
+        return 2;
+    }
+    return (mesh.mPrimitiveTypes & aiPrimitiveType_POINT) != 0 ? 1 : 0;
+}
+
+uint64_t AddAssimpMesh(aiMesh const& mesh, uint32_t corners, bool texCoords, MeshBuilder& builder)
 {
     uint64_t numRefused = 0;
     if (mesh.mVertices == nullptr) {
@@ -65,23 +100,14 @@ uint64_t AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder)
     }
     for (unsigned int f = 0; f < mesh.mNumFaces; ++f) {
         aiFace const& face = mesh.mFaces[f];
-        if (face.mNumIndices != 3) {
+        if (face.mNumIndices != corners) {
             continue;
         }
-        MeshBuilder::Vec corners[3];
-        MeshBuilder::Vec normals[3];
-        bool inside = true;
-        for (unsigned int i = 0; i < 3 && inside; ++i) {
-            unsigned int const index = face.mIndices[i];
-            inside = index < mesh.mNumVertices;
-            if (inside) {
-                corners[i] = ToVec(mesh.mVertices[index]);
-                normals[i] =
-                    mesh.mNormals != nullptr ? ToVec(mesh.mNormals[index]) : MeshBuilder::Vec{};
-            }
-        }
+        bool const inside =
+            std::all_of(face.mIndices, face.mIndices + corners,
+                        [&mesh](unsigned int index) { return index < mesh.mNumVertices; });
         if (inside) {
-            builder.Add(corners, mesh.mNormals != nullptr ? normals : nullptr);
+            AddFace(mesh, face, texCoords && mesh.mTextureCoords[0] != nullptr, builder);
         } else {
             ++numRefused;
         }

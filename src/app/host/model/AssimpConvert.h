@@ -17,10 +17,15 @@ namespace host
 /// are kept apart from them.
 unsigned int GetAssimpSteps();
 
-/// Adds the triangles of a mesh to `builder`. Faces that are not triangles and indices outside the
-/// vertices are left out.
-/// @return the number of triangles left out because an index pointed outside.
-uint64_t AddAssimpMesh(aiMesh const& mesh, MeshBuilder& builder);
+/// What a mesh that went through GetAssimpSteps() consists of, as Mesh::corners tells it: 3, 2 or
+/// 1; 0 for a mesh of nothing that can be drawn.
+uint32_t GetAssimpCorners(aiMesh const& mesh);
+
+/// Adds the triangles, lines or points of a mesh to a builder that was made for them. Faces with
+/// another number of corners and indices outside the vertices are left out.
+/// @param texCoords  whether triangles bring the first set of texture coordinates along
+/// @return the number of primitives left out because an index pointed outside.
+uint64_t AddAssimpMesh(aiMesh const& mesh, uint32_t corners, bool texCoords, MeshBuilder& builder);
 
 /// Colour and opacity of a material, each clamped to [0, 1] and never NaN. A material that is plain
 /// white or grey only because a texture carries its colour gets a muted tone that depends on its

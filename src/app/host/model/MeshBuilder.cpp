@@ -88,6 +88,14 @@ uint64_t HashWords(T const& value)
     return hash;
 }
 
+MeshBuilder::TexCoord GetUsable(MeshBuilder::TexCoord const& texCoord)
+{
+    if (!std::isfinite(texCoord[0]) || !std::isfinite(texCoord[1])) {
+        return {0.0f, 0.0f};
+    }
+    return {texCoord[0] + 0.0f, texCoord[1] + 0.0f};
+}
+
 /// Numbers equal positions alike; what SmoothFaces() sums up per place.
 class PlaceTable
 {
@@ -122,20 +130,24 @@ private:
 
 } // namespace
 
-void MeshBuilder::Add(Vec const corners[3], Vec const* normals)
+void MeshBuilder::Add(Vec const corners[3], Vec const* normals, TexCoord const* texCoords)
 {
-    Face face;
+    Face face = {};
     for (int i = 0; i < 3; ++i) {
         if (!IsFinite(corners[i])) {
             ++m_numRefused;
             return;
         }
         face.corners[i] = WithoutNegativeZeros(corners[i]);
+        if (texCoords != nullptr) {
+            face.texCoords[i] = GetUsable(texCoords[i]);
+        }
     }
     if (face.corners[0] == face.corners[1] || face.corners[1] == face.corners[2] ||
         face.corners[2] == face.corners[0]) {
         return;
     }
+    m_hasTexCoords = m_hasTexCoords || texCoords != nullptr;
     if (normals == nullptr) {
         m_smooth.push_back(face);
         return;
@@ -146,9 +158,24 @@ void MeshBuilder::Add(Vec const corners[3], Vec const* normals)
         if (!IsFinite(normal) || !Normalise(normal)) {
             normal = GetFaceNormal(face.corners);
         }
-        vertices[i] = {face.corners[i], WithoutNegativeZeros(normal)};
+        vertices[i] = {face.corners[i], WithoutNegativeZeros(normal), face.texCoords[i]};
     }
     AddIndexed(vertices);
+}
+
+void MeshBuilder::AddSimple(Vec const* corners)
+{
+    Vertex vertices[2];
+    for (uint32_t i = 0; i < m_corners; ++i) {
+        if (!IsFinite(corners[i])) {
+            ++m_numRefused;
+            return;
+        }
+        vertices[i] = {WithoutNegativeZeros(corners[i]), {0.0f, 1.0f, 0.0f}, {}};
+    }
+    if (m_corners == 1 || vertices[0].position != vertices[1].position) {
+        AddIndexed(vertices);
+    }
 }
 
 void MeshBuilder::Finish(Mesh& mesh)
@@ -156,11 +183,17 @@ void MeshBuilder::Finish(Mesh& mesh)
     SmoothFaces();
     mesh.positions.clear();
     mesh.normals.clear();
+    mesh.texCoords.clear();
+    mesh.corners = m_corners;
     mesh.positions.reserve(m_vertices.size() * 3);
     mesh.normals.reserve(m_vertices.size() * 3);
     for (Vertex const& vertex : m_vertices) {
         mesh.positions.insert(mesh.positions.end(), vertex.position.begin(), vertex.position.end());
         mesh.normals.insert(mesh.normals.end(), vertex.normal.begin(), vertex.normal.end());
+        if (m_hasTexCoords) {
+            mesh.texCoords.insert(mesh.texCoords.end(), vertex.texCoord.begin(),
+                                  vertex.texCoord.end());
+        }
     }
     mesh.indices = std::move(m_indices);
     mesh.indices.shrink_to_fit();
@@ -168,11 +201,12 @@ void MeshBuilder::Finish(Mesh& mesh)
     m_vertices = {};
     m_slots = {};
     m_indices = {};
+    m_hasTexCoords = false;
 }
 
-void MeshBuilder::AddIndexed(Vertex const corners[3])
+void MeshBuilder::AddIndexed(Vertex const* corners)
 {
-    for (int i = 0; i < 3; ++i) {
+    for (uint32_t i = 0; i < m_corners; ++i) {
         m_indices.push_back(Weld(corners[i]));
     }
 }
@@ -186,7 +220,8 @@ uint32_t MeshBuilder::Weld(Vertex const& vertex)
     size_t slot = HashWords(vertex) & mask;
     while (m_slots[slot] != 0) {
         Vertex const& other = m_vertices[m_slots[slot] - 1];
-        if (other.position == vertex.position && other.normal == vertex.normal) {
+        if (other.position == vertex.position && other.normal == vertex.normal &&
+            other.texCoord == vertex.texCoord) {
             return m_slots[slot] - 1;
         }
         slot = (slot + 1) & mask;
@@ -247,7 +282,8 @@ void MeshBuilder::SmoothFaces()
             if (!(Dot(normal, own) >= s_creaseCosine)) {
                 normal = own;
             }
-            vertex = {face.corners[&vertex - vertices], WithoutNegativeZeros(normal)};
+            auto const corner = &vertex - vertices;
+            vertex = {face.corners[corner], WithoutNegativeZeros(normal), face.texCoords[corner]};
             ++at;
         }
         AddIndexed(vertices);

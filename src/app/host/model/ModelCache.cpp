@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr char s_magic[8] = {'T', 'q', 'F', 'u', 'r', 'n', 'C', 'a'};
 /// Raise with every change to what is written, or to what the catalogue reader makes of its files.
-constexpr uint32_t eFORMAT_VERSION = 1;
+constexpr uint32_t eFORMAT_VERSION = 2;
 constexpr uint32_t eBYTE_ORDER = 0x01020304;
 
 // Smallest stored sizes, which bound the counts that a reader believes.

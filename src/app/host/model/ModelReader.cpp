@@ -7,7 +7,6 @@
 
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
-#include <assimp/config.h>
 #include <assimp/scene.h>
 
 #include <algorithm>
@@ -54,20 +53,23 @@ TqLAffine3f ConvertMatrix(aiMatrix4x4 const& m)
 struct Losses
 {
     uint64_t triangles = 0;
+    uint64_t linesAndPoints = 0;
     uint64_t placements = 0;
 };
 
 /// Converts all meshes. `numbers` says for each of the importer's meshes which of ours it became;
-/// eNO_MESH for those without triangles.
+/// eNO_MESH for those with nothing to draw.
 void ConvertMeshes(aiScene const& source, SceneModel& scene, std::vector<uint32_t>& numbers,
                    Losses& losses, ProgressFn const& progress)
 {
     numbers.assign(source.mNumMeshes, eNO_MESH);
     for (unsigned int i = 0; i < source.mNumMeshes; ++i) {
         aiMesh const& from = *source.mMeshes[i];
-        MeshBuilder builder;
-        losses.triangles += AddAssimpMesh(from, builder);
-        losses.triangles += builder.GetNumRefused();
+        uint32_t const corners = GetAssimpCorners(from);
+        MeshBuilder builder(corners);
+        uint64_t const numOutside = AddAssimpMesh(from, corners, true, builder);
+        (corners == 3 ? losses.triangles : losses.linesAndPoints) +=
+            numOutside + builder.GetNumRefused();
         if (!builder.IsEmpty()) {
             Mesh mesh;
             mesh.name = MakeOneLine(from.mName.C_Str());
@@ -117,6 +119,10 @@ std::string MakeNote(Losses const& losses)
     if (losses.triangles > 0) {
         note = std::to_string(losses.triangles) + " triangles with unusable corners left out";
     }
+    if (losses.linesAndPoints > 0) {
+        note += (note.empty() ? "" : ", ") + std::to_string(losses.linesAndPoints) +
+                " lines or points with unusable corners left out";
+    }
     if (losses.placements > 0) {
         note += (note.empty() ? "" : ", ") + std::to_string(losses.placements) +
                 " parts with unusable placements left out";
@@ -130,20 +136,15 @@ bool ImportModel(std::string const& path, SceneModel& scene, std::string& reason
 {
     Assimp::Importer importer;
     importer.SetProgressHandler(new ReadingProgress(progress)); // the importer deletes it
-    importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
-                                aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     aiScene const* source = importer.ReadFile(path, GetAssimpSteps());
     std::string const message = MakeOneLine(importer.GetErrorString());
     if (source == nullptr) {
-        // What is left of a file with nothing but points and lines.
-        bool const nothingLeft = message.find("No meshes remaining") != std::string::npos;
-        reason = nothingLeft       ? "has no triangles"
-                 : message.empty() ? "cannot be read as a model: damaged or of no known format"
-                                   : "cannot be read as a model: " + message;
+        reason = message.empty() ? "cannot be read as a model: damaged or of no known format"
+                                 : "cannot be read as a model: " + message;
         return false;
     }
     if (source->mRootNode == nullptr || source->mNumMeshes == 0) {
-        reason = "has no triangles";
+        reason = "has nothing to draw";
         return false;
     }
     for (unsigned int i = 0; i < source->mNumMaterials; ++i) {
@@ -158,7 +159,7 @@ bool ImportModel(std::string const& path, SceneModel& scene, std::string& reason
     PlaceNodes(*source, numbers, scene, losses);
     scene.note = MakeNote(losses);
     if (scene.placements.empty()) {
-        reason = "has no triangles" + (scene.note.empty() ? "" : " (" + scene.note + ")");
+        reason = "has nothing to draw" + (scene.note.empty() ? "" : " (" + scene.note + ")");
         return false;
     }
     return true;

@@ -16,11 +16,12 @@ namespace host
 
 /// Reads the model file at `path` and replaces `scene` by it.
 /// Instancing is kept: a mesh used by several nodes is stored once and placed several times.
-/// Triangles with a vertex that is not finite are dropped; `scene.note` then says how many. Points
-/// and lines are left out. Files in another unit are taken as they are, one unit as one metre.
+/// Triangles, lines and points are kept, each in meshes of their own, triangles with the file's
+/// texture coordinates. Those with a vertex that is not finite are dropped; `scene.note` then says
+/// how many. Files in another unit are taken as they are, one unit as one metre.
 /// @param reason    set on failure to one line that names the fault (not the file): the file is
 ///                  missing, is a directory, cannot be read, is empty, is damaged or cut short, is
-///                  of no known format, or has no triangles. Untouched on success.
+///                  of no known format, or has nothing to draw. Untouched on success.
 /// @param progress  told of reading and converting; may be empty.
 /// @return false on failure; `scene` is then empty.
 bool ReadModelFile(std::string const& path, SceneModel& scene, std::string& reason,

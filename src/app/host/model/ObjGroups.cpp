@@ -86,7 +86,8 @@ void CollectGroups(aiScene const& source, ObjModel& model)
     for (unsigned int i = 0; i < source.mNumMeshes; ++i) {
         aiMesh const& from = *source.mMeshes[i];
         MeshBuilder builder;
-        AddAssimpMesh(from, builder);
+        // Furniture is drawn in plain colours: texture coordinates would only take room.
+        AddAssimpMesh(from, 3, false, builder);
         if (builder.IsEmpty() || from.mMaterialIndex >= numbers.size()) {
             continue;
         }

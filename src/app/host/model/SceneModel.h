@@ -35,21 +35,27 @@ struct Material
     float opacity = 1.0f;
 };
 
-/// One material group of one model: triangles that are drawn by one call.
-/// Positions and normals are xyz triples of equal count, normals have unit length; indices are
-/// triangles, three vertex numbers each, all below GetNumVertices().
+/// One material group of one model: triangles, lines or points that are drawn by one call.
+/// Positions and normals are xyz triples of equal count, normals have unit length (straight up for
+/// lines and points); texture coordinates are uv pairs, one for each position, or there are none.
+/// Indices are primitives, `corners` vertex numbers each, all below GetNumVertices().
 struct Mesh
 {
     std::string name;
     std::vector<float> positions;
     std::vector<float> normals;
+    std::vector<float> texCoords;
     std::vector<uint32_t> indices;
+    uint32_t corners = 3;  ///< of a primitive: 3 for triangles, 2 for lines, 1 for points
     uint32_t material = 0; ///< position in SceneModel::materials
     TqLBox3f box;          ///< of the positions, in mesh coordinates
 
     size_t GetNumVertices() const { return positions.size() / 3; }
 
-    size_t GetNumTriangles() const { return indices.size() / 3; }
+    size_t GetNumPrimitives() const { return indices.size() / corners; }
+
+    /// 0 for lines and points.
+    size_t GetNumTriangles() const { return corners == 3 ? GetNumPrimitives() : 0; }
 
     /// Sets `box` from the positions. Linear in the vertices.
     void UpdateBox();

@@ -30,7 +30,9 @@ bool IsMeshConsistent(Mesh const& mesh, size_t numMaterials)
 {
     size_t const numVertices = mesh.GetNumVertices();
     return mesh.material < numMaterials && mesh.positions.size() == numVertices * 3 &&
-           mesh.normals.size() == mesh.positions.size() && mesh.indices.size() % 3 == 0 &&
+           mesh.normals.size() == mesh.positions.size() &&
+           (mesh.texCoords.empty() || mesh.texCoords.size() == numVertices * 2) &&
+           mesh.corners >= 1 && mesh.corners <= 3 && mesh.indices.size() % mesh.corners == 0 &&
            std::all_of(mesh.indices.begin(), mesh.indices.end(),
                        [numVertices](uint32_t index) { return index < numVertices; });
 }

@@ -12,7 +12,7 @@ namespace host
 
 // Smallest stored sizes in bytes, which bound the counts that a reader believes.
 constexpr size_t eLEAST_MATERIAL_BYTES = 8 + 4 * sizeof(float);
-constexpr size_t eLEAST_MESH_BYTES = 4 * 8 + sizeof(uint32_t);
+constexpr size_t eLEAST_MESH_BYTES = 5 * 8 + 2 * sizeof(uint32_t);
 
 /// Hands each field of a record to a writer.
 struct RecordSaver
@@ -63,7 +63,9 @@ void ExchangeMesh(Archive archive, T& mesh)
     archive(mesh.name);
     archive(mesh.positions);
     archive(mesh.normals);
+    archive(mesh.texCoords);
     archive(mesh.indices);
+    archive(mesh.corners);
     archive(mesh.material);
 }
 

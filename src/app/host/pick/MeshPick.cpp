@@ -32,6 +32,26 @@ double SumOfSizes(TqLVec3f const& vec)
     return std::fabs(vec[0]) + std::fabs(vec[1]) + std::fabs(vec[2]);
 }
 
+/// The shares of a triangle's corners in a point of it. Without an area, those of the first edge's.
+void FindWeights(TqLPos3f const triangle[3], TqLPos3f const& point, double* weights)
+{
+    TqLVec3f const ab = triangle[1] - triangle[0];
+    TqLVec3f const ac = triangle[2] - triangle[0];
+    TqLVec3f const ap = point - triangle[0];
+    TqLVec3f const normal = ab.Cross(ac);
+    double const whole = normal.Dot(normal);
+    double const squaredLength = ab.Dot(ab);
+    weights[1] = 0.0;
+    weights[2] = 0.0;
+    if (whole > 0.0) {
+        weights[1] = ap.Cross(ac).Dot(normal) / whole;
+        weights[2] = ab.Cross(ap).Dot(normal) / whole;
+    } else if (squaredLength > 0.0) {
+        weights[1] = ab.Dot(ap) / squaredLength;
+    }
+    weights[0] = 1.0 - weights[1] - weights[2];
+}
+
 /// A world plane asked about boxes of mesh coordinates. Distances stay those of the world.
 class LocalPlane
 {
@@ -131,6 +151,12 @@ protected:
     {
         TqLPos3f corners[3];
         m_mesh.GetCorners(primitive, corners);
+        if (m_mesh.GetMesh().corners == 1) {
+            return HitPoint(m_volume, corners[0], hit);
+        }
+        if (m_mesh.GetMesh().corners == 2) {
+            return HitSegment(m_volume, corners, hit);
+        }
         return HitTriangle(m_volume, corners, m_settings.m_hits, hit) &&
                (!m_settings.m_frontFacesOnly ||
                 m_mesh.GetFront(corners).Dot(m_volume.GetLookAt(hit->m_point)) < 0.0);
@@ -365,13 +391,33 @@ PlacedMesh::PlacedMesh(Mesh const& mesh, MeshTree const& tree, TqLAffine3f const
     , m_isMirrored(toWorld.GetRow(0).Cross(toWorld.GetRow(1)).Dot(toWorld.GetRow(2)) < 0.0)
 {}
 
+std::uint32_t PlacedMesh::GetIndex(std::uint32_t primitive, std::uint32_t corner) const
+{
+    std::uint32_t const last = m_mesh.corners - 1;
+    return m_mesh.indices[std::size_t(m_mesh.corners) * primitive + std::min(corner, last)];
+}
+
 void PlacedMesh::GetCorners(std::uint32_t primitive, TqLPos3f* corners) const
 {
-    std::uint32_t const* const indices = m_mesh.indices.data() + std::size_t(3) * primitive;
-    for (int i = 0; i < 3; ++i) {
-        float const* const position = m_mesh.positions.data() + std::size_t(3) * indices[i];
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        float const* const position =
+            m_mesh.positions.data() + std::size_t(3) * GetIndex(primitive, i);
         corners[i] = TqLPos3f(position[0], position[1], position[2]) * m_toWorld;
     }
+}
+
+TqLPos2f PlacedMesh::GetTexCoord(std::uint32_t primitive, TqLPos3f const& point) const
+{
+    TqLPos3f corners[3];
+    GetCorners(primitive, corners);
+    double weights[3];
+    FindWeights(corners, point, weights);
+    TqLPos2f texCoord;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        float const* const at = m_mesh.texCoords.data() + std::size_t(2) * GetIndex(primitive, i);
+        texCoord += TqLVec2f(weights[i] * at[0], weights[i] * at[1]);
+    }
+    return texCoord;
 }
 
 TqLVec3f PlacedMesh::GetFront(TqLPos3f const triangle[3]) const

@@ -33,8 +33,12 @@ public:
 
     TqLAffine3f const& GetToWorld() const { return m_toWorld; }
 
-    /// World positions of a primitive's corners.
+    /// World positions of a primitive's three corners; a line's or point's last one is repeated.
     void GetCorners(std::uint32_t primitive, TqLPos3f* corners) const;
+
+    /// The texture coordinate at a world point of a primitive, between those of its corners. The
+    /// mesh must have some.
+    TqLPos2f GetTexCoord(std::uint32_t primitive, TqLPos3f const& point) const;
 
     /// World normal of a triangle on its front side, of any length; zero without area. The front is
     /// where the corners run counter-clockwise in mesh coordinates: a mirrored placement shows its
@@ -45,6 +49,8 @@ public:
     TqLBox3f GetWorldBox(TqLBox3f const& box) const;
 
 private:
+    std::uint32_t GetIndex(std::uint32_t primitive, std::uint32_t corner) const;
+
     Mesh const& m_mesh;
     MeshTree const& m_tree;
     TqLAffine3f const& m_toWorld;

@@ -110,7 +110,7 @@ struct MeshTree::Builder
 MeshTree::MeshTree(Mesh const& mesh)
 {
     std::size_t const numVertices = mesh.GetNumVertices();
-    std::size_t const numCorners = 3;
+    std::size_t const numCorners = mesh.corners;
     std::size_t const count = mesh.indices.size() / numCorners;
     bool const isValid =
         std::all_of(mesh.indices.begin(), mesh.indices.end(),

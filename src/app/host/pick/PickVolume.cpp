@@ -19,11 +19,6 @@ constexpr int eNEAR = 4;
 /// as thin as that has one direction for all practical purposes.
 constexpr double s_parallel = 1e-9;
 
-bool IsFinite(TqLVec3f const& vec)
-{
-    return std::isfinite(vec[0]) && std::isfinite(vec[1]) && std::isfinite(vec[2]);
-}
-
 bool AreParallel(TqLPlane3f const& a, TqLPlane3f const& b)
 {
     return (a.GetNormal().Vec() + b.GetNormal().Vec()).Length() < s_parallel;
@@ -80,7 +75,7 @@ void PickVolume::FindSight()
         }
     }
     TqLUnitVec3f const sight(direction);
-    m_hasSight = IsFinite(middle) && !sight.IsZero();
+    m_hasSight = !sight.IsZero();
     if (!m_hasSight) {
         return;
     }

@@ -194,7 +194,7 @@ struct SphereEntry
 
     void Offer(double time, TqLPos3f const& point)
     {
-        if (time >= 0.0 && time <= 1.0 && time < m_time) {
+        if (time >= 0.0 && time < m_time) {
             m_time = time;
             m_point = point;
         }
