@@ -70,6 +70,25 @@ TEST(DemoOptions, HasOtherDefaultsForADynamicTree)
     EXPECT_GE(options.m_frames, 60);
 }
 
+TEST(DemoOptions, HasAFolderOfItsOwnForPicks)
+{
+    demo::DemoOptions options;
+    std::string problem;
+    ASSERT_TRUE(Parse({"--pick"}, &options, &problem)) << problem;
+    EXPECT_TRUE(options.m_pick);
+    EXPECT_FALSE(options.m_dynamic);
+    EXPECT_EQ(options.m_out, "out/demo-pick");
+    demo::DemoOptions named;
+    ASSERT_TRUE(Parse({"--out=here", "--pick", "--storeys=1"}, &named, &problem)) << problem;
+    EXPECT_EQ(named.m_out, "here");
+}
+
+TEST(DemoOptions, RefusesToPickInATreeThatChanges)
+{
+    EXPECT_EQ(Problem({"--pick", "--dynamic"}), "--dynamic and --pick do not go together");
+    EXPECT_EQ(Problem({"--dynamic", "--pick"}), "--dynamic and --pick do not go together");
+}
+
 TEST(DemoOptions, KeepsWhatIsSaidForADynamicTree)
 {
     for (std::vector<char const*> const& arguments :
@@ -118,7 +137,7 @@ TEST(DemoOptions, ShowsEveryOptionInOneLine)
 {
     std::string const usage = demo::GetDemoUsage();
     for (char const* option : {"--storeys", "--frames", "--size", "--target", "--out",
-                               "--no-queries", "--dynamic", "MODEL"}) {
+                               "--no-queries", "--dynamic", "--pick", "MODEL"}) {
         EXPECT_NE(usage.find(option), std::string::npos) << option;
     }
     EXPECT_EQ(usage.find('\n'), std::string::npos);

@@ -142,15 +142,6 @@ void BuildTrees(DemoWorld* world, PickTour* tour)
 
 } // namespace
 
-std::size_t PickView::Count(PixelVerdict verdict) const
-{
-    std::size_t count = 0;
-    for (PixelPick const& pixel : m_pixels) {
-        count += pixel.m_verdict == verdict ? 1 : 0;
-    }
-    return count;
-}
-
 std::size_t PickTour::GetNumPixels() const
 {
     std::size_t count = 0;

@@ -11,6 +11,7 @@
 #include "host/model/SceneModel.h"
 #include "host/report/Image.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -28,7 +29,13 @@ struct PickView
     std::vector<PixelPick> m_pixels;
     std::vector<RubberBand> m_bands;
 
-    std::size_t Count(PixelVerdict verdict) const;
+    std::size_t Count(PixelVerdict verdict) const
+    {
+        return static_cast<std::size_t>(
+            std::count_if(m_pixels.begin(), m_pixels.end(), [verdict](PixelPick const& pixel) {
+                return pixel.m_verdict == verdict;
+            }));
+    }
 };
 
 /// One body's walks.

@@ -18,7 +18,8 @@ void PaintFrame(Image* image, int x, int y, int width, int height, int thickness
 /// Moves a pixel towards a colour. The pixel must exist. @param share  0 leaves it, 1 replaces it
 void TintPixel(Image* image, int x, int y, Rgb colour, double share);
 
-/// A colour for a number: numbers close to each other get colours far apart, none of them dark.
+/// A colour for a number: numbers close to each other get colours far
+/// apart on the whole, none of them dark.
 Rgb MakeFalseColour(std::uint32_t number);
 
 } // namespace host
