@@ -148,13 +148,13 @@ void DrawWay(WalkResult const& walk, Rgb colour, Projection const& projection, I
     }
     for (WalkStep const& step : walk.m_steps) {
         if (step.m_contacts > 0) {
-            image->Fill(projection.GetX(step.m_position) - 2, projection.GetY(step.m_position) - 2,
-                        5, 5, s_wrong);
+            image->Fill(projection.GetX(step.m_position) - 1, projection.GetY(step.m_position) - 1,
+                        3, 3, s_wrong);
         }
     }
 }
 
-/// The box around all ways and stops, with some room.
+/// The box around the ways and stops, with some room.
 TqLBox3f GetWayBox(std::vector<BodyWalk> const& walks)
 {
     TqLBox3f box;
@@ -165,6 +165,21 @@ TqLBox3f GetWayBox(std::vector<BodyWalk> const& walks)
         }
         for (WalkStep const& step : walk.m_result.m_steps) {
             box.ExtendBy(step.m_position);
+        }
+    }
+    return box;
+}
+
+/// The box around the steps that met something.
+TqLBox3f GetContactBox(std::vector<BodyWalk> const& walks)
+{
+    TqLBox3f box;
+    box.MakeEmpty();
+    for (BodyWalk const& walk : walks) {
+        for (WalkStep const& step : walk.m_result.m_steps) {
+            if (step.m_contacts > 0) {
+                box.ExtendBy(step.m_position);
+            }
         }
     }
     return box;
@@ -183,6 +198,23 @@ void DrawPlan(host::SceneModel const& model, std::vector<BodyWalk> const& walks,
         Rgb const colour = s_walkColours[number++ % std::size(s_walkColours)];
         DrawWay(walk.m_result, colour, projection, image);
     }
+}
+
+/// What lies in a box and a little around it; no picture for an empty box.
+Image MakePlan(host::SceneModel const& model, std::vector<BodyWalk> const& walks,
+               TqLBox3f const& box, int width)
+{
+    if (box.IsEmpty()) {
+        return Image();
+    }
+    TqLVec3f const room(eROOM, eROOM, eROOM);
+    TqLBox3f const shown(box.GetMin() - room, box.GetMax() + room);
+    Projection const projection(shown, width);
+    Image image(width, projection.GetHeight());
+    image.Fill(0, 0, width, image.GetHeight(), s_paper);
+    DrawPlan(model, walks, projection, shown, &image);
+    host::PaintFrame(&image, 0, 0, width, image.GetHeight(), 1, s_ink);
+    return image;
 }
 
 } // namespace
@@ -240,22 +272,20 @@ Image MakeBandImage(PickView const& view, std::size_t band)
 
 Image MakeWalkImage(host::SceneModel const& model, std::vector<BodyWalk> const& walks, int width)
 {
-    TqLBox3f const ways = GetWayBox(walks);
-    if (ways.IsEmpty()) {
-        return Image();
-    }
-    TqLVec3f const room(eROOM, eROOM, eROOM);
-    TqLBox3f const box(ways.GetMin() - room, ways.GetMax() + room);
-    Projection const plan(box, width);
-    Image image(width, plan.GetHeight());
+    Image const whole = MakePlan(model, walks, GetWayBox(walks), width);
+    Image const contacts = MakePlan(model, walks, GetContactBox(walks), width);
+    int const keyHeight =
+        eROOM_FOR_TEXT + static_cast<int>(walks.size()) * 2 * host::GetTextHeight(eTEXT_SCALE);
+    Image image(width, keyHeight + whole.GetHeight() + contacts.GetHeight());
     image.Fill(0, 0, width, image.GetHeight(), s_paper);
-    DrawPlan(model, walks, plan, box, &image);
     int y = eROOM_FOR_TEXT;
     for (std::size_t i = 0; i < walks.size(); ++i) {
         host::PaintText(&image, eROOM_FOR_TEXT, y, walks[i].m_name, eTEXT_SCALE,
                         s_walkColours[i % std::size(s_walkColours)]);
         y += 2 * host::GetTextHeight(eTEXT_SCALE);
     }
+    image.Paste(whole, 0, keyHeight);
+    image.Paste(contacts, 0, keyHeight + whole.GetHeight());
     return image;
 }
 

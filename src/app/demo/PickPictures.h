@@ -20,7 +20,8 @@ host::Image MakePixelImage(PickView const& view);
 /// blue for contained.
 host::Image MakeBandImage(PickView const& view, std::size_t band);
 
-/// The walks seen from above: walls grey, ways in the colour of the body, contacts red.
+/// The walks seen from above, whole and below it only where something was met: walls grey, ways in
+/// the colour of the body, contacts red.
 host::Image MakeWalkImage(host::SceneModel const& model, std::vector<BodyWalk> const& walks,
                           int width);
 

@@ -65,7 +65,7 @@ Image MakeBandSheet(PickRun const& run)
                          !band.IsRight()});
     }
     return host::MakeContactSheet(cells, eSHEET_COLUMNS, eCELL_WIDTH, GetCellHeight(run), 2,
-                                  "rubber bands; tinted: what the middle one lists");
+                                  "rubber bands, tinted: what the thick one lists");
 }
 
 /// One value of every pixel that showed something.
@@ -231,8 +231,9 @@ std::string WritePickReport(PickRun const& run, std::string* problem)
                            "inside it. What is hidden behind is listed, too.");
     AddBands(run, &page);
     page.AddHeading("Walks with a body");
-    page.AddPicture(walks, "From above, all storeys: walls grey, ways by body, steps with contacts "
-                           "red.");
+    page.AddPicture(walks,
+                    "From above, all storeys, and below it where bodies met something: walls "
+                    "grey, ways by body, steps with contacts red.");
     AddWalks(run, &page);
     AddCredits(run.m_world.GetModel(), &page);
     std::string const path = folder + "report.html";
