@@ -162,9 +162,9 @@ void CheckRubberBand(PixelRays const& rays, host::IdPicture const& picture,
     Placements const forced = ListByForce(drawn, trees, frustum);
     band->m_numSeen = seen.size();
     band->m_numUnseen = CountMissing(seen, band->m_touching);
-    band->m_numOff = CountMissing(forced, band->m_touching) +
-                     CountMissing(band->m_touching, forced) +
-                     CountMissing(band->m_contained, band->m_touching);
+    band->m_numStray =
+        CountMissing(band->m_touching, forced) + CountMissing(band->m_contained, forced);
+    band->m_numOff = band->m_numStray + CountMissing(forced, band->m_touching);
     for (std::uint32_t const placement : band->m_contained) {
         band->m_numOutside += ReachesOut(trees->GetModel(), placement, rays, *band) ? 1 : 0;
     }

@@ -29,17 +29,19 @@ struct RubberBand
     std::vector<std::uint32_t> m_contained; ///< placements, sorted
     double m_touchingSeconds = 0.0;
     double m_containedSeconds = 0.0;
-    bool m_isTimedOut =
-        false; ///< a pick gave up after the traversal's 0.2 s: its list is not whole
+    /// A pick gave up after the traversal's 0.2 s, and its list is not whole.
+    bool m_isTimedOut = false;
     std::size_t m_numSeen = 0;    ///< shapes that show a pixel
     std::size_t m_numUnseen = 0;  ///< of those, missing from the list
-    std::size_t m_numOff = 0;     ///< in one of list and brute force only
+    std::size_t m_numStray = 0;   ///< listed, although by itself none of its triangles is hit
+    std::size_t m_numOff = 0;     ///< those, and what brute force finds and the list has not
     std::size_t m_numOutside = 0; ///< contained ones that reach out of the rectangle
 
-    /// Whether every check holds, as far as the picks had time.
+    /// Whether every check holds. Of picks that ran out of time the lists may be short, not wrong.
     bool IsRight() const
     {
-        return m_numOutside == 0 && (m_isTimedOut || (m_numUnseen == 0 && m_numOff == 0));
+        return m_numStray == 0 && m_numOutside == 0 &&
+               (m_isTimedOut || (m_numUnseen == 0 && m_numOff == 0));
     }
 };
 
