@@ -21,8 +21,8 @@ namespace demo
 namespace
 {
 
-constexpr int eVIEWS = 9;
-constexpr int ePIXELS = 288; // of a view
+constexpr int eVIEWS = 7;
+constexpr int ePIXELS = 400; // of a view
 constexpr std::uint64_t eSEED = 20;
 constexpr double eLEAST_AGREEMENT = 0.999;
 constexpr double eSTEP = 0.5; // metres
@@ -64,6 +64,16 @@ host::IdPicture DrawIds(host::SceneModel const& model, std::vector<host::GlShape
     return buffer->End();
 }
 
+std::vector<TqLBox3f> GetBoxes(host::SceneModel const& model,
+                               std::vector<host::GlShape*> const& shapes)
+{
+    std::vector<TqLBox3f> boxes;
+    for (host::GlShape const* const shape : shapes) {
+        boxes.push_back(model.placements[shape->GetPlacement()].box);
+    }
+    return boxes;
+}
+
 /// Draws one view and picks in it.
 PickView TourView(DemoWorld* world, DemoOptions const& options, host::CameraKey const& key,
                   std::uint64_t seed, host::GlIdBuffer* buffer)
@@ -80,8 +90,7 @@ PickView TourView(DemoWorld* world, DemoOptions const& options, host::CameraKey 
     drawn.Apply(root);
     view.m_numDrawn = drawn.GetShapes().size();
     PixelRays rays(frame.GetViewFrustum(), options.m_width, options.m_height);
-    view.m_ids = DrawIds(world->GetModel(), drawn.GetShapes(), rays.GetToClip(), buffer);
-    rays.NarrowDepths(view.m_ids.m_depths); // and once more, for depths that tell more apart
+    rays.NarrowDepths(GetBoxes(world->GetModel(), drawn.GetShapes()));
     view.m_ids = DrawIds(world->GetModel(), drawn.GetShapes(), rays.GetToClip(), buffer);
 
     TqOcPickFrustumTraversal pick(&world->GetContext());

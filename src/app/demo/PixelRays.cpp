@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <limits>
 
 namespace demo
 {
@@ -12,7 +13,7 @@ namespace
 // The rounding of transformed corners, of their interpolation and of the stored value, in steps of
 // a single-precision depth near 1.
 constexpr double eDEPTH_STEPS = 8.0;
-constexpr double eNARROWER = 0.9; // of the smallest weight seen
+constexpr double eNARROWER = 0.99; // room for rounding at both ends
 constexpr double eDEPTH_STEP = FLT_EPSILON / 2.0;
 
 /// (x, y, z, 1) * matrix, divided by its last coordinate.
@@ -37,21 +38,24 @@ PixelRays::PixelRays(TqLFrustum3f const& frustum, int width, int height)
     , m_height(height)
 {}
 
-void PixelRays::NarrowDepths(std::vector<float> const& depths)
+void PixelRays::NarrowDepths(std::vector<TqLBox3f> const& boxes)
 {
-    float nearest = 1.0F;
-    float farthest = 0.0F;
-    for (float const depth : depths) {
-        if (depth < 1.0F) {
-            nearest = std::min(nearest, depth);
-            farthest = std::max(farthest, depth);
+    double nearest = std::numeric_limits<double>::infinity();
+    double farthest = 0.0;
+    for (TqLBox3f const& box : boxes) {
+        for (int corner = 0; corner < 8; ++corner) {
+            double const weight = GetWeight(box.GetCorner(corner));
+            nearest = std::min(nearest, weight);
+            farthest = std::max(farthest, weight);
         }
     }
-    if (farthest < nearest || m_frustum.GetFrustumType() != TqLFrustum3f::ePERSPECTIVE) {
+    double const centerX = 0.5 * m_width;
+    double const centerY = 0.5 * m_height;
+    double const low = std::max(nearest * eNARROWER, GetWeight(GetPoint(centerX, centerY, 0.0)));
+    double const high = std::min(farthest / eNARROWER, GetWeight(GetPoint(centerX, centerY, 1.0)));
+    if (!(low < high) || m_frustum.GetFrustumType() != TqLFrustum3f::ePERSPECTIVE) {
         return;
     }
-    double const low = eNARROWER * GetWeight(static_cast<double>(nearest));
-    double const high = GetWeight(static_cast<double>(farthest)) / eNARROWER;
     // Clip-space z over the weight w is a + b / w: -1 at the lowest weight, 1 at the highest.
     double const a = (high + low) / (high - low);
     double const b = -2.0 * high * low / (high - low);
@@ -61,10 +65,9 @@ void PixelRays::NarrowDepths(std::vector<float> const& depths)
     m_fromClip = m_toClip.Inverse();
 }
 
-/// The clip-space weight of what has a depth.
-double PixelRays::GetWeight(double depth) const
+/// The clip-space weight of a point: its distance along the view, up to a factor.
+double PixelRays::GetWeight(TqLPos3f const& point) const
 {
-    TqLPos3f const point = GetPoint(0.5 * m_width, 0.5 * m_height, depth);
     double weight = m_toClip[3][3];
     for (int axis = 0; axis < 3; ++axis) {
         weight += point[axis] * m_toClip[axis][3];

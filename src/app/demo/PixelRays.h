@@ -24,10 +24,10 @@ public:
     /// The world to clip space matrix that depths belong to; the frustum's after construction.
     TqLMatrix4f const& GetToClip() const { return m_toClip; }
 
-    /// Lets depths run over what is seen only: between the smallest and the largest depth below 1,
-    /// a little wider. What is drawn with GetToClip afterwards looks the same, and its depths are
-    /// the more exact. Perspective only; does nothing when nothing is seen.
-    void NarrowDepths(std::vector<float> const& depths);
+    /// Lets depths run over the contents of some boxes only, within the view's own range. What is
+    /// drawn with GetToClip afterwards looks the same, and its depths are the more exact.
+    /// Perspective only. @param boxes  in the world; none: nothing changes
+    void NarrowDepths(std::vector<TqLBox3f> const& boxes);
 
     /// The point seen at a place of the picture (in pixels, not rounded) under a depth of the depth
     /// buffer, 0 to 1.
@@ -46,7 +46,7 @@ public:
     TqLPickFrustum3f MakeFrustum(double x0, double y0, double x1, double y1) const;
 
 private:
-    double GetWeight(double depth) const;
+    double GetWeight(TqLPos3f const& point) const;
 
     TqLFrustum3f m_frustum;
     TqLMatrix4f m_toClip;
