@@ -224,6 +224,16 @@ void TowerShell::AddSlabs(double top, bool withStairsHole)
     AddBlock(eCONCRETE, {landing, bottom, -half}, {Plan::s_stairsEnd, top, half});
 }
 
+/// Where a room's walls along x run: half a pitch to both sides, but not into the walls that close
+/// the building at its ends, with whose faces they would share a plane.
+WallOpening TowerShell::GetRoomLength(int room)
+{
+    double const middle = Plan::GetRoomCenterX(room);
+    double const end = Plan::s_halfLength - Plan::s_innerWall / 2;
+    return {std::max(middle - Plan::s_roomPitch / 2, -end),
+            std::min(middle + Plan::s_roomPitch / 2, end), 0.0, Plan::s_clearHeight};
+}
+
 void TowerShell::AddRoom(int storey, int room, TowerSide side)
 {
     double const floor = Plan::GetFloor(storey);
@@ -244,10 +254,8 @@ void TowerShell::AddRoom(int storey, int room, TowerSide side)
     double const face = sign * Plan::s_corridorHalf;
     double const far = sign * (Plan::s_corridorHalf + Plan::s_innerWall);
     Thickness const wall = {std::min(face, far), std::max(face, far)};
-    AddWallX(
-        ePLASTER, floor,
-        {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0, Plan::s_clearHeight},
-        wall, {{middle - doorHalf, middle + doorHalf, 0.0, Plan::s_doorHeight}});
+    AddWallX(ePLASTER, floor, GetRoomLength(room), wall,
+             {{middle - doorHalf, middle + doorHalf, 0.0, Plan::s_doorHeight}});
     m_scene.AddPlacement(m_doorFrame, MakeTranslation(middle, floor, (wall.from + wall.to) / 2),
                          false);
     double const leafX = middle - doorHalf - eLEAF_THICKNESS;
@@ -285,11 +293,8 @@ void TowerShell::AddWindows(double floor, int room, TowerSide side)
             m_scene.AddPlacement(m_windowPane, place, false);
         }
     }
-    double const middle = Plan::GetRoomCenterX(room);
-    AddWallX(
-        eFACADE, floor,
-        {middle - Plan::s_roomPitch / 2, middle + Plan::s_roomPitch / 2, 0.0, Plan::s_clearHeight},
-        {std::min(face, far), std::max(face, far)}, openings);
+    AddWallX(eFACADE, floor, GetRoomLength(room), {std::min(face, far), std::max(face, far)},
+             openings);
 }
 
 /// The walls between neighbouring rooms of one side.

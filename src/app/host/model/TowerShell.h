@@ -82,6 +82,7 @@ private:
     void AddWallZ(Stuff stuff, double floor, WallOpening const& extent, Thickness const& x,
                   std::vector<WallOpening> const& openings);
     void AddSlabs(double top, bool withStairsHole);
+    static WallOpening GetRoomLength(int room);
     void AddRoom(int storey, int room, TowerSide side);
     void AddWindows(double floor, int room, TowerSide side);
     void AddInnerWalls(double floor, TowerSide side, std::vector<InnerOpening> const& openings);
