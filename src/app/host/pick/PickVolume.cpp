@@ -67,6 +67,9 @@ void PickVolume::FindSight()
             TqLVec3f const b = m_planes[y].GetNormal();
             TqLVec3f const edge = a.Cross(b);
             double const step = edge.Dot(nearNormal);
+            if (step == 0.0) {
+                return;
+            }
             direction += edge * (0.25 / step);
             TqLVec3f const corner = b.Cross(nearNormal) * -m_planes[x].DistanceFromPlane(m_origin) +
                                     nearNormal.Cross(a) * -m_planes[y].DistanceFromPlane(m_origin) +
