@@ -1,14 +1,29 @@
 #include "BenchModel.h"
 
+#include "PickPeers.h"
+
 #include "scenecull/TqOcHierarchyBuilder.h"
+#include "scenecull/TqOcPickFrustumTraversal.h"
+#include "scenecull/TqOcPickSweepTraversal.h"
 #include "scenecull/TqOcTraversable.h"
 
 #include "util/TqUMemory.h"
+
+#include <algorithm>
 
 DrawSink BenchShape::s_sink;
 
 namespace
 {
+
+TqLPos3f FindNearestPoint(TqLBox3f const& box, TqLPos3f const& to)
+{
+    TqLPos3f point;
+    for (int axis = 0; axis < 3; ++axis) {
+        point[axis] = std::clamp(to[axis], box.GetMin()[axis], box.GetMax()[axis]);
+    }
+    return point;
+}
 
 std::size_t CountLeaves(TqOcBaseTraversable* node)
 {
@@ -25,6 +40,35 @@ std::size_t CountLeaves(TqOcBaseTraversable* node)
 }
 
 } // namespace
+
+void BenchShape::PickShape(TqOcPickFrustumTraversal* traversal)
+{
+    if ((traversal->GetRequiredPropertyBits() & TqOcPickTraversal::ePROPERTY_ALL_HITS) != 0) {
+        traversal->PickShape(this);
+        return;
+    }
+    TqLPickFrustum3f const& frustum = traversal->GetFrustum();
+    double const distance = frustum.MinDistance(*m_box);
+    TqLPos3f const point = FindNearestPoint(*m_box, frustum.GetOrigin());
+    if (traversal->CanPickPoint(this, point, distance) != 0) {
+        traversal->SetPicked(this, point, distance, 0, TqOcPickTraversal::ePICK_OTHER);
+    }
+}
+
+void BenchShape::PickSweep(TqOcPickSweepTraversal* traversal)
+{
+    if (traversal->IsPickPointRequired() == 0) {
+        traversal->PickShape(this);
+        return;
+    }
+    double const contact = FindContact(traversal->GetSweep(), *m_box);
+    if (contact <= 1.0) {
+        traversal->EditSweep().ShortenTo(contact);
+        TqLPickSweep const& sweep = traversal->GetSweep();
+        traversal->SetPicked(this, sweep.GetCenter() + sweep.GetSweep(), contact, 0,
+                             TqOcPickTraversal::ePICK_OTHER);
+    }
+}
 
 std::shared_ptr<std::vector<TqLBox3f> const> BenchModel::GetBoxes(std::size_t count)
 {

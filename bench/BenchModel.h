@@ -58,7 +58,11 @@ public:
         s_sink.Add(m_number);
     }
 
-    void PickShape(TqOcPickFrustumTraversal*) override {}
+    /// Is listed where all hits are wanted, else hit in the nearest point of its box.
+    void PickShape(TqOcPickFrustumTraversal* traversal) override;
+
+    /// Shortens the sweep to the contact with its box where a point is wanted, else is listed.
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
 
 private:
     TqLBox3f const* m_box;

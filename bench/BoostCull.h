@@ -58,42 +58,27 @@ double PickHigh(Plane const& plane, Box const& box)
                                                           : bg::get<bg::min_corner, Axis>(box));
 }
 
-/// Goes over the nodes with a mask of the planes that are still to be tested.
-template <typename MembersHolder>
-class CullVisitor : public MembersHolder::visitor_const
+/// The plane that \p side is.
+inline Plane MakePlane(TqLPlane3f const& side)
+{
+    TqLUnitVec3f const& normal = side.GetNormal();
+    return Plane{{normal[0], normal[1], normal[2]}, side.GetDistance()};
+}
+
+/// Six planes and the mask of those that are still to be tested.
+class PlaneTest
 {
 public:
-    using Internal = typename MembersHolder::internal_node;
-    using Leaf = typename MembersHolder::leaf;
+    static constexpr unsigned eALL = (1u << ePLANES) - 1;
 
-    CullVisitor(Plane const* planes, DrawSink& sink) : m_planes(planes), m_sink(sink) {}
+    explicit PlaneTest(Plane const* planes) : m_planes(planes) {}
 
-    void operator()(Internal const& node)
-    {
-        unsigned const mask = m_mask;
-        for (auto const& child : detail_rtree::elements(node)) {
-            m_mask = mask;
-            if (mask == 0 || !IsOutside(child.first)) {
-                detail_rtree::apply_visitor(*this, *child.second);
-            }
-        }
-        m_mask = mask;
-    }
+    unsigned GetMask() const { return m_mask; }
 
-    void operator()(Leaf const& node)
-    {
-        unsigned const mask = m_mask;
-        for (Value const& value : detail_rtree::elements(node)) {
-            m_mask = mask;
-            if (mask == 0 || !IsOutside(value.first)) {
-                m_sink.Add(value.second);
-            }
-        }
-        m_mask = mask;
-    }
+    void SetMask(unsigned mask) { m_mask = mask; }
 
-private:
-    // Narrows the mask to the planes that cut the box.
+    /// Whether the box is wholly beyond a plane of the mask; narrows it to the planes that cut the
+    /// box.
     bool IsOutside(Box const& box)
     {
         for (unsigned i = 0, bit = 1; i < ePLANES; ++i, bit <<= 1) {
@@ -113,10 +98,68 @@ private:
         return false;
     }
 
+private:
     Plane const* m_planes;
-    DrawSink& m_sink;
-    unsigned m_mask = (1u << ePLANES) - 1;
+    unsigned m_mask = eALL;
 };
+
+/// Goes over the nodes with a mask of the planes that are still to be tested, and adds the numbers
+/// of values to a sink.
+template <typename MembersHolder, typename Sink>
+class CullVisitor : public MembersHolder::visitor_const
+{
+public:
+    using Internal = typename MembersHolder::internal_node;
+    using Leaf = typename MembersHolder::leaf;
+
+    CullVisitor(Plane const* planes, Sink& sink) : m_test(planes), m_sink(sink) {}
+
+    void operator()(Internal const& node)
+    {
+        unsigned const mask = m_test.GetMask();
+        for (auto const& child : detail_rtree::elements(node)) {
+            m_test.SetMask(mask);
+            if (mask == 0 || !m_test.IsOutside(child.first)) {
+                detail_rtree::apply_visitor(*this, *child.second);
+            }
+        }
+        m_test.SetMask(mask);
+    }
+
+    void operator()(Leaf const& node)
+    {
+        unsigned const mask = m_test.GetMask();
+        for (Value const& value : detail_rtree::elements(node)) {
+            m_test.SetMask(mask);
+            if (mask == 0 || !m_test.IsOutside(value.first)) {
+                m_sink.Add(value.second);
+            }
+        }
+        m_test.SetMask(mask);
+    }
+
+private:
+    PlaneTest m_test;
+    Sink& m_sink;
+};
+
+/// Goes over the nodes of \p tree with a Visitor made of \p arguments.
+template <template <typename...> typename Visitor, typename... Parts, typename Tree,
+          typename... Arguments>
+void VisitNodes(Tree const& tree, Arguments&&... arguments)
+{
+    using View = detail_rtree::utilities::view<Tree>;
+    View const view(tree);
+    Visitor<typename View::members_holder, Parts...> visitor(arguments...);
+    view.apply_visitor(visitor);
+}
+
+/// Reports the values of \p tree that are not wholly beyond one of six planes.
+template <typename Tree, typename Sink>
+void Cull(Tree const& tree, Plane const* planes, Sink& sink)
+{
+    VisitNodes<CullVisitor, Sink>(tree, planes, sink);
+}
 
 /// Reports the values of \p tree that are not wholly beyond one of the planes of \p frustum.
 template <typename Tree>
@@ -126,15 +169,9 @@ void Cull(Tree const& tree, TqLFrustum3f const& frustum, DrawSink& sink)
     frustum.GetPlanes(sides);
     Plane planes[ePLANES];
     for (int i = 0; i < ePLANES; ++i) {
-        for (int axis = 0; axis < 3; ++axis) {
-            planes[i].normal[axis] = sides[i].GetNormal()[axis];
-        }
-        planes[i].distance = sides[i].GetDistance();
+        planes[i] = MakePlane(sides[i]);
     }
-    using View = detail_rtree::utilities::view<Tree>;
-    View const view(tree);
-    CullVisitor<typename View::members_holder> visitor(planes, sink);
-    view.apply_visitor(visitor);
+    Cull(tree, planes, sink);
 }
 
 } // namespace BoostCull

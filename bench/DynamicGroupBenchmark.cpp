@@ -7,14 +7,10 @@
 #include "BenchModel.h"
 #include "DynamicScene.h"
 #include "FrameTimes.h"
+#include "SceneTree.h"
 #include "TreeWalk.h"
 
-#include "scenecull/TqOcDynamicGroup.h"
-#include "scenecull/TqOcHierarchyBuilder.h"
-#include "scenecull/TqOcStaticTraversable.h"
-
 #include "util/TqUMemory.h"
-#include "util/TqUPtrVector.h"
 
 #include <benchmark/benchmark.h>
 
@@ -31,15 +27,11 @@
 namespace
 {
 
-constexpr std::uint64_t eINSERT_SEED = 11;
 constexpr std::uint64_t eREMOVE_SEED = 12;
 constexpr std::uint64_t eMOVE_SEED = 13;
 
 constexpr double eSMALL_STEP = 0.05; ///< Metres; less than the size of most things.
 constexpr double eLARGE_STEP = 20.0; ///< Metres; most of the way to the next unit of the plant.
-
-constexpr int eBULK_CHILDREN = 7;
-constexpr int eSTATIC_LEAF = 32;
 
 struct SceneName
 {
@@ -268,77 +260,44 @@ void CullGrown(benchmark::State& state, DynamicSceneKind kind, DynamicCandidate 
 
 // ---- Walking ------------------------------------------------------------------------------------
 
-enum class TreeMaking
+/// Ten rounds of moving a tenth of a grown tree's boxes, which end with all at home.
+void MoveAbout(DynamicTree& tree, DynamicScene& scene, double step)
 {
-    eGROWN,       ///< Shape by shape.
-    eBULK,        ///< By the bulk builder, with seven children.
-    eSTATIC,      ///< By the static builder, with fewer than 32 shapes in a leaf.
-    eMOVED_SMALL, ///< Grown, then ten rounds of moving a tenth by a small step and home.
-    eMOVED_LARGE
+    constexpr int eROUNDS = 10;
+    Mover mover(scene, scene.GetBoxes().size() / 10, step);
+    for (int round = 0; round < eROUNDS; ++round) {
+        tree.Move(mover.MoveBoxes());
+    }
+}
+
+/// A tree to walk: how it is made, and how far its boxes have moved before; 0: they have not.
+struct WalkedTree
+{
+    TreeMaking making;
+    double step;
+    char const* name;
 };
 
-/// A tree over all boxes of a scene; all its shapes stand at home.
-class WalkedTree
+constexpr WalkedTree s_walkedTrees[] = {{TreeMaking::eGROWN, 0.0, "Grown"},
+                                        {TreeMaking::eBULK, 0.0, "Bulk"},
+                                        {TreeMaking::eSTATIC_8, 0.0, "Static"},
+                                        {TreeMaking::eGROWN, eSMALL_STEP, "MovedSmall"},
+                                        {TreeMaking::eGROWN, eLARGE_STEP, "MovedLarge"}};
+
+void WalkTree(benchmark::State& state, DynamicSceneKind kind, WalkedTree const& walked,
+              WalkPath path)
 {
-public:
-    WalkedTree(DynamicScene& scene, TreeMaking making) : m_shapes(MakeBenchShapes(scene.GetBoxes()))
-    {
-        switch (making) {
-        case TreeMaking::eBULK:
-            m_root.reset(BuildBulk());
-            break;
-        case TreeMaking::eSTATIC:
-            m_root.reset(BenchModel::Build(m_shapes, eSTATIC_LEAF));
-            break;
-        default:
-            m_grown = MakeDynamicGroupTree(scene);
-            m_grown->Insert(scene.Choose(m_shapes.size(), eINSERT_SEED));
-            MoveAbout(scene, making);
-        }
-    }
-
-    TqOcTraversable& GetRoot() { return m_root ? *m_root : *m_grown->GetRoot(); }
-
-private:
-    TqOcTraversable* BuildBulk()
-    {
-        TqUPtrVector<TqOcTraversable> leaves;
-        leaves.Reserve(static_cast<int>(m_shapes.size()));
-        for (BenchShape& shape : m_shapes) {
-            leaves.PushBack(new TqOcSingleLeaf(&shape));
-        }
-        return TqOcDynamicHierarchyBuilder().Build(&leaves, eBULK_CHILDREN);
-    }
-
-    void MoveAbout(DynamicScene& scene, TreeMaking making)
-    {
-        if (making == TreeMaking::eGROWN) {
-            return;
-        }
-        constexpr int eROUNDS = 10;
-        Mover mover(scene, m_shapes.size() / 10,
-                    making == TreeMaking::eMOVED_SMALL ? eSMALL_STEP : eLARGE_STEP);
-        for (int round = 0; round < eROUNDS; ++round) {
-            m_grown->Move(mover.MoveBoxes());
-        }
-    }
-
-    std::vector<BenchShape> m_shapes;
-    std::unique_ptr<DynamicTree> m_grown;
-    std::unique_ptr<TqOcTraversable> m_root; // goes before the shapes
-};
-
-void WalkTree(benchmark::State& state, DynamicSceneKind kind, TreeMaking making, WalkPath path)
-{
-    static std::unique_ptr<WalkedTree> s_tree;
+    static std::unique_ptr<SceneTree> s_tree;
     static std::string s_name;
     DynamicScene& scene = GetScene(kind, state.range(0));
-    std::string const name = std::to_string(static_cast<int>(kind)) + "/" +
-                             std::to_string(static_cast<int>(making)) + "/" +
+    std::string const name = std::to_string(static_cast<int>(kind)) + "/" + walked.name + "/" +
                              std::to_string(state.range(0));
     if (s_name != name) {
         s_tree.reset();
-        s_tree = std::make_unique<WalkedTree>(scene, making);
+        s_tree = std::make_unique<SceneTree>(scene, walked.making);
+        if (walked.step != 0.0) {
+            MoveAbout(*s_tree->GetGrown(), scene, walked.step);
+        }
         s_name = name;
     }
     RunTreeWalk(state, s_tree->GetRoot(), scene.GetBounds(), path);
@@ -424,24 +383,12 @@ void RegisterCulls(SceneName const& scene, DynamicCandidate const& candidate)
 
 void RegisterWalks(SceneName const& scene)
 {
-    struct Making
-    {
-        TreeMaking making;
-        char const* name;
-    };
-
-    constexpr Making eMAKINGS[] = {{TreeMaking::eGROWN, "Grown"},
-                                   {TreeMaking::eBULK, "Bulk"},
-                                   {TreeMaking::eSTATIC, "Static"},
-                                   {TreeMaking::eMOVED_SMALL, "MovedSmall"},
-                                   {TreeMaking::eMOVED_LARGE, "MovedLarge"}};
     for (std::int64_t const size : s_sizes) {
-        for (Making const& making : eMAKINGS) {
+        for (WalkedTree const& walked : s_walkedTrees) {
             for (PathName const& path : s_paths) {
                 std::string const name =
-                    "Walk" + std::string(making.name) + "_" + scene.name + path.name;
-                benchmark::RegisterBenchmark(name.c_str(), WalkTree, scene.kind, making.making,
-                                             path.path)
+                    "Walk" + std::string(walked.name) + "_" + scene.name + path.name;
+                benchmark::RegisterBenchmark(name.c_str(), WalkTree, scene.kind, walked, path.path)
                     ->ArgName("shapes")
                     ->Arg(size)
                     ->Unit(benchmark::kMicrosecond);
