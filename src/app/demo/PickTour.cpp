@@ -53,13 +53,17 @@ private:
     std::vector<host::GlShape*> m_shapes;
 };
 
+/// Draws the triangles of all shapes; where lines and points are rasterised is the driver's affair,
+/// so pixels are picked for triangles only.
 host::IdPicture DrawIds(host::SceneModel const& model, std::vector<host::GlShape*> const& drawn,
                         TqLMatrix4f const& worldToClip, host::GlIdBuffer* buffer)
 {
     buffer->Begin(worldToClip);
     for (host::GlShape const* const shape : drawn) {
         host::Placement const& placement = model.placements[shape->GetPlacement()];
-        buffer->Draw(placement.mesh, placement.toWorld, shape->GetPlacement() + 1);
+        if (model.meshes[placement.mesh].corners == 3) {
+            buffer->Draw(placement.mesh, placement.toWorld, shape->GetPlacement() + 1);
+        }
     }
     return buffer->End();
 }

@@ -111,7 +111,7 @@ void PixelComparer::Pick(PixelPick* pixel)
     double const start = Now();
     m_pick->Apply(m_root);
     double const walked = Now();
-    m_pick->SetPickBits(host::PickBits::eLINE_OF_SIGHT);
+    m_pick->SetPickBits(host::PickBits::eTRIANGLES | host::PickBits::eLINE_OF_SIGHT);
     m_pick->Apply(m_root);
     pixel->m_seconds = Now() - walked;
     pixel->m_walkSeconds = walked - start;
