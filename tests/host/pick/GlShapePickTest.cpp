@@ -127,6 +127,17 @@ TEST_F(GlShapePickTest, LeavesOutWhatLiesBesideThePixel)
     EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
 }
 
+TEST_F(GlShapePickTest, ListsNoShapeThatOnlyItsBoxIsHitOf)
+{
+    // The box's upper right half is empty.
+    m_model.meshes[0].indices = {0, 1, 2};
+    m_model.meshes[0].UpdateBox();
+    m_pick.SetFrustum(MakePixel(0.051, 0.053));
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), nullptr);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
 TEST_F(GlShapePickTest, PicksTheNearestInWhateverOrderShapesStand)
 {
     std::swap(m_model.placements[0], m_model.placements[2]);
@@ -347,6 +358,10 @@ TEST_F(GlShapePickTest, PicksWhatABodyThatStandsStillTouches)
     m_sweep.Apply(root);
     EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[1]);
     EXPECT_EQ(m_sweep.GetDistance(), 0.0);
+    // Standing still, it faces everything.
+    m_sweep.SetBackfaceCull(TqOcPickTraversal::eBACKFACE_CULL_ON);
+    m_sweep.Apply(root);
+    EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[1]);
     // Within a cube, away from its faces, nothing is touched: a mesh is a surface.
     m_sweep.SetSweep(TqLPickSweep(TqLPos3f(0.0, 0.0, -10.0), 0.15, TqLVec3f()));
     m_sweep.Apply(root);

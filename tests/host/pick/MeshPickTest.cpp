@@ -334,6 +334,58 @@ TEST(MeshPick, TakesTheLowestNumberOfTrianglesAtOneDistance)
     TqLPickSweep const sweep(TqLPos3f(0.0, 0.0, 5.0), 1.0, TqLVec3f(0.0, 0.0, -9.0));
     ASSERT_TRUE(FindContact(placed, sweep, nullptr, 0, MeshPickSettings(), &contact));
     EXPECT_EQ(contact.m_primitive, 0u);
+    TqLPickSweep const touching(TqLPos3f(0.0, 0.0, 1.0), 1.0, TqLVec3f(0.0, 0.0, -9.0));
+    ASSERT_TRUE(FindContact(placed, touching, nullptr, 0, MeshPickSettings(), &contact));
+    EXPECT_EQ(contact.m_contact.m_fraction, 0.0);
+    EXPECT_EQ(contact.m_primitive, 0u);
+}
+
+TEST(MeshPick, AsksFewOfManyTriangles)
+{
+    // A floor of 64 x 64 squares, one unit each.
+    constexpr std::uint32_t eSIDE = 64;
+    Mesh mesh;
+    for (std::uint32_t z = 0; z <= eSIDE; ++z) {
+        for (std::uint32_t x = 0; x <= eSIDE; ++x) {
+            mesh.positions.insert(mesh.positions.end(),
+                                  {static_cast<float>(x), 0.0f, static_cast<float>(z)});
+            std::uint32_t const at = z * (eSIDE + 1) + x;
+            if (x < eSIDE && z < eSIDE) {
+                mesh.indices.insert(mesh.indices.end(), {at, at + eSIDE + 1, at + 1, at + 1,
+                                                         at + eSIDE + 1, at + eSIDE + 2});
+            }
+        }
+    }
+    mesh.normals.resize(mesh.positions.size());
+    mesh.UpdateBox();
+    MeshTree const tree(mesh);
+    TqLAffine3f const toWorld;
+    PlacedMesh const placed(mesh, tree, toWorld);
+    // Asked once in 64 triangles, so that a search which looks at fewer never asks.
+    int asked = 0;
+    MeshPickSettings settings;
+    settings.m_isOver = [&asked] {
+        ++asked;
+        return false;
+    };
+    PickVolume const volume(TqLPickFrustum3f(TqLFrustum3f::Perspective(
+                                TqLPos3f(9.3, 5.0, 40.4), TqLVec3f(0.1, -1.0, 0.2),
+                                TqLVec3f(0.0, 0.0, 1.0), 1e-3, 1.0, 0.1, 100.0)),
+                            nullptr, 0);
+    MeshHit hit;
+    EXPECT_TRUE(FindNearestHit(placed, volume, settings, s_infinity, &hit));
+    EXPECT_TRUE(IsTouched(placed, volume, settings));
+    EXPECT_FALSE(IsContained(placed, volume, settings));
+    // Falls, slides above the floor, and falls askew past its rim.
+    MeshContact contact;
+    TqLPos3f const start(9.3, 5.0, 40.4);
+    EXPECT_TRUE(FindContact(placed, TqLPickSweep(start, 0.4, TqLVec3f(0.0, -9.0, 0.0)), nullptr, 0,
+                            settings, &contact));
+    EXPECT_FALSE(FindContact(placed, TqLPickSweep(start, 0.4, TqLVec3f(50.0, 0.0, 0.0)), nullptr, 0,
+                             settings, &contact));
+    EXPECT_FALSE(FindContact(placed, TqLPickSweep(start, 0.4, TqLVec3f(-40.0, -9.0, 0.0)), nullptr,
+                             0, settings, &contact));
+    EXPECT_EQ(asked, 0);
 }
 
 TEST(MeshPick, GivesUpWhenToldAndKeepsWhatItFound)
