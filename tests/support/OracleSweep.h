@@ -82,9 +82,11 @@ inline long double FindNearestShare(TqLPickSweep const& sweep, TqLBox3f const& b
 /// Whether the moving body comes as near to the box as a margin.
 inline bool Touches(TqLPickSweep const& sweep, TqLBox3f const& box, long double margin)
 {
-    return sweep.GetBody() == TqLPickSweep::eBOX
-               ? !FindBoxTouch(sweep, box, margin).IsEmpty()
-               : DistanceAt(sweep, box, FindNearestShare(sweep, box)) <= sweep.GetRadius() + margin;
+    if (FindBoxTouch(sweep, box, margin).IsEmpty()) {
+        return false; // nor would a sphere in the swept box
+    }
+    return sweep.GetBody() == TqLPickSweep::eBOX ||
+           DistanceAt(sweep, box, FindNearestShare(sweep, box)) <= sweep.GetRadius() + margin;
 }
 
 /// Whether the body, standing at a share of its way, touches the box.
@@ -106,9 +108,12 @@ inline bool TouchesAt(TqLPickSweep const& sweep, TqLBox3f const& box, long doubl
 /// The share of the way at which the body first touches the box; 2 when it never does.
 inline long double FindFirstTouch(TqLPickSweep const& sweep, TqLBox3f const& box)
 {
+    OracleSpan const span = FindBoxTouch(sweep, box, 0.0L);
+    if (span.IsEmpty()) {
+        return 2.0L;
+    }
     if (sweep.GetBody() == TqLPickSweep::eBOX) {
-        OracleSpan const span = FindBoxTouch(sweep, box, 0.0L);
-        return span.IsEmpty() ? 2.0L : span.from;
+        return span.from;
     }
     long double const nearest = FindNearestShare(sweep, box);
     if (DistanceAt(sweep, box, nearest) > sweep.GetRadius()) {

@@ -80,10 +80,17 @@ void OracleShape::RenderShape(TqOcRenderTraversal* traversal)
     BoxShape::RenderShape(traversal);
 }
 
+void OracleShape::PickSweep(TqOcPickSweepTraversal* traversal)
+{
+    if (m_sweepTurn != nullptr && *m_sweepTurn) {
+        (*m_sweepTurn)(*this, traversal);
+    }
+}
+
 // ---- Place group --------------------------------------------------------------------------------
 
-OraclePlaceGroup::OraclePlaceGroup(TqLPos3f const& middle, SceneRandom& random)
-    : m_transforming(random.Chance(0.6))
+OraclePlaceGroup::OraclePlaceGroup(TqLPos3f const& middle, double moved, SceneRandom& random)
+    : m_transforming(random.Chance(moved))
 {
     if (m_transforming) {
         TqLUnitVec3f const axis(MakeRandomDirection(random));
@@ -150,6 +157,7 @@ OracleTree::OracleTree(OracleTreeOptions const& options, std::uint64_t seed)
 {
     SceneRandom random(seed);
     m_placed = options.placed;
+    m_moved = options.moved;
     MakeShapes(options, random);
     std::vector<int> numbers(m_shapes.size());
     for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -260,7 +268,7 @@ TqOcTraversable* OracleTree::GroupByHand(std::vector<int> const& numbers, int de
     TqOcStaticGroup* group;
     if (random.Chance(m_placed)) {
         TqLBox3f const& some = m_items[static_cast<std::size_t>(numbers[0])].box;
-        group = new OraclePlaceGroup(some.GetCenter(), random);
+        group = new OraclePlaceGroup(some.GetCenter(), m_moved, random);
     } else {
         group = new TqOcStaticGroup;
     }

@@ -20,6 +20,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,7 +28,8 @@
 class TqOcPrioritizedTraversal;
 class TqOcTraversable;
 
-/// A box shape that writes its number into a list when it is drawn.
+/// A box shape that writes its number into a list when it is drawn, and does in a pick by sweep
+/// what the test says.
 class OracleShape : public BoxShape
 {
 public:
@@ -36,10 +38,18 @@ public:
 
     int GetNumber() const { return m_number; }
 
+    /// What the shapes do in their turns of a pick by sweep; null or empty: nothing.
+    using SweepTurn = std::function<void(OracleShape&, TqOcPickSweepTraversal*)>;
+
+    /// @param turn  not owned
+    void SetSweepTurn(SweepTurn const* turn) { m_sweepTurn = turn; }
+
     void RenderShape(TqOcRenderTraversal* traversal) override;
+    void PickSweep(TqOcPickSweepTraversal* traversal) override;
 
 private:
     int m_number;
+    SweepTurn const* m_sweepTurn = nullptr;
     std::vector<int>* m_draws;
 };
 
@@ -48,7 +58,8 @@ class OraclePlaceGroup : public TqOcStaticGroup
 {
 public:
     /// Moves and turns what is near \p middle by a little, or narrows the window.
-    OraclePlaceGroup(TqLPos3f const& middle, SceneRandom& random);
+    /// @param moved  how likely it is the former
+    OraclePlaceGroup(TqLPos3f const& middle, double moved, SceneRandom& random);
 
     bool IsTransforming() const { return m_transforming; }
 
@@ -95,6 +106,7 @@ struct OracleTreeOptions
     bool switches = true; ///< Some nodes hidden, forced, or ignoring clip planes.
     bool oneKind = false; ///< Triangles only, scale 1: what is culled above is culled below.
     double placed = 0.0;  ///< Share of groups that are OraclePlaceGroups (by hand only).
+    double moved = 0.6;   ///< Share of these that move their children; others narrow the window.
     double shared = 0.0;  ///< Share of containers that get a second parent (by hand only).
 };
 
@@ -132,6 +144,7 @@ private:
     void SwitchContainers(SceneRandom& random);
 
     double m_placed = 0.0;
+    double m_moved = 0.0;
     std::vector<SceneBox> m_items;
     std::vector<int> m_draws;
     std::vector<std::unique_ptr<OracleShape>> m_shapes;
