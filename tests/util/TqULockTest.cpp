@@ -144,48 +144,6 @@ TEST(TqUCondition, WakesAllWaitersWithOneSignal)
     }
 }
 
-// A place for each waiter, one at a time: each signal lets one of them go, and no more than took a
-// place.
-TEST(TqUCondition, WakesAWaiterWithEachSignalToOne)
-{
-    Watchdog const watchdog;
-    constexpr int waiters = 5;
-    TqUCriticalSection section;
-    TqUCondition condition;
-    int waiting = 0;
-    int places = 0;
-    std::atomic<int> done{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < waiters; ++t) {
-        threads.emplace_back([&] {
-            TqUAutoCriticalSection const hold(section);
-            ++waiting;
-            while (places == 0) {
-                condition.Wait(section);
-            }
-            --places;
-            ++done;
-        });
-    }
-    EXPECT_TRUE(Eventually([&] {
-        TqUAutoCriticalSection const hold(section);
-        return waiting == waiters;
-    }));
-    for (int i = 1; i <= waiters; ++i) {
-        {
-            TqUAutoCriticalSection const hold(section);
-            ++places;
-        }
-        condition.SignalOne();
-        EXPECT_TRUE(Eventually([&] { return done >= i; }));
-        EXPECT_EQ(done, i);
-    }
-    condition.Signal(); // a failed expectation must not hang the test
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
-
 TEST(TqUCondition, DoesNotRememberASignalWithoutWaiters)
 {
     Watchdog const watchdog;

@@ -10,16 +10,11 @@ using namespace TqOcInternal;
 
 // Every wait is a loop around its predicate: a condition may wake without a signal, and somebody
 // else may come first. The signals come after the lock is given up, so that who wakes finds it
-// free; only those of a consumer that goes idle come before, because it gives the lock up by
-// waiting itself.
+// free; only the idle signal comes before, because its giver gives the lock up by waiting itself.
 //
-// A place in the ring wakes one producer. That is enough: producers wait for the ring only while it
-// is full, and each place that becomes free sends one signal, so as long as there are places and
-// waiters a woken one is on its way. With producers that wait for a slot on the same condition the
-// signal could go to one of those and be lost; they have a condition of their own.
-//
-// Some C libraries can lose the wake-up of one waiter among several, though never that of all. So
-// the consumer wakes every producer before it goes idle: none sleeps on beside an empty ring.
+// Of the producers that find the ring full only one waits for space; the others queue for its turn.
+// If all waited, each removed item would wake them all for the place of one. A condition that wakes
+// one of many is no way out: common C libraries have had versions that lose such a wake-up.
 
 namespace
 {
@@ -69,16 +64,38 @@ TqOcTraversalFIFO::~TqOcTraversalFIFO() = default;
 
 void TqOcTraversalFIFO::Enter(void* item)
 {
-    {
-        TqUAutoCriticalSection const held(m_lock);
-        while (IsFull()) {
-            m_space.Wait(m_lock);
-        }
-        *m_write = item;
-        m_write = Next(m_write);
-        ++m_count;
+    if (!EnterIfNotFull(item)) {
+        EnterWhenNotFull(item);
     }
     m_work.Signal();
+}
+
+bool TqOcTraversalFIFO::EnterIfNotFull(void* item)
+{
+    TqUAutoCriticalSection const held(m_lock);
+    if (IsFull()) {
+        return false;
+    }
+    PutItem(item);
+    return true;
+}
+
+void TqOcTraversalFIFO::EnterWhenNotFull(void* item)
+{
+    TqUAutoCriticalSection const turn(m_turn);
+    TqUAutoCriticalSection const held(m_lock);
+    while (IsFull()) {
+        m_space.Wait(m_lock);
+    }
+    PutItem(item);
+}
+
+/// There is space, and the lock is held.
+void TqOcTraversalFIFO::PutItem(void* item)
+{
+    *m_write = item;
+    m_write = Next(m_write);
+    ++m_count;
 }
 
 void TqOcTraversalFIFO::EnterHigh(int message)
@@ -96,7 +113,7 @@ void TqOcTraversalFIFO::EnterMessage(std::int32_t* slot, int message)
     {
         TqUAutoCriticalSection const held(m_lock);
         while (*slot != 0) {
-            m_messageSpace.Wait(m_lock);
+            m_space.Wait(m_lock);
         }
         *slot = message;
     }
@@ -111,7 +128,6 @@ int TqOcTraversalFIFO::Remove(void** item)
         while (IsEmpty() && m_high == 0 && m_low == 0) {
             m_idle = 1;
             m_idleSignal.Signal();
-            m_space.Signal();
             m_work.Wait(m_lock);
         }
         m_idle = 0;
@@ -125,11 +141,7 @@ int TqOcTraversalFIFO::Remove(void** item)
             m_low = 0;
         }
     }
-    if (message == 0) {
-        m_space.SignalOne();
-    } else {
-        m_messageSpace.Signal();
-    }
+    m_space.Signal();
     return message;
 }
 

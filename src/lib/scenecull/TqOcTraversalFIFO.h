@@ -3,10 +3,10 @@
 //
 // The library starts no thread: an application that wants traversal work done on a thread of its
 // own makes the thread, lets it loop on Remove, and enters work from elsewhere. A ring of pointers,
-// one slot for a message of each kind, one lock and four conditions: work for the consumer, space
-// for items, space for messages, and the consumer's being idle for Flush. Every operation takes the
-// lock once; Enter, EnterHigh and EnterLow wait while their place is taken, Remove while there is
-// nothing.
+// one slot for a message of each kind, one lock and three conditions: work for the consumer, space
+// for producers, and the consumer's being idle for Flush. Every operation takes the lock once, and
+// Enter again when the ring is full. Enter, EnterHigh and EnterLow wait while their place is taken,
+// Remove while there is nothing.
 //
 // The end: an operation signals after it has given the lock up, so the queue must outlive the
 // return of the last operation of every thread. Let the thread that owns the queue enter a last
@@ -76,7 +76,10 @@ protected:
     /// @}
 
 private:
+    bool EnterIfNotFull(void* item);
+    void EnterWhenNotFull(void* item);
     void EnterMessage(std::int32_t* slot, int message);
+    void PutItem(void* item);
     void* TakeItem();
 
     void** Next(void** position) const
@@ -85,7 +88,7 @@ private:
         return next == m_storage.get() + m_capacity ? m_storage.get() : next;
     }
 
-    // Data; the order is part of the binary interface. All but the first two are the lock's.
+    // Data; the order is part of the binary interface. The lock guards all but the first two.
     std::unique_ptr<void*[]> m_storage;
     std::int32_t m_capacity;
     void** m_write;
@@ -95,8 +98,8 @@ private:
     std::int32_t m_low = 0;  ///< 0: no message.
     TqUCriticalSection m_lock;
     TqUCondition m_work;
-    TqUCondition m_space;        ///< In the ring.
-    TqUCondition m_messageSpace; ///< In either slot.
-    std::int32_t m_idle = 0;     ///< The consumer waits with nothing to do.
+    TqUCondition m_space;    ///< In the ring or a slot.
+    std::int32_t m_idle = 0; ///< The consumer waits with nothing to do.
     TqUCondition m_idleSignal;
+    TqUCriticalSection m_turn; ///< Of the one producer that waits for the ring; before the lock.
 };

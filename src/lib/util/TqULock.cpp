@@ -54,11 +54,6 @@ void TqUCondition::Signal()
     m_condition.notify_all();
 }
 
-void TqUCondition::SignalOne()
-{
-    m_condition.notify_one();
-}
-
 // ---- Components ---------------------------------------------------------------------------------
 
 void TqULock::Initialise()

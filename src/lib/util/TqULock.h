@@ -67,11 +67,6 @@ public:
     /// held or not; change what is waited for while holding it.
     void Signal();
 
-    /// The same, but wakes one waiting thread: for conditions whose waiters all wait for the same
-    /// thing, of which there is one more now. Other threads may come first, so the one that wakes
-    /// tests what it waits for, as ever.
-    void SignalOne();
-
 private:
     std::condition_variable m_condition;
 };
