@@ -82,26 +82,6 @@ long double GetMargin(TqLBox3f const& bounds)
 
 // ---- What is asked ------------------------------------------------------------------------------
 
-/// Some containers and shapes that picks leave out, besides those that are hidden.
-void SwitchPicks(OracleTree& tree, SceneRandom& random)
-{
-    std::vector<TqOcBaseTraversable*> nodes;
-    for (TqOcTraversable* const node : tree.GetContainers()) {
-        nodes.push_back(node);
-    }
-    for (auto const& shape : tree.GetShapes()) {
-        nodes.push_back(shape.get());
-    }
-    for (TqOcBaseTraversable* const node : nodes) {
-        if (random.Chance(0.02)) {
-            node->UpdateIgnorePick(1);
-        }
-        if (random.Chance(0.02)) {
-            node->UpdatePrimitives(TqLPrimitiveTypes::eLINES);
-        }
-    }
-}
-
 /// Which shapes a pick should ask, by their numbers: the flags on the way to each, and its own box.
 /// Boxes of containers are not looked at.
 class PlainSweep

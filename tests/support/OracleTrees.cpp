@@ -80,6 +80,13 @@ void OracleShape::RenderShape(TqOcRenderTraversal* traversal)
     BoxShape::RenderShape(traversal);
 }
 
+void OracleShape::PickShape(TqOcPickFrustumTraversal* traversal)
+{
+    if (m_pickTurn != nullptr && *m_pickTurn) {
+        (*m_pickTurn)(*this, traversal);
+    }
+}
+
 void OracleShape::PickSweep(TqOcPickSweepTraversal* traversal)
 {
     if (m_sweepTurn != nullptr && *m_sweepTurn) {
@@ -376,6 +383,27 @@ std::vector<TqOcTraversable*> OracleTree::GetContainers() const
     visit(visit, m_root);
     std::reverse(containers.begin(), containers.end());
     return containers;
+}
+
+// ---- Switches for picks -------------------------------------------------------------------------
+
+void SwitchPicks(OracleTree& tree, SceneRandom& random)
+{
+    std::vector<TqOcBaseTraversable*> nodes;
+    for (TqOcTraversable* const node : tree.GetContainers()) {
+        nodes.push_back(node);
+    }
+    for (auto const& shape : tree.GetShapes()) {
+        nodes.push_back(shape.get());
+    }
+    for (TqOcBaseTraversable* const node : nodes) {
+        if (random.Chance(0.02)) {
+            node->UpdateIgnorePick(1);
+        }
+        if (random.Chance(0.02)) {
+            node->UpdatePrimitives(TqLPrimitiveTypes::eLINES);
+        }
+    }
 }
 
 // ---- Cameras and settings -----------------------------------------------------------------------

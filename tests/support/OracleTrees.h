@@ -28,7 +28,7 @@
 class TqOcPrioritizedTraversal;
 class TqOcTraversable;
 
-/// A box shape that writes its number into a list when it is drawn, and does in a pick by sweep
+/// A box shape that writes its number into a list when it is drawn, and does in its turns of picks
 /// what the test says.
 class OracleShape : public BoxShape
 {
@@ -38,6 +38,12 @@ public:
 
     int GetNumber() const { return m_number; }
 
+    /// What the shapes do in their turns of a pick by frustum; null or empty: nothing.
+    using PickTurn = std::function<void(OracleShape&, TqOcPickFrustumTraversal*)>;
+
+    /// @param turn  not owned
+    void SetPickTurn(PickTurn const* turn) { m_pickTurn = turn; }
+
     /// What the shapes do in their turns of a pick by sweep; null or empty: nothing.
     using SweepTurn = std::function<void(OracleShape&, TqOcPickSweepTraversal*)>;
 
@@ -45,10 +51,12 @@ public:
     void SetSweepTurn(SweepTurn const* turn) { m_sweepTurn = turn; }
 
     void RenderShape(TqOcRenderTraversal* traversal) override;
+    void PickShape(TqOcPickFrustumTraversal* traversal) override;
     void PickSweep(TqOcPickSweepTraversal* traversal) override;
 
 private:
     int m_number;
+    PickTurn const* m_pickTurn = nullptr;
     SweepTurn const* m_sweepTurn = nullptr;
     std::vector<int>* m_draws;
 };
@@ -151,6 +159,9 @@ private:
     TqLBox3f m_bounds;
     TqOcTraversable* m_root = nullptr;
 };
+
+/// Makes some containers and shapes ignore picks, and some be of lines, without telling anyone.
+void SwitchPicks(OracleTree& tree, SceneRandom& random);
 
 /// A camera that looks at or around \p bounds: inside or outside, perspective or parallel.
 OracleCamera MakeRandomCamera(TqLBox3f const& bounds, SceneRandom& random);
