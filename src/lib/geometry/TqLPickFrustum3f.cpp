@@ -88,6 +88,9 @@ int TqLPickFrustum3f::CanCull(TqLBox3f const& box, int* planes) const
     if (m_isEmpty || box.IsEmpty()) {
         return 1;
     }
+    if ((*planes & eALL_PLANES) == 0) {
+        return 0; // in the middle of a rubber band
+    }
     // A box reaches half its sizes, each times the normal's component, to both sides of its
     // centre's distance from a plane. Corners are halved one by one: their sum could overflow.
     TqLPos3f const& min = box.GetMin();
