@@ -190,7 +190,8 @@ public:
 
     /// BeginVisit; unless that prunes, every child that can be visited is handed to the walk; then
     /// EndVisit. Returns eAPPENDED, or eFINISHED when pruned.
-    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor, TqOcTravState* state) override;
+    TraversalStatus PrioritizedVisit(TqOcPrioritizedVisitor* visitor,
+                                     TqOcTravState* state) override;
 
     /// Lets each child that the pick does not cull take its turn, in the order of the slots.
     /// @{
