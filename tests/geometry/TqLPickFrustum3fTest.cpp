@@ -559,6 +559,21 @@ TEST(TqLPickFrustum3f, MinDistanceOfRandomBoxesIsTheExactDistance)
     }
 }
 
+TEST(TqLPickFrustum3f, MinDistanceNeverFallsFromABoxToOneWithinIt)
+{
+    // To the last bit, or what lies behind a hit could be left out with something before it.
+    SceneRandom random(58);
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Case const c = RandomCase(&random, random.Chance(0.3) ? 1e7 : 10.0);
+        TqLPickFrustum3f const pick = c.Make();
+        TqLBox3f const inner = RandomBoxNear(&random, c);
+        TqLBox3f outer = inner;
+        outer.ExtendBy(RandomBoxNear(&random, c));
+        ASSERT_LE(pick.MinDistance(outer), pick.MinDistance(inner));
+    }
+}
+
 // ---- Into local space ---------------------------------------------------------------------------
 
 TEST(TqLPickFrustum3f, TransformedByInverseDecidesLocalBoxesAsBruteForceDoes)
@@ -623,6 +638,33 @@ TEST(TqLPickFrustum3f, TransformedByInverseMeasuresInLocalUnits)
     EXPECT_EQ(local.GetOrigin(), TqLPos3f(0.0, 0.0, 10.0));
     EXPECT_EQ(local.MinDistance(PointBox(TqLPos3f())), 10.0);
     EXPECT_EQ(local.GetPlane(4).GetDistance(), -9.5);
+}
+
+TEST(TqLPickFrustum3f, TransformedByInverseTakesTheOriginAlong)
+{
+    // Scaled and mirrored instances, near and far away: the local origin, carried back into the
+    // world, is the viewpoint, and distances from it are exact there.
+    SceneRandom random(59);
+    for (int run = 0; run < 5000; ++run) {
+        SCOPED_TRACE(run);
+        double const within = random.Chance(0.3) ? 1e7 : 10.0;
+        Case const c = RandomCase(&random, within);
+        TqLAffine3f const toWorld = RandomAffine(&random, within);
+        TqLPickFrustum3f const local = c.Make().TransformedByInverse(toWorld);
+        LongVec const back = LongTransform(LongVec(local.GetOrigin()), toWorld);
+        ASSERT_LE(LongLength(back - LongVec(c.viewpoint)), 1e-13L * within);
+        TqLBox3f const box = RandomBox(&random, 10.0, 5.0);
+        long double square = 0.0L;
+        for (int axis = 0; axis < 3; ++axis) {
+            long double const at = local.GetOrigin()[axis];
+            long double const nearest =
+                std::min(std::max(at, static_cast<long double>(box.GetMin()[axis])),
+                         static_cast<long double>(box.GetMax()[axis]));
+            square += (nearest - at) * (nearest - at);
+        }
+        double const expected = static_cast<double>(std::sqrt(square));
+        ASSERT_NEAR(local.MinDistance(box), expected, 1e-15 * expected);
+    }
 }
 
 TEST(TqLPickFrustum3f, TransformedByASingularAffinePostsAndPicksNothing)
