@@ -14,6 +14,7 @@
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcRenderTravCull.h"
 
+#include "geometry/GeometryRandom.h"
 #include "geometry/TqLPickFrustum3f.h"
 
 #include <gtest/gtest.h>
@@ -34,31 +35,7 @@ constexpr int eTREES = 60;
 constexpr int ePICKS_A_TREE = 6;
 constexpr unsigned s_allHits = 32;
 
-using Wide = long double;
-
 // ---- The frustum's sides ------------------------------------------------------------------------
-
-struct WideVec
-{
-    Wide x, y, z;
-
-    explicit WideVec(TqLVec3f const& v) : x(v[0]), y(v[1]), z(v[2]) {}
-
-    WideVec(Wide a, Wide b, Wide c) : x(a), y(b), z(c) {}
-
-    Wide Dot(WideVec const& b) const { return x * b.x + y * b.y + z * b.z; }
-
-    WideVec Cross(WideVec const& b) const
-    {
-        return {y * b.z - z * b.y, z * b.x - x * b.z, x * b.y - y * b.x};
-    }
-
-    WideVec Unit() const
-    {
-        Wide const length = std::sqrt(Dot(*this));
-        return {x / length, y / length, z / length};
-    }
-};
 
 /// A part of a camera's window: lower and upper x, lower and upper y, in shares from 0 to 1.
 struct Window
@@ -76,9 +53,9 @@ public:
     OracleSides(OracleCamera const& camera, Window const& window)
         : m_camera(camera)
         , m_window(window)
-        , m_forward(WideVec(camera.direction).Unit())
-        , m_right(m_forward.Cross(WideVec(camera.up)).Unit())
-        , m_up(m_right.Cross(m_forward))
+        , m_forward(LongUnit(LongVec(camera.direction)))
+        , m_right(LongUnit(LongCross(m_forward, LongVec(camera.up))))
+        , m_up(LongCross(m_right, m_forward))
         , m_halfHeight(camera.perspective ? std::tan(0.5L * camera.verticalAngle)
                                           : 0.5L * camera.height)
         , m_halfWidth(camera.perspective ? m_halfHeight * camera.aspect : 0.5L * camera.width)
@@ -89,16 +66,16 @@ public:
         if (box.IsEmpty()) {
             return OracleVerdict::eCULLED;
         }
-        Wide greatest[6];
+        long double greatest[6];
         std::fill(greatest, greatest + 6, -1e300L);
         for (int corner = 0; corner < 8; ++corner) {
-            Wide inside[6];
+            long double inside[6];
             Measure(box.GetCorner(corner), inside);
             for (int side = 0; side < 6; ++side) {
                 greatest[side] = std::max(greatest[side], inside[side]);
             }
         }
-        Wide const least = *std::min_element(greatest, greatest + 6);
+        long double const least = *std::min_element(greatest, greatest + 6);
         if (least < -GetTolerance(box)) {
             return OracleVerdict::eCULLED;
         }
@@ -107,19 +84,18 @@ public:
 
 private:
     /// How far inside each side the point lies.
-    void Measure(TqLPos3f const& point, Wide (&inside)[6]) const
+    void Measure(TqLPos3f const& point, long double (&inside)[6]) const
     {
-        WideVec const offset(static_cast<Wide>(point[0]) - m_camera.eye[0],
-                             static_cast<Wide>(point[1]) - m_camera.eye[1],
-                             static_cast<Wide>(point[2]) - m_camera.eye[2]);
-        Wide const depth = offset.Dot(m_forward);
-        Wide const shares[4] = {m_window.x0, m_window.x1, m_window.y0, m_window.y1};
+        LongVec const offset = LongVec(point) - LongVec(m_camera.eye);
+        long double const depth = LongDot(offset, m_forward);
+        long double const shares[4] = {m_window.x0, m_window.x1, m_window.y0, m_window.y1};
         for (int side = 0; side < 4; ++side) {
             bool const isX = side < 2;
-            Wide const edge = (2.0L * shares[side] - 1.0L) * (isX ? m_halfWidth : m_halfHeight);
-            Wide const slope = m_camera.perspective ? edge : 0.0L;
-            Wide const at = m_camera.perspective ? edge * depth : edge;
-            Wide const along = offset.Dot(isX ? m_right : m_up);
+            long double const edge =
+                (2.0L * shares[side] - 1.0L) * (isX ? m_halfWidth : m_halfHeight);
+            long double const slope = m_camera.perspective ? edge : 0.0L;
+            long double const at = m_camera.perspective ? edge * depth : edge;
+            long double const along = LongDot(offset, isX ? m_right : m_up);
             inside[side] =
                 (side % 2 == 0 ? along - at : at - along) / std::sqrt(1.0L + slope * slope);
         }
@@ -127,9 +103,9 @@ private:
         inside[5] = m_camera.farDistance - depth;
     }
 
-    Wide GetTolerance(TqLBox3f const& box) const
+    long double GetTolerance(TqLBox3f const& box) const
     {
-        Wide reach = m_camera.farDistance;
+        long double reach = m_camera.farDistance;
         for (int axis = 0; axis < 3; ++axis) {
             reach += std::fabs(m_camera.eye[axis]) + std::fabs(box.GetMin()[axis]) +
                      std::fabs(box.GetMax()[axis]);
@@ -139,21 +115,21 @@ private:
 
     OracleCamera m_camera;
     Window m_window;
-    WideVec m_forward;
-    WideVec m_right;
-    WideVec m_up;
-    Wide m_halfHeight; // at depth 1, or everywhere when parallel
-    Wide m_halfWidth;
+    LongVec m_forward;
+    LongVec m_right;
+    LongVec m_up;
+    long double m_halfHeight; // at depth 1, or everywhere when parallel
+    long double m_halfWidth;
 };
 
-Wide GetDistance(TqLPos3f const& origin, TqLBox3f const& box)
+long double GetDistance(TqLPos3f const& origin, TqLBox3f const& box)
 {
-    Wide square = 0.0L;
+    long double square = 0.0L;
     for (int axis = 0; axis < 3; ++axis) {
-        Wide const p = origin[axis];
-        Wide const min = box.GetMin()[axis];
-        Wide const max = box.GetMax()[axis];
-        Wide const gap = p < min ? min - p : (p > max ? p - max : 0.0L);
+        long double const p = origin[axis];
+        long double const min = box.GetMin()[axis];
+        long double const max = box.GetMax()[axis];
+        long double const gap = p < min ? min - p : (p > max ? p - max : 0.0L);
         square += gap * gap;
     }
     return std::sqrt(square);
@@ -274,12 +250,12 @@ private:
         if (m_rules.render == nullptr || shape.IsIgnoreClip() != 0) {
             return false;
         }
-        WideVec const point(GetHitPoint(shape).Vec());
+        LongVec const point(GetHitPoint(shape));
         TqLPlane3f const* const planes = m_rules.render->GetClipPlanes();
         return std::any_of(planes, planes + m_rules.render->GetNumClipPlanes(),
                            [&](TqLPlane3f const& plane) {
-                               WideVec const normal(plane.GetNormal());
-                               return normal.Dot(point) < plane.GetDistance();
+                               LongVec const normal(plane.GetNormal().Vec());
+                               return LongDot(normal, point) < plane.GetDistance();
                            });
     }
 
@@ -354,7 +330,7 @@ private:
         if (result.nearest < 0 || m_rules.allHits) {
             return false;
         }
-        Wide const gap = GetDistance(m_frustum.GetOrigin(), box) - result.distance;
+        long double const gap = GetDistance(m_frustum.GetOrigin(), box) - result.distance;
         bool isBehind = gap > 0.0L;
         if (std::fabs(gap) < 1e-14L * result.distance) { // where hits begin with their boxes
             isBehind = m_frustum.MinDistance(box) > result.distance;

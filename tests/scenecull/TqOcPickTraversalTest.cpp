@@ -365,6 +365,16 @@ TEST(TqOcPickTraversal, RefusesADistanceThatIsNoNumberAsFirstHit)
     EXPECT_EQ(pick.CanPickPoint(&shape, At(1.0), s_notANumber), 0);
 }
 
+TEST(TqOcPickTraversal, KeepsAHitThatWasRecordedWithoutADistance)
+{
+    // Its distance is not greater than any other; that is why such points are to be asked for
+    // first.
+    PickProbe pick(nullptr);
+    AnyShape shape;
+    pick.SetPicked(&shape, At(1.0), s_notANumber, 0, TqOcPickTraversal::ePICK_TRIANGLE);
+    EXPECT_EQ(pick.CanPickPoint(&shape, At(1.0), 1.0), 0);
+}
+
 TEST(TqOcPickTraversal, CutsPointsAwayStrictlyBehindAClipPlane)
 {
     PickProbe pick(nullptr);
