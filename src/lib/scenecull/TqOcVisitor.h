@@ -32,7 +32,7 @@ public:
     enum Action
     {
         eCONTINUE = 0, ///< Go on into the children.
-        ePRUNE = 1     ///< Skip the children; any answer but eCONTINUE does.
+        ePRUNE = 1     ///< Skip the children; in a plain visit any answer but eCONTINUE does.
     };
 
     /// Switches "TqOcVisitor" on and off; calls are counted.
