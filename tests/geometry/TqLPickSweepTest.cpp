@@ -156,8 +156,21 @@ TEST(TqLPickSweep, ImpossibleArgumentsPostAndLeaveNoBody)
     }
     expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(center, -1.0, vec); });
     expectRefused([&](TqLPickSweep* sweep) { *sweep = TqLPickSweep(center, -1.0, vec); });
-    expectRefused(
-        [&](TqLPickSweep* sweep) { sweep->SetBox(center, TqLVec3f(1.0, -1.0, 1.0), vec); });
+    for (int axis = 0; axis < 3; ++axis) {
+        expectRefused([&](TqLPickSweep* sweep) {
+            TqLVec3f wrong(half);
+            wrong[axis] = -DBL_TRUE_MIN;
+            sweep->SetBox(center, wrong, vec);
+        });
+        // Start or end, with the body around it, lie beyond the range of a double.
+        for (double const side : {1.0, -1.0}) {
+            TqLVec3f huge;
+            huge[axis] = side * DBL_MAX;
+            expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), 1e300, huge); });
+            expectRefused(
+                [&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(huge), 1e300, huge * -1.0); });
+        }
+    }
     expectRefused([&](TqLPickSweep* sweep) { // the end lies beyond the range of a double
         sweep->SetSphere(TqLPos3f(DBL_MAX, 0.0, 0.0), 1.0, TqLVec3f(DBL_MAX, 0.0, 0.0));
     });
@@ -266,6 +279,38 @@ TEST(TqLPickSweep, KeepsBoxesThatItOnlyGrazes)
     }
 }
 
+TEST(TqLPickSweep, KeepsBoxesNearTheOriginThatItGrazesComingFromFarAway)
+{
+    // Where the body is on its way is known to about the rounding of 1e7 only; the box is small.
+    SceneRandom random(68);
+    int grazed = 0;
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        TqLPos3f const center = RandomPos(&random, 1e7);
+        TqLVec3f const sweep = (center.Vec() * -1.0) + RandomVec(&random, 1.0);
+        TqLVec3f const half(random.Unit(), random.Unit(), random.Unit());
+        TqLPickSweep const body(center, half, sweep);
+        // The corner that the body's own comes upon, up to one rounding, and a box behind it.
+        TqLPos3f corner;
+        TqLPos3f behind;
+        long double const t = 1.0L - 1e-7L * random.Unit();
+        for (int axis = 0; axis < 3; ++axis) {
+            double const side = sweep[axis] > 0.0 ? 1.0 : -1.0;
+            long double const place = center[axis] + t * sweep[axis] + side * half[axis];
+            corner[axis] = static_cast<double>(place);
+            behind[axis] = corner[axis] + side;
+        }
+        TqLBox3f box;
+        box.ExtendBy(corner);
+        box.ExtendBy(behind);
+        if (Touches(body, box, 0.0L)) {
+            ++grazed;
+            ASSERT_FALSE(IsCulled(body, box));
+        }
+    }
+    EXPECT_GT(grazed, 1000);
+}
+
 // A sweep and a box with whole coordinates: what does not touch is at least some thousandths away,
 // whatever the distance from the origin.
 Scene RandomLatticeScene(SceneRandom* random)
@@ -319,6 +364,9 @@ TEST(TqLPickSweep, ClearsTheFacesTheBoxIsInsideOfAndNoOther)
     EXPECT_EQ(sweep.CanCull(TqLBox3f(TqLPos3f(0.0, 0.0, 0.0), TqLPos3f(2.0, 1.0, 0.5)), &planes),
               0);
     EXPECT_EQ(planes, 64);
+    planes = 63;
+    EXPECT_EQ(sweep.CanCull(sweep.GetSweptBox(), &planes), 0); // faces that coincide
+    EXPECT_EQ(planes, 0);
     for (int face = 0; face < 6; ++face) {
         TqLPos3f min(0.0, 0.0, 0.0);
         TqLPos3f max(0.5, 0.5, 0.5);
@@ -453,6 +501,18 @@ TEST(TqLPickSweep, AMaskCountsAgainOnceTheSweepIsSetAgain)
     sweep.SetBox(TqLPos3f(), TqLVec3f(1.0, 1.0, 1.0), TqLVec3f(4.0, 0.0, 0.0));
     int planes = 0; // says that the box lies inside all faces, which is not so
     EXPECT_EQ(sweep.CanCull(PointBox(8.0, 0.0, 0.0), &planes), 0);
+    EXPECT_EQ(sweep.CanCull(PointBox(-8.0, 0.0, 0.0), &planes), 0);
+    EXPECT_NE(sweep.CanCullRepeat(PointBox(8.0, 0.0, 0.0)), 0);
+    EXPECT_NE(sweep.CanCullRepeat(PointBox(-8.0, 0.0, 0.0)), 0);
+}
+
+TEST(TqLPickSweep, WithoutABodyShorteningLeavesNoBody)
+{
+    TqLPickSweep sweep;
+    sweep.ShortenTo(0.5);
+    EXPECT_EQ(sweep.GetBody(), TqLPickSweep::eNOTHING);
+    EXPECT_TRUE(sweep.GetSweptBox().IsEmpty());
+    EXPECT_NE(sweep.CanCullRepeat(PointBox(0.0, 0.0, 0.0)), 0);
 }
 
 TEST(TqLPickSweep, RandomShortenedSweepsCullUnderStaleMasksAsUnderFullOnes)

@@ -722,6 +722,36 @@ TEST(TqOcPickSweepTraversal, NearestFirstMeasuresAcrossTheSweepVector)
     EXPECT_EQ(stage.Pick(), (Lines{"a", "b", "c"}));
 }
 
+TEST(TqOcPickSweepTraversal, NearestFirstHandsOnTheDistanceFromTheBody)
+{
+    SweepStage stage(SweepStage::s_nearestFirst);
+    SweptNode<ActingVisitGroup>* const group =
+        stage.SweptGroup("group", {stage.SweptLeaf("a", 5.25), stage.SweptLeaf("b", 9.0)});
+    std::vector<double> priorities;
+    group->onTurn = [&](TqOcPrioritizedVisitor*, TqOcTravState* state) {
+        priorities.push_back(state->GetCullData().priority);
+        return TqOcBaseTraversable::eFINISHED;
+    };
+    stage.SetRoot({group, stage.SweptLeaf("c", 11.0)});
+    TqLVec3f const half(0.5, 0.5, 0.5);
+    for (TqLVec3f const& sweep : {TqLVec3f(9.0, 0.0, 0.0), TqLVec3f()}) {
+        // The body stands in the group, and is measured from its center.
+        stage.pick.SetSweep(TqLPickSweep(TqLPos3f(5.5, 0.0, 0.0), half, sweep));
+        stage.Pick();
+    }
+    EXPECT_EQ(priorities, (std::vector<double>{-0.5, 0.0}));
+}
+
+TEST(TqOcPickSweepTraversal, NearestFirstCountsBoxesWithoutBoundsAsEqualForAZeroVector)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    SweepStage stage(SweepStage::s_nearestFirst);
+    stage.pick.SetSweep(TqLPickSweep(TqLPos3f(), 1.0, TqLVec3f()));
+    stage.SetRoot({stage.LeafOf(stage.SweptBox("a", MakeCube(0.0, 0.0, 0.0, infinity))),
+                   stage.SweptLeaf("b", 0.0)});
+    EXPECT_EQ(stage.Pick(), (Lines{"a", "b"}));
+}
+
 TEST(TqOcPickSweepTraversal, NearestFirstGoesToAndFroBetweenBranches)
 {
     SweepStage stage(SweepStage::s_nearestFirst);
@@ -976,6 +1006,44 @@ TEST_P(SweepAfterAFrame, CountsOnlyCulledTrianglesOfNodesInTheSweep)
     pick.SetPickLastRendered(1);
     Pick();
     EXPECT_EQ(render.GetTrisFrustumCulled(), 1U);
+}
+
+int CountAndKeep(TqOcTraversable const*, TqOcRenderTravCullData*, void* calls)
+{
+    ++*static_cast<int*>(calls);
+    return 1;
+}
+
+int CountAndReject(TqOcShape const*, void* calls)
+{
+    ++*static_cast<int*>(calls);
+    return 1;
+}
+
+TEST_P(SweepAfterAFrame, AsksThePriorityCallbackOnlyForWhatTheNextFrameWouldDraw)
+{
+    SetRowInView();
+    StampAll();
+    int calls = 0;
+    render.SetDynamicPriorityCallback(&CountAndKeep, &calls);
+    Pick();
+    EXPECT_EQ(calls, 0);
+    pick.SetPickLastRendered(0);
+    Pick();
+    EXPECT_EQ(calls, 4); // the root and what lies in view
+}
+
+TEST_P(SweepAfterAFrame, AsksNoDynamicShapeCullCallback)
+{
+    SetRowInView();
+    StampAll();
+    int calls = 0;
+    render.SetDynamicShapeCullCallback(&CountAndReject, &calls);
+    for (int const isLastRendered : {1, 0}) {
+        pick.SetPickLastRendered(isLastRendered);
+        EXPECT_GE(Pick().size(), 3U);
+    }
+    EXPECT_EQ(calls, 0);
 }
 
 TEST_P(SweepAfterAFrame, LeavesStampsAlone)
