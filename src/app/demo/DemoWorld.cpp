@@ -1,10 +1,11 @@
 #include "demo/DemoWorld.h"
 
+#include "host/Clock.h"
+
 #include "scenecull/TqOcDynamicGroup.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
 #include "scenecull/TqOcStaticTraversable.h"
 
-#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -19,12 +20,6 @@ namespace
 constexpr double eHAZE_DIAGONALS = 10.0;
 
 constexpr unsigned eWARM_UP_TRIS = 100000;
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
@@ -71,10 +66,10 @@ bool DemoWorld::OpenDrawing(DemoOptions const& options, std::string* problem)
 void DemoWorld::TakeModel(host::SceneModel&& model)
 {
     TakeModelOnly(std::move(model));
-    double const start = Now();
+    double const start = host::Now();
     m_scene = std::make_unique<host::GlScene>(m_model, *m_renderer, host::GlSceneSettings());
     m_root = m_scene->GetRoot();
-    m_buildSeconds = Now() - start;
+    m_buildSeconds = host::Now() - start;
 }
 
 void DemoWorld::TakeModelOnly(host::SceneModel&& model)
@@ -82,9 +77,9 @@ void DemoWorld::TakeModelOnly(host::SceneModel&& model)
     m_model = std::move(model);
     TqLVec3f const size = m_model.box.GetSize();
     m_renderer->SetHazeDistance(std::sqrt(size.Dot(size)) * eHAZE_DIAGONALS);
-    double const start = Now();
+    double const start = host::Now();
     m_meshes->Upload(m_model.meshes);
-    m_uploadSeconds = Now() - start;
+    m_uploadSeconds = host::Now() - start;
     m_context = std::make_unique<host::GlHostContext>(*m_renderer, m_width, m_height);
     m_traversal = std::make_unique<TqOcPrioritizedTraversal>(m_context.get());
     m_view = std::make_unique<DemoView>(m_model.box, m_width, m_height);

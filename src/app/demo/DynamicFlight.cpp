@@ -4,9 +4,9 @@
 #include "demo/ProgressLine.h"
 #include "demo/ReportParts.h"
 #include "demo/StreamPlan.h"
+#include "host/Clock.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 
 namespace demo
@@ -20,12 +20,6 @@ constexpr std::size_t eMAX_CELLS = 96;
 constexpr int eCELL_WIDTH = 256;
 /// Little, so that small things are not given up where time runs out: the order decides instead.
 constexpr double eMAX_STRESS = 1.25;
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 /// Makes the changes of each frame.
 class Changes
@@ -59,13 +53,13 @@ DynamicRecord Changes::Make(std::size_t frame)
     double const last = m_frames > 1 ? static_cast<double>(m_frames - 1) : 1.0;
     double const time = static_cast<double>(frame) / last;
     DynamicRecord record;
-    double const start = Now();
+    double const start = host::Now();
     AddAndRemove(frame, time, &record);
-    record.m_editTime = Now() - start;
+    record.m_editTime = host::Now() - start;
     Move(time, &record);
-    double const moved = Now();
+    double const moved = host::Now();
     m_scene.GetRoot()->Update();
-    record.m_updateTime = Now() - moved;
+    record.m_updateTime = host::Now() - moved;
     record.m_inTree = m_scene.GetNumShapes();
     record.m_depth = m_scene.GetRoot()->CalcDepth();
     return record;
@@ -167,7 +161,7 @@ DynamicFlightResult FlyDynamic(DemoWorld* world, DynamicScene* scene, Site const
     std::printf("\n%s\n", DynamicTableHeading().c_str());
     ProgressLine line;
     Changes changes(scene, site, frames);
-    double const start = Now();
+    double const start = host::Now();
     for (std::size_t frame = 0; frame < frames; ++frame) {
         DynamicRecord record = changes.Make(frame);
         record.m_draw = world->DrawFrame(GetFlightKey(path, frame, frames));
@@ -189,7 +183,7 @@ DynamicFlightResult FlyDynamic(DemoWorld* world, DynamicScene* scene, Site const
             line.Print(DynamicTableRow(result.m_log, frame / eROW_FRAMES * eROW_FRAMES, frame + 1));
         }
     }
-    result.m_seconds = Now() - start;
+    result.m_seconds = host::Now() - start;
     result.m_check = scene->Check();
     return result;
 }

@@ -5,13 +5,13 @@
 #include "demo/PixelRays.h"
 #include "demo/ProgressLine.h"
 #include "demo/ReportParts.h"
+#include "host/Clock.h"
 #include "host/gl/CameraPath.h"
 #include "host/gl/GlShape.h"
 
 #include "scenecull/TqOcPickFrustumTraversal.h"
 #include "scenecull/TqOcVisitor.h"
 
-#include <chrono>
 #include <cstdio>
 #include <numeric>
 
@@ -26,12 +26,6 @@ constexpr int ePIXELS = 400; // of a view
 constexpr std::uint64_t eSEED = 20;
 constexpr double eLEAST_AGREEMENT = 0.999;
 constexpr double eSTEP = 0.5; // metres
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 /// The shapes that carry a frame's number.
 class DrawnShapes : public TqOcVisitor
@@ -144,13 +138,13 @@ std::vector<BodyWalk> MakeWalks(std::vector<host::CameraKey> const& stops)
 /// Builds all trees at once: one that is built in a pick spends that pick's time.
 void BuildTrees(DemoWorld* world, PickTour* tour)
 {
-    double const start = Now();
+    double const start = host::Now();
     host::MeshTrees& trees = world->GetScene().GetTrees();
     for (std::size_t mesh = 0; mesh < world->GetModel().meshes.size(); ++mesh) {
         trees.GetTree(mesh);
     }
     tour->m_treeBytes = trees.GetNumBytes();
-    tour->m_treeSeconds = Now() - start;
+    tour->m_treeSeconds = host::Now() - start;
 }
 
 } // namespace
@@ -211,7 +205,7 @@ std::string PickTour::FindFault() const
 
 bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std::string* problem)
 {
-    double const start = Now();
+    double const start = host::Now();
     host::GlIdBuffer buffer(world->GetGl(), world->GetMeshes());
     if (!buffer.Create(options.m_width, options.m_height, problem)) {
         return false;
@@ -234,7 +228,7 @@ bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std
         WalkPicks picks;
         walk.m_result = Walk(walk.m_stops, walk.m_body, eSTEP, &picks, world->GetScene().GetRoot());
     }
-    tour->m_seconds = Now() - start;
+    tour->m_seconds = host::Now() - start;
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "demo/PixelPicks.h"
 
+#include "host/Clock.h"
 #include "host/gl/GlShape.h"
 #include "host/model/Random.h"
 #include "host/pick/ClippedPolygon.h"
@@ -9,7 +10,6 @@
 #include "host/pick/PickVolume.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <limits>
 
@@ -23,12 +23,6 @@ namespace
 // little more: an edge within this many pixels of a centre may fall on either side of it.
 constexpr double eEDGE_PIXELS = 1.0 / 16.0;
 constexpr double eCENTRE = 0.5;
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
@@ -108,12 +102,12 @@ void PixelComparer::Pick(PixelPick* pixel)
     m_pick->SetFrustum(m_rays.MakeFrustum(pixel->m_x, pixel->m_y, pixel->m_x + 1, pixel->m_y + 1));
     m_pick->SetResultBits(host::ResultBits::eNEAREST);
     m_pick->SetPickBits(host::PickBits::ePOINTS); // of which there are none: the walk alone
-    double const start = Now();
+    double const start = host::Now();
     m_pick->Apply(m_root);
-    double const walked = Now();
+    double const walked = host::Now();
     m_pick->SetPickBits(host::PickBits::eTRIANGLES | host::PickBits::eLINE_OF_SIGHT);
     m_pick->Apply(m_root);
-    pixel->m_seconds = Now() - walked;
+    pixel->m_seconds = host::Now() - walked;
     pixel->m_walkSeconds = walked - start;
 
     PixelHit& hit = pixel->m_picked;

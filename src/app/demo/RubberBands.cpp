@@ -1,11 +1,11 @@
 #include "demo/RubberBands.h"
 
+#include "host/Clock.h"
 #include "host/pick/MeshPick.h"
 #include "host/pick/PickBits.h"
 #include "host/pick/PickVolume.h"
 
 #include <algorithm>
-#include <chrono>
 #include <iterator>
 
 namespace demo
@@ -25,12 +25,6 @@ constexpr double s_bands[][4] = {{0.5, 0.5, 0.02, 0.03},
                                  {0.5, 0.35, 0.30, 0.20},
                                  {0.5, 0.5, 0.33, 0.33}};
 
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
-
 host::PlacedMesh GetMesh(host::MeshTrees* trees, std::uint32_t number)
 {
     host::Placement const& placement = trees->GetModel().placements[number];
@@ -42,9 +36,9 @@ host::PlacedMesh GetMesh(host::MeshTrees* trees, std::uint32_t number)
 Placements List(TqOcPickFrustumTraversal* pick, TqOcTraversable* root, double* seconds,
                 bool* isTimedOut)
 {
-    double const start = Now();
+    double const start = host::Now();
     pick->Apply(root);
-    *seconds = Now() - start;
+    *seconds = host::Now() - start;
     *isTimedOut = *isTimedOut || pick->IsPickingTimeOut();
     Placements placements;
     TqUPtrVector<TqOcShape> const& shapes = pick->GetAllPickedShapes();

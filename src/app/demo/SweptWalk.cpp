@@ -1,7 +1,8 @@
 #include "demo/SweptWalk.h"
 
+#include "host/Clock.h"
+
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 
 namespace demo
@@ -15,12 +16,6 @@ constexpr int eMAX_SLIDES = 4;          // contacts in one step
 constexpr double eLEAST_MOVE = 1e-4;    // metres; a shorter rest of a step is given up
 constexpr int eMAX_STEPS = 200;         // from one stop to the next
 constexpr double eSAME_DISTANCE = 1e-9; // metres
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 /// A walk in progress.
 class Walker
@@ -86,12 +81,12 @@ private:
         TqOcPickSweepTraversal& depth = m_picks->m_depthFirst;
         nearest.SetSweep(sweep);
         depth.SetSweep(sweep);
-        double const start = Now();
+        double const start = host::Now();
         nearest.Apply(m_root);
-        double const middle = Now();
+        double const middle = host::Now();
         depth.Apply(m_root);
         m_result->m_nearestSeconds.push_back(middle - start);
-        m_result->m_depthSeconds.push_back(Now() - middle);
+        m_result->m_depthSeconds.push_back(host::Now() - middle);
         bool const isFree = nearest.GetPickedShape() == nullptr;
         bool const isSame =
             isFree ? depth.GetPickedShape() == nullptr

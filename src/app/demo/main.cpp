@@ -20,12 +20,12 @@
 #include "demo/ReportParts.h"
 #include "demo/Site.h"
 #include "demo/Stills.h"
+#include "host/Clock.h"
 #include "host/model/ModelReader.h"
 #include "host/model/TowerScene.h"
 
 #include "util/TqUError.h"
 
-#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -41,12 +41,6 @@ namespace
 constexpr int eDONE = 0;
 constexpr int eFAILED = 1;
 constexpr int eWRONG_USAGE = 2;
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 int Fail(std::string const& problem)
 {
@@ -130,7 +124,7 @@ private:
 
 int RunDynamic(DemoOptions const& options, DemoWorld* world, host::SceneModel&& model, double start)
 {
-    double const loadSeconds = Now() - start;
+    double const loadSeconds = host::Now() - start;
     if (model.placements.empty()) {
         return Fail("the model has no shapes");
     }
@@ -142,8 +136,13 @@ int RunDynamic(DemoOptions const& options, DemoWorld* world, host::SceneModel&& 
     PostCounter const posts;
     DynamicFlightResult const flight =
         FlyDynamic(world, &scene, site, host::CameraPath(site.MakePath()), options);
-    DynamicRun const run{options,          *world,      flight,       site.GetNumModelPlacements(),
-                         posts.GetCount(), loadSeconds, Now() - start};
+    DynamicRun const run{options,
+                         *world,
+                         flight,
+                         site.GetNumModelPlacements(),
+                         posts.GetCount(),
+                         loadSeconds,
+                         host::Now() - start};
     std::printf("tree: %s\n", DescribeCheck(flight).c_str());
     std::string problem;
     std::string const report = WriteDynamicReport(run, &problem);
@@ -163,7 +162,7 @@ int RunPicks(DemoOptions const& options, DemoWorld* world, double loadSeconds, d
     if (!TourPicks(world, options, &tour, &problem)) {
         return Fail(problem);
     }
-    PickRun const run{options, *world, tour, loadSeconds, Now() - start};
+    PickRun const run{options, *world, tour, loadSeconds, host::Now() - start};
     std::string const report = WritePickReport(run, &problem);
     if (report.empty()) {
         return Fail(problem);
@@ -177,7 +176,7 @@ int RunPicks(DemoOptions const& options, DemoWorld* world, double loadSeconds, d
 
 int Run(DemoOptions const& options)
 {
-    double const start = Now();
+    double const start = host::Now();
     std::string problem;
     DemoWorld world;
     // Whatever can fail at once fails before the model is read.
@@ -191,7 +190,7 @@ int Run(DemoOptions const& options)
     if (options.m_dynamic) {
         return RunDynamic(options, &world, std::move(model), start);
     }
-    double const loadSeconds = Now() - start;
+    double const loadSeconds = host::Now() - start;
     world.TakeModel(std::move(model));
     PrintModel(world, world.GetScene().GetNumShapes(), loadSeconds);
     PrintHierarchy(world);
@@ -228,7 +227,8 @@ int Run(DemoOptions const& options)
         line.Print(text);
     }
     line.Show(0.8, "writing the report");
-    DemoRun const run{options, world, flight, chosen, shares, queries, loadSeconds, Now() - start};
+    DemoRun const run{options, world,   flight,      chosen,
+                      shares,  queries, loadSeconds, host::Now() - start};
     std::string const report = WriteReport(run, &problem);
     line.Clear();
     if (report.empty()) {

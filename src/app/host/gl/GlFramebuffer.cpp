@@ -16,7 +16,8 @@ GlFramebuffer::~GlFramebuffer()
     }
 }
 
-bool GlFramebuffer::Create(int width, int height, std::string* problem)
+bool GlFramebuffer::Create(int width, int height, std::string* problem,
+                           GlBufferFormats const& formats)
 {
     GLint largest = 0;
     m_gl.GetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &largest);
@@ -27,12 +28,12 @@ bool GlFramebuffer::Create(int width, int height, std::string* problem)
     }
     m_gl.GenFramebuffers(1, &m_framebuffer);
     m_gl.GenRenderbuffers(2, m_renderbuffers);
-    m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-    GLenum const formats[2] = {GL_RGBA8, GL_DEPTH_COMPONENT24};
+    Bind();
+    GLenum const kinds[2] = {formats.m_colour, formats.m_depth};
     GLenum const attachments[2] = {GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT};
     for (int i = 0; i < 2; ++i) {
         m_gl.BindRenderbuffer(GL_RENDERBUFFER, m_renderbuffers[i]);
-        m_gl.RenderbufferStorage(GL_RENDERBUFFER, formats[i], width, height);
+        m_gl.RenderbufferStorage(GL_RENDERBUFFER, kinds[i], width, height);
         m_gl.FramebufferRenderbuffer(GL_FRAMEBUFFER, attachments[i], GL_RENDERBUFFER,
                                      m_renderbuffers[i]);
     }

@@ -9,7 +9,14 @@
 namespace host
 {
 
-/// A framebuffer object with an RGBA8 colour and a 24-bit depth buffer. Not copyable.
+/// Formats of a framebuffer's two buffers.
+struct GlBufferFormats
+{
+    GLenum m_colour = GL_RGBA8;
+    GLenum m_depth = GL_DEPTH_COMPONENT24;
+};
+
+/// A framebuffer object with a colour and a depth buffer. Not copyable.
 class GlFramebuffer
 {
 public:
@@ -21,13 +28,17 @@ public:
 
     /// Makes the buffers, in pixels, and binds them for drawing with a viewport over the whole.
     /// @return false with a line in @p problem when the driver refuses the size or format.
-    bool Create(int width, int height, std::string* problem);
+    bool Create(int width, int height, std::string* problem,
+                GlBufferFormats const& formats = GlBufferFormats());
+
+    /// Draws and reads go here from now on.
+    void Bind() const { m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer); }
 
     int GetWidth() const { return m_width; }
 
     int GetHeight() const { return m_height; }
 
-    /// Copies the colour buffer, top row first. Waits for all drawing.
+    /// Copies the colour buffer, top row first; RGBA8 only. Waits for all drawing.
     Image ReadImage() const;
 
     /// Share of the pixels, 0 to 1, on which something was drawn with depth since the depth buffer

@@ -36,15 +36,8 @@ GlIdBuffer::GlIdBuffer(GlFunctions const& gl, GlMeshStore const& meshes)
     : m_gl(gl)
     , m_meshes(meshes)
     , m_program(gl)
+    , m_target(gl)
 {}
-
-GlIdBuffer::~GlIdBuffer()
-{
-    if (m_framebuffer != 0) {
-        m_gl.DeleteFramebuffers(1, &m_framebuffer);
-        m_gl.DeleteRenderbuffers(2, m_renderbuffers);
-    }
-}
 
 bool GlIdBuffer::Create(int width, int height, std::string* problem)
 {
@@ -55,34 +48,17 @@ bool GlIdBuffer::Create(int width, int height, std::string* problem)
     m_idUniform = m_program.FindUniform("id");
     GLint boundBefore = 0;
     m_gl.GetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &boundBefore);
-    m_gl.GenFramebuffers(1, &m_framebuffer);
-    m_gl.GenRenderbuffers(2, m_renderbuffers);
-    m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-    GLenum const formats[2] = {GL_RG32UI, GL_DEPTH_COMPONENT32F};
-    GLenum const attachments[2] = {GL_COLOR_ATTACHMENT0, GL_DEPTH_ATTACHMENT};
-    for (int i = 0; i < 2; ++i) {
-        m_gl.BindRenderbuffer(GL_RENDERBUFFER, m_renderbuffers[i]);
-        m_gl.RenderbufferStorage(GL_RENDERBUFFER, formats[i], width, height);
-        m_gl.FramebufferRenderbuffer(GL_FRAMEBUFFER, attachments[i], GL_RENDERBUFFER,
-                                     m_renderbuffers[i]);
-    }
-    bool const isComplete = m_gl.CheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    bool const isThere =
+        m_target.Create(width, height, problem, {GL_RG32UI, GL_DEPTH_COMPONENT32F});
     m_gl.BindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(boundBefore));
-    if (!isComplete) {
-        *problem = "the driver refuses a buffer of " + std::to_string(width) + "x" +
-                   std::to_string(height) + " shape numbers";
-        return false;
-    }
-    m_width = width;
-    m_height = height;
-    return true;
+    return isThere;
 }
 
 void GlIdBuffer::Begin(TqLMatrix4f const& worldToClip)
 {
     m_worldToClip = worldToClip;
     m_gl.GetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &m_boundBefore);
-    m_gl.BindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
+    m_target.Bind();
     GLuint const nothing[4] = {IdPicture::s_nothing, 0, 0, 0};
     m_gl.ClearBufferuiv(GL_COLOR, 0, nothing);
     m_gl.DepthMask(GL_TRUE);
@@ -109,15 +85,17 @@ void GlIdBuffer::Draw(std::size_t mesh, TqLAffine3f const& toWorld, std::uint32_
 IdPicture GlIdBuffer::End()
 {
     IdPicture picture;
-    picture.m_width = m_width;
-    picture.m_height = m_height;
+    picture.m_width = m_target.GetWidth();
+    picture.m_height = m_target.GetHeight();
     std::size_t const numPixels =
-        static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height);
+        static_cast<std::size_t>(picture.m_width) * static_cast<std::size_t>(picture.m_height);
     std::vector<std::uint32_t> pairs(2 * numPixels);
     picture.m_depths.resize(numPixels);
     m_gl.PixelStorei(GL_PACK_ALIGNMENT, 4);
-    m_gl.ReadPixels(0, 0, m_width, m_height, GL_RG_INTEGER, GL_UNSIGNED_INT, pairs.data());
-    m_gl.ReadPixels(0, 0, m_width, m_height, GL_DEPTH_COMPONENT, GL_FLOAT, picture.m_depths.data());
+    m_gl.ReadPixels(0, 0, picture.m_width, picture.m_height, GL_RG_INTEGER, GL_UNSIGNED_INT,
+                    pairs.data());
+    m_gl.ReadPixels(0, 0, picture.m_width, picture.m_height, GL_DEPTH_COMPONENT, GL_FLOAT,
+                    picture.m_depths.data());
     m_gl.BindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(m_boundBefore));
     picture.m_ids.resize(numPixels);
     picture.m_triangles.resize(numPixels);

@@ -3,6 +3,7 @@
 // picture itself. Owns its OpenGL objects.
 #pragma once
 
+#include "host/gl/GlFramebuffer.h"
 #include "host/gl/GlFunctions.h"
 #include "host/gl/GlMeshStore.h"
 #include "host/gl/GlProgram.h"
@@ -44,7 +45,6 @@ class GlIdBuffer
 {
 public:
     GlIdBuffer(GlFunctions const& gl, GlMeshStore const& meshes);
-    ~GlIdBuffer();
     GlIdBuffer(GlIdBuffer const&) = delete;
     GlIdBuffer& operator=(GlIdBuffer const&) = delete;
 
@@ -67,11 +67,8 @@ private:
     GlProgram m_program;
     GLint m_drawUniform = -1;
     GLint m_idUniform = -1;
-    GLuint m_framebuffer = 0;
-    GLuint m_renderbuffers[2] = {0, 0};
+    GlFramebuffer m_target;
     GLint m_boundBefore = 0;
-    int m_width = 0;
-    int m_height = 0;
     TqLMatrix4f m_worldToClip;
 };
 

@@ -1,5 +1,7 @@
 #include "host/gl/OcclusionQueries.h"
 
+#include "host/Clock.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -21,12 +23,6 @@ namespace
 
 constexpr unsigned eLARGEST_EDGE = 65535;
 constexpr std::chrono::microseconds s_nap(20);
-
-double Now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
