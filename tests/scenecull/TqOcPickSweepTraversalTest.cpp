@@ -878,8 +878,7 @@ TEST(TqOcPickSweepTraversal, NearestFirstStartsWithAllFacesInAnotherView)
         eNARROWED
     };
 
-    for (auto const& [view, bits] :
-         {std::pair<View, int>(eSAME, 0), {eTRANSFORMED, 0}, {eNARROWED, eALL}}) {
+    for (View const view : {eSAME, eTRANSFORMED, eNARROWED}) {
         SCOPED_TRACE(view);
         group->onTurn = [&](TqOcPrioritizedVisitor* visitor, TqOcTravState* state) {
             TqOcRenderTravCull* const cull =
@@ -892,7 +891,7 @@ TEST(TqOcPickSweepTraversal, NearestFirstStartsWithAllFacesInAnotherView)
             return TqOcBaseTraversable::eAPPENDED;
         };
         stage.Pick();
-        EXPECT_EQ(big->lastCullBits, bits);
+        EXPECT_EQ(big->lastCullBits, view == eNARROWED ? eALL : 0);
     }
 }
 
