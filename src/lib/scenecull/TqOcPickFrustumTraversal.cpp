@@ -59,9 +59,14 @@ void TqOcPickFrustumTraversal::SetViewportFrustum(TqLFrustum3f const& frustum, i
 // --- A pick
 // ----------------------------------------------------------------------------------------
 
-void TqOcPickFrustumTraversal::StartPick(TqOcTraversable* root)
+void TqOcPickFrustumTraversal::StartTraversal(TqOcTraversable* root)
 {
     m_isTiming = false;
+    TqOcPickTraversal::StartTraversal(root);
+}
+
+void TqOcPickFrustumTraversal::StartPick(TqOcTraversable* root)
+{
     SetCullBits(TqLPickFrustum3f::eALL_PLANES);
     if (!CanCull(root)) {
         m_pickingTimeOut.SetTimeOut(s_pickingTimeOut, s_staleReading);

@@ -93,8 +93,8 @@ public:
     /// @}
 
     /// Whether the pick has taken longer than 0.2 s. The walk never stops by itself: the shapes'
-    /// geometry tests are to ask and to give up. False before any pick and after one whose root was
-    /// culled.
+    /// geometry tests are to ask and to give up. False before any pick, and after one whose root
+    /// was culled or that could not start.
     bool IsPickingTimeOut() const { return m_isTiming && m_pickingTimeOut.HasExpired(); }
 
     /// Whether the pick skips a node or shape (0 or 1): its box lies outside the frustum, it was
@@ -108,6 +108,9 @@ public:
     // --- Virtual operations ---------------------------------------------------------------------
 
     ~TqOcPickFrustumTraversal() override;
+
+    /// As the base's, with a time-out of its own for each pick.
+    void StartTraversal(TqOcTraversable* root) override;
 
 protected:
     /// Tests the root, starts the time-out and runs the root's PickFrustum.

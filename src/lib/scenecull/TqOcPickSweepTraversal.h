@@ -1,15 +1,17 @@
 // Picking by sweep: what a box or sphere that moves along a vector would touch.
 //
-// Two ways, chosen at construction:
-//   - depth first, through each node's PickSweep, in child order;
-//   - nearest first: a prioritized visitor enters the nodes in the order of their distance along
-//   the
-//     sweep, so that first contacts are found first. A shape that shortens the sweep at a contact
-//     (EditSweep().ShortenTo) makes the walk test later nodes against what is left of it.
-// Both find the same shapes while the sweep is not shortened, but for hidden ones: depth first asks
-// IsPickHidden, nearest first never enters them. Shapes that override PickSweep test their own
-// geometry against GetSweep and report contacts as to every pick. Only nodes and shapes that hold
-// triangles (TqLPrimitiveTypes::eTRIANGLES) take part. The nearest hit prunes nothing by itself.
+// Two ways, chosen at construction. Depth first goes through each node's PickSweep, in child order.
+// Nearest first has a prioritized visitor enter the nodes in the order of their distance along the
+// sweep, so that first contacts are found first; a shape that shortens the sweep at a contact
+// (EditSweep().ShortenTo) makes the walk test later nodes against what is left of it.
+//
+// While the sweep is not shortened both find the same shapes, but for two exceptions: nearest first
+// never enters hidden nodes (depth first asks IsPickHidden), and it follows a group's only child
+// without testing it, so that one's flags and frame id have no say; its shapes are tested as ever.
+//
+// Shapes that override PickSweep test their own geometry against GetSweep and report contacts as to
+// every pick. Only nodes and shapes that hold triangles (TqLPrimitiveTypes::eTRIANGLES) take part.
+// The nearest hit prunes nothing by itself.
 #pragma once
 
 #include "scenecull/TqOcPickTraversal.h"
@@ -42,8 +44,8 @@ public:
     /// @param prioritized  0: depth first; otherwise nearest first
     TqOcPickSweepTraversal(TqOcContext* context, int prioritized);
 
-    /// The moving body; without one at first, which picks nothing. EditSweep is for shapes to
-    /// shorten it during a pick, too.
+    /// The moving body; without one at first, which picks nothing. During a pick a shape may
+    /// shorten it through EditSweep; anything else is for between picks.
     /// @{
     TqLPickSweep const& GetSweep() const { return m_sweep; }
 

@@ -58,13 +58,10 @@ TqOcPickTraversal::~TqOcPickTraversal() = default;
 
 void TqOcPickTraversal::StartTraversal(TqOcTraversable* root)
 {
-    if (!HasRoot(root)) {
-        return;
-    }
     TqOcPickTraversal::EndTraversal(); // a pick may have been left without its end
     m_pickedShape = nullptr;
     m_allPickedShapes.Clear();
-    if (m_renderTraversal != nullptr && !MakeRenderCull()) {
+    if (!HasRoot(root) || (m_renderTraversal != nullptr && !MakeRenderCull())) {
         return;
     }
     try {
