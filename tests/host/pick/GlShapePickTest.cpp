@@ -4,6 +4,7 @@
 #include "host/pick/PickBits.h"
 #include "host/pick/PickMeshes.h"
 
+#include "scenecull/TqOcContext.h"
 #include "scenecull/TqOcPickFrustumTraversal.h"
 #include "scenecull/TqOcPickSweepTraversal.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
@@ -477,4 +478,26 @@ TEST_F(GlShapePickTest, TellsTheTextureCoordinateOfThePoint)
             EXPECT_NEAR(m_pick.GetTexCoord()[1], 50.0 + 50.0 * point[1], 1e-12);
         }
     }
+}
+
+TEST_F(GlShapePickTest, PassesOverWhatTheFollowedFrameDidNotDraw)
+{
+    TqOcContext context;
+    TqOcPrioritizedTraversal frame(&context);
+    frame.SetViewFrustum(MakeView());
+    frame.SetFrameId(7);
+    TqOcTraversable* const root = Build();
+    root->SetFrameId(7); // dealt with, and yet its first shape was not drawn
+    m_shapes[1].SetFrameId(7);
+    m_pick.SetRenderTraversal(&frame);
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[1]);
+    m_shapes[0].SetFrameId(7);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    m_shapes[0].SetFrameId(6);
+    m_pick.SetPickLastRendered(0); // what the next frame would draw
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
 }

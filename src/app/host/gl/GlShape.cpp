@@ -75,6 +75,15 @@ struct ShapeClipping
     }
 };
 
+/// Whether the frame that a pick follows did not draw a shape: its leaf was occluded, say.
+bool IsUndrawn(TqOcPickTraversal const& traversal, GlShape const& shape)
+{
+    TqOcPrioritizedTraversal const* const frame = traversal.GetRenderTraversal();
+    return frame != nullptr &&
+           (traversal.IsPickLastRendered() != 0 || frame->IsInteractive() != 0) &&
+           shape.GetFrameId() != frame->GetFrameId();
+}
+
 /// What a frustum pick is to report of a shape.
 struct PickWishes
 {
@@ -158,7 +167,8 @@ void GlShape::PickShape(TqOcPickFrustumTraversal* traversal)
 {
     int const kinds = traversal->GetPickBits() & PickBits::eKINDS;
     bool const isWanted = kinds == 0 || (static_cast<unsigned>(kinds) & GetPrimitives()) != 0;
-    if (m_scene->m_trees == nullptr || !isWanted || traversal->IsPickingTimeOut()) {
+    if (m_scene->m_trees == nullptr || !isWanted || IsUndrawn(*traversal, *this) ||
+        traversal->IsPickingTimeOut()) {
         return;
     }
     PlacedMesh const mesh = GetPlacedMesh();

@@ -67,6 +67,9 @@ public:
     /// cut away is not hit, unless the shape ignores them. With ContainedOnly, a mesh with a corner
     /// outside the frustum is passed over.
     ///
+    /// A pick that follows a frame passes over a shape that the frame did not draw, though its leaf
+    /// was dealt with: an occluded one, say.
+    ///
     /// Which point of a primitive is picked is told in host/pick/FrustumHit.h. Gives up when the
     /// traversal's time is over and reports what it has found by then.
     void PickShape(TqOcPickFrustumTraversal* traversal) override;
