@@ -10,10 +10,9 @@
 //   - pick after a frame and before the next SetFrameId; with a new number nothing is drawn yet;
 //   - after a clipped frame, groups below the root that were on the walk's path when it ended count
 //     as not drawn, and so does all below them;
-//   - a leaf that was culled by an occlusion query, behind the eye or behind a clip plane carries
-//   the
-//     frame id, too, because the frame has dealt with it, and a pick does not ask for the ids of
-//     shapes: a shape that wants to be picked only when it was drawn compares its own;
+//   - a leaf that was occluded, or culled behind the eye or behind a clip plane, has the frame id,
+//     too, because the frame has dealt with it, and a pick does not ask for the ids of shapes: a
+//     shape that wants to be picked only when it was drawn compares its own;
 //   - before its first frame a render traversal has frame id 0, as new nodes have: all are picked;
 //   - IsPickLastRendered 0 tests nodes for themselves instead, as the next frame would, while the
 //     render traversal is not interactive. Such tests add to its counters of culled triangles and
