@@ -260,6 +260,8 @@ TEST(TqLPickFrustum3f, ImpossiblePixelRectanglesPostAndPickNothing)
         {0.0, 0.0, 1.0, 1.0, -5, 100},
         {0.0, 0.0, 1.0, 1.0, 100, -5},
         {DBL_MAX, DBL_MAX, -DBL_MAX, -DBL_MAX, 100, 100},
+        {1.98, 10.0, std::nextafter(1.98, 2.0), 20.0, 640, 100}, // the same share of the window
+        {10.0, 1.98, 20.0, std::nextafter(1.98, 2.0), 100, 640},
     };
 
     int number = 0;
@@ -277,6 +279,18 @@ TEST(TqLPickFrustum3f, ImpossiblePixelRectanglesPostAndPickNothing)
         planes = 0;
         EXPECT_NE(pick.CanCull(PointBox(TqLPos3f(0.0, 0.0, -1e300)), &planes), 0);
     }
+}
+
+TEST(TqLPickFrustum3f, PicksNothingWhereTheViewCannotBeNarrowed)
+{
+    // A few denormals wide: the matrix overflows.
+    PostedErrors posted;
+    TqLPickFrustum3f const pick(TqLFrustum3f(), TqLBox2f(TqLPos2f(0.0, 0.0), TqLPos2f(5e-322, 1.0)),
+                                1, 1);
+    ASSERT_EQ(posted.Size(), 1);
+    EXPECT_EQ(posted.Get()[0].component, "TqLFrustum3f");
+    int planes = TqLPickFrustum3f::eALL_PLANES;
+    EXPECT_NE(pick.CanCull(PointBox(TqLPos3f(0.0, 0.0, -10.0)), &planes), 0);
 }
 
 // ---- CanCull against brute force ----------------------------------------------------------------
@@ -627,6 +641,33 @@ TEST(TqLPickFrustum3f, TransformedByInverseDecidesLocalBoxesAsBruteForceDoes)
     }
     EXPECT_GT(culled, 2000);
     EXPECT_GT(kept, 2000);
+}
+
+TEST(TqLPickFrustum3f, TransformedByInverseKeepsWhatMeetsItUnderVeryUnequalScales)
+{
+    // Instances stretched by up to 1e8 on one axis only, turned before and after: what is left of
+    // the rows of a plane's normal has lost half of its digits. Points on the sides, near and far.
+    SceneRandom random(60);
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Case const c = RandomCase(&random, 10.0);
+        double const stretch = std::exp(random.Range(0.0, 18.4));
+        TqLAffine3f const toWorld =
+            RandomRotation(&random) * TqLAffine3f::Scale(stretch, 1.0, 1.0) *
+            RandomRotation(&random) * TqLAffine3f::Translation(c.viewpoint.Vec());
+        TqLPos3f const inside = ToPos(c.Point(0.5L, 0.5L, 0.5L * (c.nearDistance + c.farDistance)));
+        TqLAffine3f const fromWorld = toWorld.Inverse();
+        TqLPos3f const localInside = inside * fromWorld;
+        TqLPos3f const localOutside =
+            (inside + RandomDirection(&random) * (3.0 * c.farDistance)) * fromWorld;
+        if (LeastInside(c, localInside, toWorld) < 0.0L) {
+            continue;
+        }
+        TqLPos3f const last = FindLastInside(c, localInside, localOutside, toWorld);
+        TqLPickFrustum3f const local = c.Make().TransformedByInverse(toWorld);
+        int planes = TqLPickFrustum3f::eALL_PLANES;
+        ASSERT_EQ(local.CanCull(PointBox(last), &planes), 0);
+    }
 }
 
 TEST(TqLPickFrustum3f, TransformedByInverseMeasuresInLocalUnits)

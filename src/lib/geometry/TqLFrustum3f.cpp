@@ -292,6 +292,13 @@ void TqLFrustum3f::GetPlanes(TqLPlane3f* planes) const
 
 TqLFrustum3f TqLFrustum3f::NarrowedBy(double x0, double x1, double y0, double y1) const
 {
+    TqLFrustum3f result(*this);
+    result.Narrow(x0, x1, y0, y1);
+    return result;
+}
+
+bool TqLFrustum3f::Narrow(double x0, double x1, double y0, double y1)
+{
     double const lower[2] = {x0, y0};
     double const upper[2] = {x1, y1};
     TqLFrustum3f result(*this);
@@ -312,9 +319,10 @@ TqLFrustum3f TqLFrustum3f::NarrowedBy(double x0, double x1, double y0, double y1
     if (!(x0 < x1 && y0 < y1) || !IsPositive(result.m_width) || !IsPositive(result.m_height) ||
         !IsFinite(result.m_matrix)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
-                       "Cannot narrow to x %g to %g and y %g to %g; the whole view is used.", x0,
+                       "Cannot narrow to x %g to %g and y %g to %g; the view stays as it was.", x0,
                        x1, y0, y1);
-        return *this;
+        return false;
     }
-    return result;
+    *this = result;
+    return true;
 }

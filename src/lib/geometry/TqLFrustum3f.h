@@ -117,6 +117,9 @@ public:
     /// (x0 < x1, y0 < y1) post severity 1 against "TqLFrustum3f" and return this frustum unchanged.
     TQL_API TqLFrustum3f NarrowedBy(double x0, double x1, double y0, double y1) const;
 
+    /// Becomes NarrowedBy of the same bounds. Returns false where that posts; nothing changes then.
+    TQL_API bool Narrow(double x0, double x1, double y0, double y1);
+
 private:
     struct Camera;
 

@@ -1,31 +1,22 @@
 #include "geometry/TqLPickFrustum3f.h"
 
+#include "geometry/internal/TqLPlaneTest.h"
+
 #include "util/TqUComponent.h"
 #include "util/TqUError.h"
 
-#include <cfloat>
 #include <cmath>
+
+using namespace TqLInternal;
 
 namespace
 {
 
 TqUComponent s_component("TqLPickFrustum3f");
 
-// Bounds, in units of the largest coordinates at play, how far the computed distance of a corner
-// from a plane may be from the true one: the rounding of the frustum's matrix, of the plane taken
-// from it, and of centre, reach and dot product.
-constexpr double s_rounding = 20.0 * DBL_EPSILON;
-
 double SumOfSizes(TqLVec3f const& vec)
 {
     return std::fabs(vec[0]) + std::fabs(vec[1]) + std::fabs(vec[2]);
-}
-
-// Bounds |x| + |y| + |z| over the box. NaN for a box with a NaN, which then fails every compare,
-// and so is neither outside a plane nor inside.
-double SumOfSizes(TqLBox3f const& box)
-{
-    return SumOfSizes(box.GetMin().Vec()) + SumOfSizes(box.GetMax().Vec());
 }
 
 } // namespace
@@ -44,9 +35,13 @@ TqLPickFrustum3f::TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& 
 {
     TqLPos2f const& min = pixels.GetMin();
     TqLPos2f const& max = pixels.GetMax();
-    bool const isFinite = std::isfinite(min[0]) && std::isfinite(min[1]) && std::isfinite(max[0]) &&
-                          std::isfinite(max[1]);
-    if (!isFinite || !(min[0] < max[0] && min[1] < max[1]) || windowWidth < 1 || windowHeight < 1) {
+    double const x0 = min[0] / windowWidth;
+    double const x1 = max[0] / windowWidth;
+    double const y0 = min[1] / windowHeight;
+    double const y1 = max[1] / windowHeight;
+    bool const isFinite =
+        std::isfinite(x0) && std::isfinite(x1) && std::isfinite(y0) && std::isfinite(y1);
+    if (windowWidth < 1 || windowHeight < 1 || !isFinite || !(x0 < x1 && y0 < y1)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Impossible pixel rectangle %g to %g, %g to %g in a window of %d x %d; "
                        "nothing is picked.",
@@ -54,19 +49,39 @@ TqLPickFrustum3f::TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& 
         MakeEmpty();
         return;
     }
-    double const x0 = min[0] / windowWidth;
-    double const x1 = max[0] / windowWidth;
-    double const y0 = min[1] / windowHeight;
-    double const y1 = max[1] / windowHeight;
-    Set(frustum.NarrowedBy(x0, x1, y0, y1));
+    TqLFrustum3f narrowed(frustum);
+    if (narrowed.Narrow(x0, x1, y0, y1)) {
+        Set(narrowed);
+    } else {
+        MakeEmpty(); // so narrow that the matrix overflows
+    }
 }
 
 void TqLPickFrustum3f::Set(TqLFrustum3f const& frustum)
 {
     frustum.GetPlanes(m_planes);
     m_origin = frustum.GetViewpoint();
-    m_rounding = s_rounding * SumOfSizes(m_origin.Vec());
+    m_rounding = s_planeRounding * SumOfSizes(m_origin.Vec());
+    m_boxRounding = s_planeRounding;
     m_isEmpty = false;
+    SetRows();
+}
+
+/// Copies the planes into the rows that boxes are tested against.
+void TqLPickFrustum3f::SetRows()
+{
+    for (int i = 0; i < eNUM_PLANES; ++i) {
+        TqLUnitVec3f const& normal = m_planes[i].GetNormal();
+        double const distance = m_planes[i].GetDistance();
+        m_rows[eROW_X][i] = normal[0];
+        m_rows[eROW_Y][i] = normal[1];
+        m_rows[eROW_Z][i] = normal[2];
+        m_rows[eROW_SIZE_X][i] = std::fabs(normal[0]);
+        m_rows[eROW_SIZE_Y][i] = std::fabs(normal[1]);
+        m_rows[eROW_SIZE_Z][i] = std::fabs(normal[2]);
+        m_rows[eROW_DISTANCE][i] = distance;
+        m_rows[eROW_MARGIN][i] = s_planeRounding * std::fabs(distance);
+    }
 }
 
 void TqLPickFrustum3f::MakeEmpty()
@@ -78,7 +93,9 @@ void TqLPickFrustum3f::MakeEmpty()
     }
     m_origin.MakeOrigin();
     m_rounding = 0.0;
+    m_boxRounding = s_planeRounding;
     m_isEmpty = true;
+    SetRows();
 }
 
 // ---- Work ---------------------------------------------------------------------------------------
@@ -91,33 +108,7 @@ int TqLPickFrustum3f::CanCull(TqLBox3f const& box, int* planes) const
     if ((*planes & eALL_PLANES) == 0) {
         return 0; // in the middle of a rubber band
     }
-    // A box reaches half its sizes, each times the normal's component, to both sides of its
-    // centre's distance from a plane. Corners are halved one by one: their sum could overflow.
-    TqLPos3f const& min = box.GetMin();
-    TqLPos3f const& max = box.GetMax();
-    double const halfX = max[0] * 0.5 - min[0] * 0.5;
-    double const halfY = max[1] * 0.5 - min[1] * 0.5;
-    double const halfZ = max[2] * 0.5 - min[2] * 0.5;
-    TqLVec3f const center(min[0] + halfX, min[1] + halfY, min[2] + halfZ);
-    double const rounding = m_rounding + s_rounding * SumOfSizes(box);
-    for (int index = 0; index < eNUM_PLANES; ++index) {
-        int const bit = 1 << index;
-        if ((*planes & bit) == 0) {
-            continue;
-        }
-        TqLUnitVec3f const& normal = m_planes[index].GetNormal();
-        double const reach = std::fabs(normal[0]) * halfX + std::fabs(normal[1]) * halfY +
-                             std::fabs(normal[2]) * halfZ;
-        double const distance = normal.Dot(center) - m_planes[index].GetDistance();
-        double const margin = rounding + s_rounding * std::fabs(m_planes[index].GetDistance());
-        if (distance + reach < -margin) {
-            return 1;
-        }
-        if (distance - reach >= margin) {
-            *planes &= ~bit;
-        }
-    }
-    return 0;
+    return TqLPlaneTest::IsOutside(m_rows, {m_rounding, m_boxRounding}, box, planes);
 }
 
 double TqLPickFrustum3f::MinDistance(TqLBox3f const& box) const
@@ -149,12 +140,19 @@ TqLPickFrustum3f TqLPickFrustum3f::TransformedByInverse(TqLAffine3f const& toWor
     }
     result.m_origin = m_origin * fromWorld;
 
-    // What the world distances were off by is off in local ones too, times the largest scale.
+    // What the world distances were off by is off in local ones too, times the largest scale. A
+    // local normal is off by more where scales differ: what is left of long rows that all but
+    // cancel, made a unit vector. The product of the two sums bounds that.
     double scale = 0.0;
+    double worldScale = 0.0;
     for (int row = 0; row < 3; ++row) {
         scale += SumOfSizes(fromWorld.GetRow(row));
+        worldScale += SumOfSizes(toWorld.GetRow(row));
     }
-    result.m_rounding = (m_rounding + s_rounding * SumOfSizes(toWorld.GetTranslation())) * scale +
-                        s_rounding * SumOfSizes(result.m_origin.Vec());
+    result.m_rounding =
+        (m_rounding + s_planeRounding * SumOfSizes(toWorld.GetTranslation())) * scale +
+        s_planeRounding * SumOfSizes(result.m_origin.Vec());
+    result.m_boxRounding = m_boxRounding * std::fmax(1.0, scale * worldScale);
+    result.SetRows();
     return result;
 }

@@ -2,7 +2,7 @@
 //
 // Made from a view frustum, or from a pixel rectangle of one: the thin frustum through the cursor,
 // or a rubber band. A pick traversal asks CanCull and MinDistance of every box on its way; the
-// host's geometry picks take the planes and the origin from here. A value of some 230 bytes.
+// host's geometry picks take the planes and the origin from here. A value of some 620 bytes.
 #pragma once
 
 #include "geometry/TqLApi.h"
@@ -52,7 +52,8 @@ public:
     ///        (i + 1, j + 1). It may reach beyond the window.
     /// @param windowWidth, windowHeight  in pixels, at least 1
     /// A rectangle that is empty, has no width or no height, or is not finite, and a window without
-    /// pixels, post severity 1 against "TqLPickFrustum3f" and make a frustum that picks nothing.
+    /// pixels, post severity 1 against "TqLPickFrustum3f" and make a frustum that picks nothing. So
+    /// does a rectangle that TqLFrustum3f::Narrow refuses, and posts.
     TQL_API TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& pixels, int windowWidth,
                              int windowHeight);
 
@@ -62,8 +63,8 @@ public:
     /// Non-zero when the box lies wholly outside at least one of the planes named in the mask.
     /// @param planes  in: mask of the planes still to be tested, 63 at the start. Out: the same
     /// less
-    ///        the planes that the box lies wholly inside of, which no box within it can be outside
-    ///        of. Written in either case; bits above 32 are left alone.
+    ///        those that the box lies wholly inside of, which no box within it can be outside of.
+    ///        Written in either case; bits above 32 are left alone.
     ///
     /// A box that meets the frustum is never culled: a box counts as outside only beyond the
     /// rounding of the test itself. A box that is outside no single plane may be kept although it
@@ -92,11 +93,16 @@ public:
     TQL_API TqLPickFrustum3f TransformedByInverse(TqLAffine3f const& toWorld) const;
 
 private:
-    void Set(TqLFrustum3f const& frustum);
+    static constexpr int eNUM_ROWS = 8;
 
+    void Set(TqLFrustum3f const& frustum);
+    void SetRows();
+
+    alignas(16) double m_rows[eNUM_ROWS][eNUM_PLANES]; // the planes as CanCull takes them
     TqLPlane3f m_planes[eNUM_PLANES];
     TqLPos3f m_origin;
-    double m_rounding; // that part of a plane distance's rounding bound that no box has a say in
+    double m_rounding;    // that part of a plane distance's rounding bound that no box has a say in
+    double m_boxRounding; // times the size of a box's coordinates: its part of the bound
     bool m_isEmpty;
 };
 
