@@ -561,6 +561,7 @@ TqOcBaseTraversable::TraversalStatus
 TqOcDynamicGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     TqOcRenderTravCull* const cull = state->GetTravCull();
+    PrefetchNodes(m_children, m_numChildren);
     for (int i = 0; i < m_numChildren; ++i) {
         state->Append(traversal, Child(i), cull);
     }

@@ -1,5 +1,6 @@
 #include "scenecull/internal/TqOcDHBLevel.h"
 #include "scenecull/internal/TqOcDynamicGroupParts.h"
+#include "scenecull/internal/TqOcPrefetch.h"
 #include "scenecull/internal/TqOcSHBBuffer.h"
 
 #include "scenecull/TqOcDynamicGroup.h"
@@ -114,7 +115,6 @@ public:
 private:
     static void TakeBack(TqOcDynamicGroup* group);
     static bool HasShortGroupBelow(TqOcDynamicGroup* group);
-    static void Prefetch(TqOcTraversable* const* nodes, int count);
 
     TqOcDHBLevel m_level;
     TqOcSHBBuffer<TqOcDynamicGroup*> m_groups; // in the order of their making
@@ -160,20 +160,6 @@ inline bool TqOcDynamicHierarchyBuilder::Groups::HasShortGroupBelow(TqOcDynamicG
     return false;
 }
 
-/// Fetches nodes that are about to be linked: they lie wherever the application made them.
-inline void TqOcDynamicHierarchyBuilder::Groups::Prefetch(TqOcTraversable* const* nodes, int count)
-{
-#if defined(__GNUC__)
-    for (int i = 0; i < count; ++i) {
-        __builtin_prefetch(nodes[i], 1);
-        __builtin_prefetch(reinterpret_cast<char const*>(nodes[i]) + 64, 1);
-    }
-#else
-    static_cast<void>(nodes);
-    static_cast<void>(count);
-#endif
-}
-
 inline void TqOcDynamicHierarchyBuilder::Groups::MakeTree(TqOcTraversable** nodes, int count)
 {
     constexpr int s_prefetchDistance = 4;
@@ -185,7 +171,7 @@ inline void TqOcDynamicHierarchyBuilder::Groups::MakeTree(TqOcTraversable** node
         for (int i = 0; i < numGroups; ++i) {
             if (i + s_prefetchDistance < numGroups) {
                 TqOcDHBGroupRange const& ahead = m_level.GetGroup(i + s_prefetchDistance);
-                Prefetch(nodes + ahead.m_begin, ahead.m_count);
+                TqOcInternal::PrefetchNodes(nodes + ahead.m_begin, ahead.m_count);
             }
             TqUPage::PageOutIfNeeded();
             TqOcDHBGroupRange const& range = m_level.GetGroup(i);

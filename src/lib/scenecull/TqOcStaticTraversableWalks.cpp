@@ -65,6 +65,7 @@ TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState*
     }
     TqOcRenderTravCull* const cull = state->GetTravCull();
     int const numChildren = GetNumChildren();
+    PrefetchNodes(m_children, numChildren);
     for (int i = 0; i < numChildren; ++i) {
         state->Append(traversal, GetChild(i), cull);
     }
@@ -112,6 +113,7 @@ TqOcBaseTraversable::TraversalStatus
 TqOcStaticLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     traversal->IncLeavesRendered(1);
+    PrefetchNodes(m_children, m_numChildren);
     for (int i = 0; i < GetNumChildren(); ++i) {
         DrawLeafShape(traversal, state, GetChild(i));
     }

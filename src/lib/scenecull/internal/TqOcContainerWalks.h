@@ -2,6 +2,8 @@
 // child in order, shapes and containers alike.
 #pragma once
 
+#include "scenecull/internal/TqOcPrefetch.h"
+
 #include "scenecull/TqOcPickFrustumTraversal.h"
 #include "scenecull/TqOcPickSweepTraversal.h"
 #include "scenecull/TqOcPrioritizedTraversal.h"
@@ -9,6 +11,8 @@
 #include "scenecull/TqOcVisitor.h"
 
 #include "util/TqUError.h"
+
+#include <algorithm>
 
 namespace TqOcInternal
 {
@@ -23,6 +27,9 @@ inline void OfferTo(TqOcPickSweepTraversal* pick, TqOcBaseTraversable* child)
     child->PickSweep(pick);
 }
 
+/// How many children are asked for at a time: processors wait for little more at once.
+constexpr int s_prefetchedChildren = 16;
+
 /// Lets each child that the pick does not cull take its turn. What a child's test does to the cull
 /// bits is undone after it, so that its siblings are tested in full.
 template <class Pick>
@@ -30,6 +37,9 @@ void PickChildren(Pick* pick, TqOcBaseTraversable* const* children, int numChild
 {
     int const cullBits = pick->GetCullBits();
     for (int i = 0; i < numChildren; ++i) {
+        if (i % s_prefetchedChildren == 0) {
+            PrefetchNodes(children + i, std::min(numChildren - i, s_prefetchedChildren));
+        }
         TqOcBaseTraversable* const child = children[i];
         int const isCulled = child->IsShape() ? pick->CanCull(static_cast<TqOcShape*>(child))
                                               : pick->CanCull(static_cast<TqOcTraversable*>(child));

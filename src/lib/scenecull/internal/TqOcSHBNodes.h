@@ -7,6 +7,7 @@
 // neighbouring memory. Children are linked to their parents from the leaves up, in the order of the
 // parts.
 
+#include "scenecull/internal/TqOcPrefetch.h"
 #include "scenecull/internal/TqOcSHBBuffer.h"
 #include "scenecull/internal/TqOcSHBPlan.h"
 #include "scenecull/internal/TqOcSHBRecord.h"
@@ -155,16 +156,12 @@ inline void TqOcSHBNodes::MakeChildren(int i)
 /// the tree, the shapes lie wherever the application made them.
 inline void TqOcSHBNodes::Prefetch(TqOcSHBPlanNode const& planned) const
 {
-#if defined(__GNUC__)
     constexpr int mostShapes = 256;
     if (planned.m_end - planned.m_first <= mostShapes) {
         for (int i = planned.m_first; i < planned.m_end; ++i) {
-            __builtin_prefetch(m_records[i].m_shape, 1);
+            TqOcInternal::Prefetch(m_records[i].m_shape);
         }
     }
-#else
-    static_cast<void>(planned);
-#endif
 }
 
 /// Puts the shapes of its records into a leaf.
