@@ -1,5 +1,6 @@
 #include "host/pick/SweepContact.h"
 
+#include "host/pick/ClosestPoint.h"
 #include "host/pick/PickMeshes.h"
 #include "host/pick/PickOracle.h"
 
@@ -123,6 +124,55 @@ void CompareAtRandom(unsigned seed, TqLPickSweep::Body body, int rounds, double 
     EXPECT_GT(numInside, rounds / 200);
 }
 
+TqLPickSweep MoveTo(TqLPickSweep const& sweep, TqLPos3f const& center, TqLVec3f const& motion)
+{
+    return sweep.GetBody() == TqLPickSweep::eSPHERE
+               ? TqLPickSweep(center, sweep.GetRadius(), motion)
+               : TqLPickSweep(center, sweep.GetHalfSize(), motion);
+}
+
+/// A triangle of some area, with corners within `size` of the origin.
+void MakeTriangle(PickRandom* random, double size, TqLPos3f triangle[3])
+{
+    do {
+        for (int corner = 0; corner < 3; ++corner) {
+            triangle[corner] = random->Point(-size, size);
+        }
+    } while ((triangle[1] - triangle[0]).Cross(triangle[2] - triangle[0]).Length() <
+             0.1 * size * size);
+}
+
+/// Moves bodies to their contacts and on from there: whether that stands short of touching or just
+/// touches is rounding's affair, but nothing may let them through. Small triangles are met by
+/// their edges and corners.
+void GoOnFromContacts(unsigned seed, TqLPickSweep const& body, double size)
+{
+    PickRandom random(seed);
+    int numStood = 0;
+    for (int round = 0; round < 40000; ++round) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed << ", round " << round);
+        TqLPos3f triangle[3];
+        MakeTriangle(&random, size, triangle);
+        TqLVec3f const normal =
+            TqLUnitVec3f((triangle[1] - triangle[0]).Cross(triangle[2] - triangle[0]));
+        TqLPos3f const aim = triangle[0] + (triangle[1] - triangle[0]) * random.In(0.0, 0.5) +
+                             (triangle[2] - triangle[0]) * random.In(0.0, 0.5);
+        TqLVec3f const motion = normal * -2.0 + random.Vector(0.3);
+        TqLPickSweep const sweep = MoveTo(body, aim + normal + random.Vector(0.1), motion);
+        SweepContact contact;
+        if (!SweepTriangle(sweep, triangle, &contact) || contact.m_fraction == 0.0) {
+            continue;
+        }
+        ++numStood;
+        TqLPos3f const stop = sweep.GetCenter() + motion * contact.m_fraction;
+        SweepContact next;
+        ASSERT_TRUE(SweepTriangle(MoveTo(body, stop, motion), triangle, &next));
+        ASSERT_LE(next.m_fraction, 1e-9);
+        ASSERT_LT((next.m_point - contact.m_point).Length(), 1e-6);
+    }
+    EXPECT_GT(numStood, 20000);
+}
+
 TqLPos3f const s_wall[3] = {TqLPos3f(5.0, -9.0, -9.0), TqLPos3f(5.0, 9.0, -9.0),
                             TqLPos3f(5.0, 0.0, 20.0)};
 
@@ -197,6 +247,34 @@ TEST(SweepContact, HasItsContactAtTheStartWhicheverWayABodyThatTouchesMoves)
             SweepTriangle(TqLPickSweep(within, TqLVec3f(1.0, 1.0, 1.0), motion), s_wall, &contact));
         EXPECT_EQ(contact.m_fraction, 0.0);
         EXPECT_LT((contact.m_normal - TqLVec3f(1.0, 0.0, 0.0)).Length(), 1e-12);
+    }
+}
+
+TEST(SweepContact, LetsNoBodyThroughThatStandsAtItsContactAndSweepsOn)
+{
+    for (double const size : {10.0, 0.3}) {
+        GoOnFromContacts(41, TqLPickSweep(TqLPos3f(), 0.25, TqLVec3f()), size);
+        GoOnFromContacts(42, TqLPickSweep(TqLPos3f(), TqLVec3f(0.25, 0.3, 0.2), TqLVec3f()), size);
+    }
+}
+
+TEST(SweepContact, LetsNoSphereThroughThatStandsAHairOutside)
+{
+    constexpr unsigned eSEED = 43;
+    PickRandom random(eSEED);
+    for (int round = 0; round < 40000; ++round) {
+        SCOPED_TRACE(testing::Message() << "seed " << eSEED << ", round " << round);
+        TqLPos3f triangle[3];
+        MakeTriangle(&random, round % 2 == 0 ? 10.0 : 0.3, triangle);
+        TqLPos3f const center = random.Point(-12.0, 12.0);
+        TqLPos3f const nearest =
+            host::ClosestOnTriangle(center, triangle[0], triangle[1], triangle[2]);
+        double const radius = std::nextafter((center - nearest).Length(), 0.0);
+        SweepContact contact;
+        ASSERT_TRUE(SweepTriangle(TqLPickSweep(center, radius, (nearest - center) * 3.0), triangle,
+                                  &contact));
+        ASSERT_LE(contact.m_fraction, 1e-9);
+        ASSERT_LT((contact.m_point - nearest).Length(), 1e-6);
     }
 }
 

@@ -165,10 +165,16 @@ bool SweepBox(TqLPickSweep const& sweep, TqLPos3f const triangle[3], SweepContac
 // start, the centre enters that neighbourhood through one of its pieces: a face at the radius above
 // or below the triangle, a cylinder around an edge, a sphere around a corner. The earliest of these
 // contacts is the first one.
+//
+// A sphere that stands at its contact may be short of touching the triangle by rounding and within
+// the reach of a piece of it by rounding, too, as the two are computed along different ways. Then
+// it enters that piece at the start: moments before the start are taken to be the start before the
+// place of the contact is asked for, which leaves out what belongs to another piece.
 
 /// The time at which a point, moving at `motion` from `offset` off the origin, comes within
-/// `radius` of the origin; infinite when it does not, or is within it already. Offset and motion
-/// may be projections: the cylinder is the case across its axis.
+/// `radius` of the origin: 0 when it is within it already and moves on inwards; infinite when it
+/// does not come within it, or moves outwards. Offset and motion may be projections: the cylinder
+/// is the case across its axis.
 double FindEntry(TqLVec3f const& offset, TqLVec3f const& motion, double radius)
 {
     double const squaredSpeed = motion.Dot(motion);
@@ -183,7 +189,7 @@ double FindEntry(TqLVec3f const& offset, TqLVec3f const& motion, double radius)
     if (!(squaredChord >= 0.0)) {
         return s_infinity;
     }
-    return nearest - std::sqrt(squaredChord / squaredSpeed);
+    return std::max(nearest - std::sqrt(squaredChord / squaredSpeed), 0.0);
 }
 
 /// A sphere's first contact so far.
@@ -211,7 +217,7 @@ void OfferFace(TqLPickSweep const& sweep, TqLPos3f const triangle[3], SphereEntr
         return;
     }
     double const side = height > 0.0 ? 1.0 : -1.0;
-    double const time = (std::fabs(height) - sweep.GetRadius()) / std::fabs(speed);
+    double const time = std::max((std::fabs(height) - sweep.GetRadius()) / std::fabs(speed), 0.0);
     TqLPos3f const foot =
         sweep.GetCenter() + sweep.GetSweep() * time - normal.Vec() * (side * sweep.GetRadius());
     TqLPos3f const nearest = ClosestOnTriangle(foot, triangle[0], triangle[1], triangle[2]);
