@@ -215,6 +215,26 @@ TEST_F(GlShapePickTest, PicksTheKindsThatThePickBitsName)
     EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
 }
 
+TEST_F(GlShapePickTest, PicksNoKindOfShapeWhereOnlyTheWalkIsAskedFor)
+{
+    host::Mesh lines = MakePickCube();
+    lines.corners = 2;
+    host::Mesh points = MakePickCube();
+    points.corners = 1;
+    m_model.meshes.push_back(lines);
+    m_model.meshes.push_back(points);
+    m_model.placements[1].mesh = 1;
+    m_model.placements[2].mesh = 2;
+    m_pick.SetFrustum(MakePick(0.0, 0.0, eWINDOW, eWINDOW));
+    TqOcTraversable* const root = Build();
+    m_pick.SetRequiredPropertyBits(TqOcPickTraversal::ePROPERTY_ALL_HITS);
+    m_pick.Apply(root);
+    ASSERT_EQ(m_pick.GetAllPickedShapes().Size(), 3);
+    m_pick.SetPickBits(host::PickBits::eNO_SHAPE);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
 TEST_F(GlShapePickTest, PicksOnTheLineOfSightWhereAskedTo)
 {
     // The pixel from x = 0.1 to 0.12: the first cube's edge at 0.111 lies in it, 0.11 on the cube.

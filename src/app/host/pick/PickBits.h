@@ -17,8 +17,10 @@ struct PickBits
         eTRIANGLES = TqLPrimitiveTypes::eTRIANGLES, ///< 1
         eLINES = TqLPrimitiveTypes::eLINES,         ///< 2
         ePOINTS = TqLPrimitiveTypes::ePOINTS,       ///< 4
+        /// A kind that no shape has: alone, it leaves of a pick the walk to the shapes.
+        eNO_SHAPE = 128,
         /// The bits that choose kinds; with none of them set, all kinds are picked.
-        eKINDS = eTRIANGLES | eLINES | ePOINTS,
+        eKINDS = eTRIANGLES | eLINES | ePOINTS | eNO_SHAPE,
         /// Triangles are picked only where the line of sight through the middle of the frustum
         /// meets them, as a renderer samples the middle of a pixel. Without it a triangle that
         /// reaches into the pixel at its rim may be picked in front of the one in the middle.
