@@ -123,6 +123,24 @@ TEST_F(PixelComparerTest, ExplainsTwoShapesWithFacesAtOneDepth)
     EXPECT_EQ(Compare(eMIDDLE, eMIDDLE + 3).m_verdict, PixelVerdict::eONE_DEPTH);
 }
 
+TEST_F(PixelComparerTest, DoesNotExplainASteepShapeClearlyBehindAnotherUnderTheCentre)
+{
+    // Two floors seen from just above. Under one pixel the upper one spans 1.0 to 1.25 and the
+    // lower one 1.05 to 1.31, but at its centre they are 1.11 and 1.17 away.
+    m_scene.Place(TqLPos3f(0.0, -0.15, -5.0), TqLVec3f(4.0, 0.1, 9.8));
+    m_scene.Place(TqLPos3f(0.0, -0.155, -5.0), TqLVec3f(4.0, 0.1, 9.8));
+    m_scene.Build();
+    int const x = eMIDDLE + 3;
+    int const y = eMIDDLE - 5;
+    PixelPick const picked = Compare(x, y);
+    ASSERT_EQ(picked.m_picked.m_placement, 0U);
+    ASSERT_NEAR(picked.m_picked.m_point[1], -0.1, 1e-9);
+    Show(x, y, 0, picked.m_picked.m_triangle, picked.m_picked.m_distance);
+    EXPECT_EQ(Compare(x, y).m_verdict, PixelVerdict::eSAME);
+    Show(x, y, 1, picked.m_picked.m_triangle, picked.m_picked.m_distance * 1.05);
+    EXPECT_EQ(Compare(x, y).m_verdict, PixelVerdict::eUNEXPLAINED);
+}
+
 TEST_F(PixelComparerTest, ExplainsARimThroughTheCentreAndNotOneBesideIt)
 {
     // The right face's front edge, at a distance of 9, runs past a pixel's centre by a share.

@@ -101,7 +101,7 @@ void PixelComparer::Pick(PixelPick* pixel)
 {
     m_pick->SetFrustum(m_rays.MakeFrustum(pixel->m_x, pixel->m_y, pixel->m_x + 1, pixel->m_y + 1));
     m_pick->SetResultBits(host::ResultBits::eNEAREST);
-    m_pick->SetPickBits(host::PickBits::ePOINTS); // of which there are none: the walk alone
+    m_pick->SetPickBits(host::PickBits::eNO_SHAPE);
     double const start = host::Now();
     m_pick->Apply(m_root);
     double const walked = host::Now();
@@ -142,10 +142,14 @@ PixelVerdict PixelComparer::Judge(PixelPick const& pixel) const
     if (!pixel.m_picked.m_isHit && !pixel.m_seen.m_isHit) {
         return PixelVerdict::eBACKGROUND;
     }
-    bool const areBoth = pixel.m_picked.m_isHit && pixel.m_seen.m_isHit;
-    if (areBoth && IsSameSurface(pixel)) {
-        return pixel.m_picked.m_placement == pixel.m_seen.m_placement ? PixelVerdict::eSAME
-                                                                      : PixelVerdict::eONE_DEPTH;
+    if (pixel.m_picked.m_isHit && pixel.m_seen.m_isHit) {
+        bool const isSameShape = pixel.m_picked.m_placement == pixel.m_seen.m_placement;
+        if (isSameShape && IsSameSurface(pixel)) {
+            return PixelVerdict::eSAME;
+        }
+        if (!isSameShape && IsAtOneDepth(pixel)) {
+            return PixelVerdict::eONE_DEPTH;
+        }
     }
     return IsAtEdge(pixel) ? PixelVerdict::eEDGE : PixelVerdict::eUNEXPLAINED;
 }
@@ -177,7 +181,7 @@ PixelComparer::Span PixelComparer::GetSpan(PixelHit const& hit,
     return span;
 }
 
-/// How far apart two points of one surface may lie for the depth buffer's sake.
+/// How far apart two points may lie under the pixel's centre for the depth buffer's sake.
 double PixelComparer::GetTolerance(PixelPick const& pixel) const
 {
     float const depth = m_picture.m_depths[m_picture.GetIndex(pixel.m_x, pixel.m_y)];
@@ -194,6 +198,14 @@ bool PixelComparer::IsSameSurface(PixelPick const& pixel) const
     double const tolerance = GetTolerance(pixel);
     return picked.Holds(pixel.m_picked.m_distance, tolerance) &&
            seen.Holds(pixel.m_seen.m_distance, tolerance) && picked.Meets(seen, tolerance);
+}
+
+/// Whether the depth buffer cannot tell the two shapes apart where both were looked for, on the
+/// line through the pixel's centre. What they span beside it has no say: of two steep surfaces one
+/// may be clearly the nearer there.
+bool PixelComparer::IsAtOneDepth(PixelPick const& pixel) const
+{
+    return std::fabs(pixel.m_picked.m_distance - pixel.m_seen.m_distance) <= GetTolerance(pixel);
 }
 
 /// Whether the nearer of the two passes the centre of the pixel with an edge: of a picked triangle

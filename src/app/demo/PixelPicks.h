@@ -6,7 +6,8 @@
 // that its triangle spans inside the pixel's frustum, and the two spans overlap, all up to the
 // depth buffer's rounding. The size of a pixel at that distance and the slope of the surface are in
 // the span. Every difference is looked into:
-//   - one depth: the surfaces of two shapes lie at one depth, so either may be seen;
+//   - one depth: two shapes, whose points under the pixel's centre lie no farther apart than the
+//     depth buffer's rounding, so that either may be seen;
 //   - an edge: a rim of the nearer one's triangle passes the pixel's centre within the rasteriser's
 //     rounding, so that OpenGL may see past it or hit it.
 // What is neither is unexplained.
@@ -83,6 +84,7 @@ private:
     PixelHit LookUp(int x, int y) const;
     PixelVerdict Judge(PixelPick const& pixel) const;
     bool IsSameSurface(PixelPick const& pixel) const;
+    bool IsAtOneDepth(PixelPick const& pixel) const;
     bool IsAtEdge(PixelPick const& pixel) const;
     struct Span;
     Span GetSpan(PixelHit const& hit, TqLPickFrustum3f const& frustum) const;
