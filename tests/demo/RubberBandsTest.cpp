@@ -11,6 +11,20 @@ namespace
 
 constexpr int eWINDOW = 100; // pixels a side
 
+/// Placement 0, which does not answer picks of what is contained.
+class ShyShape : public host::GlShape
+{
+public:
+    explicit ShyShape(host::GlShapeScene const* scene) : GlShape(scene, 0, 12, 1.0) {}
+
+    void PickShape(TqOcPickFrustumTraversal* traversal) override
+    {
+        if (traversal->IsContainedOnly() == 0) {
+            GlShape::PickShape(traversal);
+        }
+    }
+};
+
 /// One view along -z from the origin: a block of 20 to 40 pixels in x and y, one of 60 to 80, and
 /// one hidden behind the first.
 class RubberBandsTest : public testing::Test
@@ -32,13 +46,17 @@ protected:
 
     demo::RubberBand Check(int x0, int y0, int x1, int y1)
     {
+        return Check(x0, y0, x1, y1, m_scene.GetRoot());
+    }
+
+    demo::RubberBand Check(int x0, int y0, int x1, int y1, TqOcTraversable* root)
+    {
         demo::RubberBand band;
         band.m_x0 = x0;
         band.m_y0 = y0;
         band.m_x1 = x1;
         band.m_y1 = y1;
-        demo::CheckRubberBand(m_rays, m_ids, m_drawn, m_scene.GetTrees(), &m_pick,
-                              m_scene.GetRoot(), &band);
+        demo::CheckRubberBand(m_rays, m_ids, m_drawn, m_scene.GetTrees(), &m_pick, root, &band);
         return band;
     }
 
@@ -60,15 +78,15 @@ TEST_F(RubberBandsTest, ListsWhatTouchesAndWhatIsContainedHiddenOnesToo)
 {
     m_drawn = m_scene.GetShapes();
     demo::RubberBand const all = Check(10, 10, 90, 90);
-    EXPECT_EQ(all.m_touching, (Placements{0, 1, 2}));
-    EXPECT_EQ(all.m_contained, (Placements{0, 1, 2}));
+    EXPECT_EQ(all.m_touching.m_placements, (Placements{0, 1, 2}));
+    EXPECT_EQ(all.m_contained.m_placements, (Placements{0, 1, 2}));
     EXPECT_TRUE(all.IsRight());
     demo::RubberBand const part = Check(25, 25, 65, 65);
-    EXPECT_EQ(part.m_touching, (Placements{0, 1, 2}));
-    EXPECT_EQ(part.m_contained, (Placements{2}));
+    EXPECT_EQ(part.m_touching.m_placements, (Placements{0, 1, 2}));
+    EXPECT_EQ(part.m_contained.m_placements, (Placements{2}));
     EXPECT_TRUE(part.IsRight());
     demo::RubberBand const none = Check(45, 45, 55, 55);
-    EXPECT_TRUE(none.m_touching.empty());
+    EXPECT_TRUE(none.m_touching.m_placements.empty());
     EXPECT_TRUE(none.IsRight());
 }
 
@@ -76,8 +94,51 @@ TEST_F(RubberBandsTest, IsWrongWhenTheListHoldsWhatWasNotDrawn)
 {
     m_drawn = {m_scene.GetShapes()[0]};
     demo::RubberBand const band = Check(10, 10, 90, 90);
-    EXPECT_EQ(band.m_numStray, 4U); // two in either list
-    EXPECT_EQ(band.m_numOff, 4U);
+    EXPECT_EQ(band.m_touching.m_numStray, 2U);
+    EXPECT_EQ(band.m_contained.m_numStray, 2U);
+    EXPECT_FALSE(band.IsRight());
+}
+
+TEST_F(RubberBandsTest, IsWrongWhenTheListsLackWhatAShapeSaysByItself)
+{
+    m_drawn = m_scene.GetShapes();
+    TqOcStaticLeaf empty;
+    demo::RubberBand const band = Check(10, 10, 90, 90, &empty);
+    EXPECT_EQ(band.m_touching.m_numMissing, 3U);
+    EXPECT_EQ(band.m_contained.m_numMissing, 3U);
+    EXPECT_FALSE(band.IsRight());
+}
+
+TEST_F(RubberBandsTest, IsWrongWhenOnlyTheContainedListIsEmpty)
+{
+    m_drawn = {m_scene.GetShapes()[0]};
+    host::GlShapeScene const shared = {&m_scene.GetTrees()->GetModel(), nullptr,
+                                       m_scene.GetTrees()};
+    ShyShape shape(&shared);
+    shape.SetUserOwned(1);
+    TqOcStaticLeaf leaf;
+    leaf.AddChild(&shape);
+    leaf.Update();
+    demo::RubberBand const band = Check(10, 10, 90, 90, &leaf);
+    EXPECT_TRUE(band.m_touching.IsRight());
+    EXPECT_TRUE(band.m_contained.m_placements.empty());
+    EXPECT_EQ(band.m_contained.m_numMissing, 1U);
+    EXPECT_FALSE(band.IsRight());
+}
+
+TEST_F(RubberBandsTest, IsExcusedByATimeOutOnlyForWhatThatListIsShortOf)
+{
+    demo::RubberBand band;
+    band.m_touching.m_isTimedOut = true;
+    band.m_touching.m_numMissing = 5;
+    band.m_numUnseen = 2;
+    EXPECT_TRUE(band.IsTimedOut());
+    EXPECT_TRUE(band.IsRight());
+    band.m_contained.m_numMissing = 1;
+    EXPECT_FALSE(band.IsRight());
+    band.m_contained.m_isTimedOut = true;
+    EXPECT_TRUE(band.IsRight());
+    band.m_contained.m_numStray = 1;
     EXPECT_FALSE(band.IsRight());
 }
 

@@ -95,6 +95,32 @@ TEST(SweptWalk, SlidesAlongAWallAndNeverEndsInside)
     }
 }
 
+TEST(SweptWalk, TellsTheWholeWayWithItsTurns)
+{
+    PickedScene scene;
+    scene.Place(TqLPos3f(-1.0, 0.0, -2.0), TqLVec3f(4.0, 4.0, 0.2));
+    scene.Build();
+    demo::WalkResult const walk =
+        WalkAlong(&scene, {Stop(-0.5, 0.0, 0.0), Stop(1.5, 0.0, -6.0)}, MakeSphere());
+    TqLPos3f place(-0.5, 0.0, 0.0);
+    double length = 0.0;
+    std::size_t numTurns = 0;
+    for (demo::WalkStep const& step : walk.m_steps) {
+        ASSERT_FALSE(step.m_turns.empty());
+        EXPECT_EQ(step.m_turns.front(), place);
+        for (TqLPos3f const& turn : step.m_turns) {
+            length += (turn - place).Length();
+            place = turn;
+        }
+        numTurns += step.m_turns.size() - 1;
+        length += (step.m_position - place).Length();
+        place = step.m_position;
+    }
+    EXPECT_GT(numTurns, 0U);
+    EXPECT_LE(numTurns, walk.m_contacts); // a step may end at its last contact
+    EXPECT_GE(length, walk.m_distance);   // which is taken from step to step
+}
+
 TEST(SweptWalk, GivesUpBeforeAWallThatItCannotPass)
 {
     PickedScene scene;

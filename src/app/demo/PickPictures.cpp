@@ -67,8 +67,9 @@ void TintListed(PickView const& view, RubberBand const& band, Image* image)
     for (int y = 0; y < view.m_ids.m_height; ++y) {
         for (int x = 0; x < view.m_ids.m_width; ++x) {
             std::uint32_t const id = view.m_ids.m_ids[view.m_ids.GetIndex(x, y)];
-            if (id != host::IdPicture::s_nothing && Holds(band.m_touching, id - 1)) {
-                Rgb const colour = Holds(band.m_contained, id - 1) ? s_contained : s_touching;
+            if (id != host::IdPicture::s_nothing && Holds(band.m_touching.m_placements, id - 1)) {
+                Rgb const colour =
+                    Holds(band.m_contained.m_placements, id - 1) ? s_contained : s_touching;
                 host::TintPixel(image, x, FromTop(view.m_ids.m_height, y), colour, eTINT);
             }
         }

@@ -59,26 +59,34 @@ Image MakeBandSheet(PickRun const& run)
     std::vector<host::SheetCell> cells;
     for (PickView const& view : run.m_tour.m_views) {
         RubberBand const& band = view.m_bands[eSHOWN_BAND];
-        cells.push_back({MakeBandImage(view, eSHOWN_BAND),
-                         Format("%zu touch, %zu of them inside", band.m_touching.size(),
-                                band.m_contained.size()),
-                         !band.IsRight()});
+        cells.push_back(
+            {MakeBandImage(view, eSHOWN_BAND),
+             Format("%zu touch, %zu of them inside", band.m_touching.m_placements.size(),
+                    band.m_contained.m_placements.size()),
+             !band.IsRight()});
     }
     return host::MakeContactSheet(cells, eSHEET_COLUMNS, eCELL_WIDTH, GetCellHeight(run), 2,
                                   "rubber bands, tinted: what the thick one lists");
 }
 
-/// One value of every pixel that showed something.
+/// One value of every pixel whose pick hit something.
 template <class Get>
-std::vector<double> PixelValues(PickTour const& tour, Get get)
+std::vector<double> GetHitValues(PickTour const& tour, Get get)
 {
     std::vector<double> values;
     for (PickView const& view : tour.m_views) {
-        for (PixelPick const& pixel : view.m_pixels) {
-            values.push_back(get(pixel));
-        }
+        std::vector<double> const some = GetHitValues(view, get);
+        values.insert(values.end(), some.begin(), some.end());
     }
     return values;
+}
+
+std::string GetMark(RubberBand const& band)
+{
+    if (!band.IsRight()) {
+        return "WRONG";
+    }
+    return band.IsTimedOut() ? "ran out of time" : "right";
 }
 
 std::string Times(std::vector<double> const& seconds)
@@ -102,7 +110,8 @@ void AddSummary(PickRun const& run, HtmlReport* page)
         "centre. Points agree when the two triangles, inside the pixel's frustum, span overlapping "
         "distances, up to the rounding of the depth buffer. Rubber bands are compared with the "
         "shapes that show a pixel in them, and with a test of every drawn shape by itself. At the "
-        "end solid bodies walk through the model.");
+        "end solid bodies walk through the model. Times of picks are those of picks that hit "
+        "something.");
     std::string const fault = tour.FindFault();
     page->AddFacts({
         {"Model", model.title},
@@ -111,10 +120,13 @@ void AddSummary(PickRun const& run, HtmlReport* page)
         {"Result", fault.empty() ? "every check holds" : "WRONG: " + fault},
         {"Pixels picked",
          FormatCount(tour.GetNumPixels()) + Format(", %.3f %% agree", 100.0 * tour.GetAgreement())},
-        {"Pick", Times(PixelValues(tour, [](PixelPick const& p) { return p.m_seconds; }))},
+        {"A pick that hits",
+         Times(GetHitValues(tour, [](PixelPick const& p) { return p.m_seconds; }))},
         {"The walk of it alone",
-         Times(PixelValues(tour, [](PixelPick const& p) { return p.m_walkSeconds; })) +
+         Times(GetHitValues(tour, [](PixelPick const& p) { return p.m_walkSeconds; })) +
              ", with nothing left out behind the nearest hit"},
+        {"Rubber bands", FormatCount(tour.GetNumBands()) +
+                             Format(", %zu of them ran out of time", tour.CountTimedOut())},
         {"Trees over triangles",
          FormatCount(tour.m_treeBytes) + Format(" bytes, built in %.1f s", tour.m_treeSeconds)},
         {"Pictures", Format("%d x %d pixels", run.m_options.m_width, run.m_options.m_height)},
@@ -178,13 +190,11 @@ void AddBands(PickRun const& run, HtmlReport* page)
         for (RubberBand const& band : view.m_bands) {
             rows.push_back({std::to_string(number),
                             Format("%d x %d", band.m_x1 - band.m_x0, band.m_y1 - band.m_y0),
-                            FormatCount(band.m_touching.size()),
-                            FormatCount(band.m_contained.size()), FormatCount(band.m_numSeen),
-                            Format("%.2f", band.m_touchingSeconds * 1e3),
-                            Format("%.2f", band.m_containedSeconds * 1e3),
-                            !band.IsRight()     ? "WRONG"
-                            : band.m_isTimedOut ? "ran out of time"
-                                                : "right"});
+                            FormatCount(band.m_touching.m_placements.size()),
+                            FormatCount(band.m_contained.m_placements.size()),
+                            FormatCount(band.m_numSeen),
+                            Format("%.2f", band.m_touching.m_seconds * 1e3),
+                            Format("%.2f", band.m_contained.m_seconds * 1e3), GetMark(band)});
         }
     }
     page->AddTable({"view", "pixels", "touching", "contained", "seen in it", "touching, ms",
@@ -197,17 +207,23 @@ void AddWalks(PickRun const& run, HtmlReport* page)
     std::vector<Row> rows;
     for (BodyWalk const& walk : run.m_tour.m_walks) {
         WalkResult const& result = walk.m_result;
-        rows.push_back({walk.m_name, FormatCount(result.m_steps.size()),
+        rows.push_back({walk.m_name, FormatCount(walk.m_stops.size()), FormatCount(result.m_stops),
+                        FormatCount(result.m_stopsInside), FormatCount(result.m_steps.size()),
                         Format("%.1f m", result.m_distance), FormatCount(result.m_contacts),
-                        FormatCount(result.m_inside), Times(result.m_nearestSeconds),
-                        Times(result.m_depthSeconds), FormatCount(result.m_parted)});
+                        FormatCount(result.m_inside), FormatCount(walk.m_crossings),
+                        Times(result.m_nearestSeconds), Times(result.m_depthSeconds),
+                        FormatCount(result.m_parted)});
     }
     page->AddParagraph(
         "Steps of half a metre. At a contact the body stops a millimetre before it and slides on; "
-        "after every step, smaller by half of that, it must touch nothing. Each sweep is made "
-        "twice, nearest first and depth first, and must find the same distance to be free.");
-    page->AddTable({"body and way", "steps", "distance", "contacts", "ended inside",
-                    "sweep, nearest first", "sweep, depth first", "differ"},
+        "after every step, smaller by half of that, it must touch nothing. The line of its centre "
+        "is "
+        "held against the triangles near it, without hierarchy and picks, and must go through "
+        "none. Each sweep is made twice, nearest first and depth first, and must find the same "
+        "distance to be free. A walk begins at the first stop with room for the body.");
+    page->AddTable({"body and way", "stops", "walked to", "without room", "steps", "distance",
+                    "contacts", "ended inside", "went through", "sweep, nearest first",
+                    "sweep, depth first", "differ"},
                    rows);
 }
 
@@ -248,11 +264,13 @@ std::string WritePickReport(PickRun const& run, std::string* problem)
 
 std::string PickSummaryLine(PickRun const& run, std::string const& reportPath)
 {
+    PickTour const& tour = run.m_tour;
     std::vector<double> const seconds =
-        PixelValues(run.m_tour, [](PixelPick const& p) { return p.m_seconds; });
-    return Format("demo: %s picks, %.3f %% agree with the picture, median %.0f us; ",
-                  FormatCount(run.m_tour.GetNumPixels()).c_str(), 100.0 * run.m_tour.GetAgreement(),
-                  host::Percentile(seconds, 0.5) * 1e6) +
+        GetHitValues(tour, [](PixelPick const& p) { return p.m_seconds; });
+    return Format("demo: %s picks, %.3f %% agree with the picture, hits take a median of %.0f us; "
+                  "%zu rubber bands, %zu out of time; ",
+                  FormatCount(tour.GetNumPixels()).c_str(), 100.0 * tour.GetAgreement(),
+                  host::Percentile(seconds, 0.5) * 1e6, tour.GetNumBands(), tour.CountTimedOut()) +
            reportPath;
 }
 

@@ -22,24 +22,14 @@ constexpr TableColumn s_columns[] = {
     {"at an", "edge", "edge through the centre", 5},
     {"unex-", "plained", "unexplained", 7},
     {"agree", "%", "agreement %", 7},
-    {"pick", "us", "pick us, median", 6},
-    {"95th", "us", "pick us, 95th percentile", 6},
-    {"walk", "us", "walk alone us, median", 6},
+    {"pick", "us", "pick us, median of hits", 6},
+    {"95th", "us", "pick us, 95th percentile of hits", 6},
+    {"walk", "us", "walk alone us, median of hits", 6},
 };
 
 constexpr char const* s_csvHeading =
     "view,x,y,picked_shape,picked_triangle,picked_distance,seen_shape,seen_triangle,seen_distance,"
     "verdict,pick_s,walk_s\n";
-
-template <class Get>
-std::vector<double> Values(PickView const& view, Get get)
-{
-    std::vector<double> values;
-    for (PixelPick const& pixel : view.m_pixels) {
-        values.push_back(get(pixel));
-    }
-    return values;
-}
 
 std::string Microseconds(double seconds)
 {
@@ -68,9 +58,9 @@ std::vector<std::string> PickTableColumns()
 std::vector<std::string> PickTableCells(PickView const& view, std::size_t number)
 {
     std::vector<double> const picks =
-        Values(view, [](PixelPick const& pixel) { return pixel.m_seconds; });
+        GetHitValues(view, [](PixelPick const& pixel) { return pixel.m_seconds; });
     std::vector<double> const walks =
-        Values(view, [](PixelPick const& pixel) { return pixel.m_walkSeconds; });
+        GetHitValues(view, [](PixelPick const& pixel) { return pixel.m_walkSeconds; });
     auto count = [&view](PixelVerdict verdict) { return std::to_string(view.Count(verdict)); };
     double const agreeing = static_cast<double>(view.Count(PixelVerdict::eSAME) +
                                                 view.Count(PixelVerdict::eBACKGROUND));

@@ -10,13 +10,28 @@
 namespace demo
 {
 
+/// One value of every pixel of a view whose pick hit something. The others would tell in a median
+/// how much background a view shows: their picks end at the boxes.
+template <class Get>
+std::vector<double> GetHitValues(PickView const& view, Get get)
+{
+    std::vector<double> values;
+    for (PixelPick const& pixel : view.m_pixels) {
+        if (pixel.m_picked.m_isHit) {
+            values.push_back(get(pixel));
+        }
+    }
+    return values;
+}
+
 /// The two heading lines, without a line end after the last.
 std::string PickTableHeading();
 
 /// The headings in words.
 std::vector<std::string> PickTableColumns();
 
-/// A view's cells. @param number  of the view, counted from 1
+/// A view's cells; times are those of picks that hit something. @param number  of the view, counted
+/// from 1
 std::vector<std::string> PickTableCells(PickView const& view, std::size_t number);
 
 /// A view's line.

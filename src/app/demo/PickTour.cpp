@@ -4,7 +4,7 @@
 #include "demo/PickTable.h"
 #include "demo/PixelRays.h"
 #include "demo/ProgressLine.h"
-#include "demo/ReportParts.h"
+#include "demo/WalkCheck.h"
 #include "host/Clock.h"
 #include "host/gl/CameraPath.h"
 #include "host/gl/GlShape.h"
@@ -24,7 +24,6 @@ namespace
 constexpr int eVIEWS = 7;
 constexpr int ePIXELS = 400; // of a view
 constexpr std::uint64_t eSEED = 20;
-constexpr double eLEAST_AGREEMENT = 0.999;
 constexpr double eSTEP = 0.5; // metres
 
 /// The shapes that carry a frame's number.
@@ -129,10 +128,10 @@ std::vector<BodyWalk> MakeWalks(std::vector<host::CameraKey> const& stops)
     box.m_isSphere = false;
     box.m_halfSize = TqLVec3f(0.25, 0.45, 0.25);
     std::vector<host::CameraKey> const across = Scramble(stops);
-    return {{"sphere of 0.25 m, along the path", sphere, stops, {}},
-            {"sphere of 0.25 m, straight across", sphere, across, {}},
-            {"box of 0.5 x 0.9 x 0.5 m, along the path", box, stops, {}},
-            {"box of 0.5 x 0.9 x 0.5 m, straight across", box, across, {}}};
+    return {{"sphere of 0.25 m, along the path", sphere, false, stops, {}, 0},
+            {"sphere of 0.25 m, straight across", sphere, true, across, {}, 0},
+            {"box of 0.5 x 0.9 x 0.5 m, along the path", box, false, stops, {}, 0},
+            {"box of 0.5 x 0.9 x 0.5 m, straight across", box, true, across, {}, 0}};
 }
 
 /// Builds all trees at once: one that is built in a pick spends that pick's time.
@@ -148,60 +147,6 @@ void BuildTrees(DemoWorld* world, PickTour* tour)
 }
 
 } // namespace
-
-std::size_t PickTour::GetNumPixels() const
-{
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.m_pixels.size();
-    }
-    return count;
-}
-
-std::size_t PickTour::Count(PixelVerdict verdict) const
-{
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.Count(verdict);
-    }
-    return count;
-}
-
-double PickTour::GetAgreement() const
-{
-    std::size_t const same = Count(PixelVerdict::eSAME) + Count(PixelVerdict::eBACKGROUND);
-    std::size_t const all = GetNumPixels();
-    return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
-}
-
-std::string PickTour::FindFault() const
-{
-    if (GetAgreement() < eLEAST_AGREEMENT) {
-        return Format("picks and picture agree in %.3f %% of the pixels only",
-                      100.0 * GetAgreement());
-    }
-    if (std::size_t const count = Count(PixelVerdict::eUNEXPLAINED)) {
-        return Format("%zu differences between picks and picture are not explained", count);
-    }
-    for (PickView const& view : m_views) {
-        for (RubberBand const& band : view.m_bands) {
-            if (!band.IsRight()) {
-                return Format("a rubber band is wrong: %zu seen shapes missing, %zu off, %zu "
-                              "contained ones reach out",
-                              band.m_numUnseen, band.m_numOff, band.m_numOutside);
-            }
-        }
-    }
-    for (BodyWalk const& walk : m_walks) {
-        if (walk.m_result.m_inside > 0) {
-            return Format("%zu steps of a walk ended inside something", walk.m_result.m_inside);
-        }
-        if (walk.m_result.m_parted > 0) {
-            return Format("%zu sweeps depend on the order of the pick", walk.m_result.m_parted);
-        }
-    }
-    return std::string();
-}
 
 bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std::string* problem)
 {
@@ -227,6 +172,7 @@ bool TourPicks(DemoWorld* world, DemoOptions const& options, PickTour* tour, std
         line.Show(0.8, "walking with a body");
         WalkPicks picks;
         walk.m_result = Walk(walk.m_stops, walk.m_body, eSTEP, &picks, world->GetScene().GetRoot());
+        walk.m_crossings = CountCrossingSteps(world->GetModel(), walk.m_result.m_steps);
     }
     tour->m_seconds = host::Now() - start;
     return true;

@@ -29,6 +29,14 @@ struct PickView
     std::vector<PixelPick> m_pixels;
     std::vector<RubberBand> m_bands;
 
+    /// Rubber bands with a pick that ran out of time.
+    std::size_t CountTimedOut() const
+    {
+        return static_cast<std::size_t>(
+            std::count_if(m_bands.begin(), m_bands.end(),
+                          [](RubberBand const& band) { return band.IsTimedOut(); }));
+    }
+
     std::size_t Count(PixelVerdict verdict) const
     {
         return static_cast<std::size_t>(
@@ -43,8 +51,10 @@ struct BodyWalk
 {
     std::string m_name;
     WalkBody m_body;
+    bool m_isAcross = false; ///< straight through what stands between the stops
     std::vector<host::CameraKey> m_stops;
     WalkResult m_result;
+    std::size_t m_crossings = 0; ///< steps that led the body's centre through a surface
 };
 
 struct PickTour
@@ -57,13 +67,19 @@ struct PickTour
 
     std::size_t GetNumPixels() const;
     std::size_t Count(PixelVerdict verdict) const;
+    std::size_t GetNumBands() const;
+
+    /// Rubber bands with a pick that ran out of time.
+    std::size_t CountTimedOut() const;
 
     /// Share of the pixels in which picks and picture agree, 0 to 1.
     double GetAgreement() const;
 
-    /// Why the tour is not right, one line; empty when it is: at least 99.9 % of the pixels agree,
-    /// every difference is explained, all rubber bands are right, no walk ended inside anything,
-    /// and no sweep depends on the order of its pick.
+    /// Why the tour is not right, one line; empty when it is: picks hit something, at least 99.9 %
+    /// of the pixels agree and every difference is explained; all rubber bands are right, and of
+    /// each view some were checked in time; every walk went somewhere, no step ended inside
+    /// anything or led through a surface, no sweep depends on the order of its pick, and of the
+    /// walks straight across at least one met something.
     std::string FindFault() const;
 };
 

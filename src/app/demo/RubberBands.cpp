@@ -32,37 +32,46 @@ host::PlacedMesh GetMesh(host::MeshTrees* trees, std::uint32_t number)
                             trees->GetTree(placement.mesh), placement.toWorld);
 }
 
-/// Applies the pick and returns what it listed.
-Placements List(TqOcPickFrustumTraversal* pick, TqOcTraversable* root, double* seconds,
-                bool* isTimedOut)
+/// Applies the pick and keeps what it listed.
+void Pick(TqOcPickFrustumTraversal* pick, TqOcTraversable* root, BandList* list)
 {
     double const start = host::Now();
     pick->Apply(root);
-    *seconds = host::Now() - start;
-    *isTimedOut = *isTimedOut || pick->IsPickingTimeOut();
-    Placements placements;
+    list->m_seconds = host::Now() - start;
+    list->m_isTimedOut = pick->IsPickingTimeOut();
     TqUPtrVector<TqOcShape> const& shapes = pick->GetAllPickedShapes();
     for (int i = 0; i < shapes.Size(); ++i) {
-        placements.push_back(static_cast<host::GlShape*>(shapes[i])->GetPlacement());
+        list->m_placements.push_back(static_cast<host::GlShape*>(shapes[i])->GetPlacement());
     }
-    std::sort(placements.begin(), placements.end());
-    return placements;
+    std::sort(list->m_placements.begin(), list->m_placements.end());
 }
 
 /// What each drawn shape's own triangles say.
-Placements ListByForce(std::vector<host::GlShape*> const& drawn, host::MeshTrees* trees,
-                       TqLPickFrustum3f const& frustum)
+struct ForcedLists
+{
+    Placements m_touching;
+    Placements m_contained;
+};
+
+ForcedLists ListByForce(std::vector<host::GlShape*> const& drawn, host::MeshTrees* trees,
+                        TqLPickFrustum3f const& frustum)
 {
     host::PickVolume const volume(frustum, nullptr, 0);
     host::MeshPickSettings const settings;
-    Placements placements;
+    ForcedLists lists;
     for (host::GlShape const* const shape : drawn) {
-        if (host::IsTouched(GetMesh(trees, shape->GetPlacement()), volume, settings)) {
-            placements.push_back(shape->GetPlacement());
+        host::PlacedMesh const mesh = GetMesh(trees, shape->GetPlacement());
+        if (!host::IsTouched(mesh, volume, settings)) {
+            continue;
+        }
+        lists.m_touching.push_back(shape->GetPlacement());
+        if (host::IsContained(mesh, volume, settings)) {
+            lists.m_contained.push_back(shape->GetPlacement());
         }
     }
-    std::sort(placements.begin(), placements.end());
-    return placements;
+    std::sort(lists.m_touching.begin(), lists.m_touching.end());
+    std::sort(lists.m_contained.begin(), lists.m_contained.end());
+    return lists;
 }
 
 Placements ListSeen(host::IdPicture const& picture, RubberBand const& band)
@@ -88,6 +97,12 @@ std::size_t CountMissing(Placements const& some, Placements const& all)
     std::set_difference(some.begin(), some.end(), all.begin(), all.end(),
                         std::back_inserter(missing));
     return missing.size();
+}
+
+void CompareWithForced(Placements const& forced, BandList* list)
+{
+    list->m_numStray = CountMissing(list->m_placements, forced);
+    list->m_numMissing = CountMissing(forced, list->m_placements);
 }
 
 bool IsInBand(TqLPos3f const& point, PixelRays const& rays, RubberBand const& band)
@@ -146,20 +161,19 @@ void CheckRubberBand(PixelRays const& rays, host::IdPicture const& picture,
     pick->SetPickBits(0);
     pick->SetResultBits(host::ResultBits::eLIST);
     pick->SetRequiredPropertyBits(TqOcPickTraversal::ePROPERTY_ALL_HITS);
-    band->m_touching = List(pick, root, &band->m_touchingSeconds, &band->m_isTimedOut);
+    Pick(pick, root, &band->m_touching);
     pick->SetContainedOnly(1);
-    band->m_contained = List(pick, root, &band->m_containedSeconds, &band->m_isTimedOut);
+    Pick(pick, root, &band->m_contained);
     pick->SetContainedOnly(0);
     pick->SetRequiredPropertyBits(required);
 
     Placements const seen = ListSeen(picture, *band);
-    Placements const forced = ListByForce(drawn, trees, frustum);
     band->m_numSeen = seen.size();
-    band->m_numUnseen = CountMissing(seen, band->m_touching);
-    band->m_numStray =
-        CountMissing(band->m_touching, forced) + CountMissing(band->m_contained, forced);
-    band->m_numOff = band->m_numStray + CountMissing(forced, band->m_touching);
-    for (std::uint32_t const placement : band->m_contained) {
+    band->m_numUnseen = CountMissing(seen, band->m_touching.m_placements);
+    ForcedLists const forced = ListByForce(drawn, trees, frustum);
+    CompareWithForced(forced.m_touching, &band->m_touching);
+    CompareWithForced(forced.m_contained, &band->m_contained);
+    for (std::uint32_t const placement : band->m_contained.m_placements) {
         band->m_numOutside += ReachesOut(trees->GetModel(), placement, rays, *band) ? 1 : 0;
     }
 }

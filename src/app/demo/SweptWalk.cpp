@@ -44,6 +44,7 @@ public:
         step.m_position = place;
         TqLVec3f rest = motion;
         for (int slide = 0; slide < eMAX_SLIDES && rest.Length() > eLEAST_MOVE; ++slide) {
+            step.m_turns.push_back(step.m_position);
             if (!Move(&step, &rest)) {
                 break;
             }

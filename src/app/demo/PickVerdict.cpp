@@ -1,0 +1,141 @@
+// The judging part of PickTour: counts over all views, and whether everything is right.
+#include "demo/PickTour.h"
+#include "demo/ReportParts.h"
+
+namespace demo
+{
+
+namespace
+{
+
+constexpr double eLEAST_AGREEMENT = 0.999;
+
+bool IsAnythingHit(PickTour const& tour)
+{
+    for (PickView const& view : tour.m_views) {
+        for (PixelPick const& pixel : view.m_pixels) {
+            if (pixel.m_picked.m_isHit) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+std::string FindPixelFault(PickTour const& tour)
+{
+    if (!IsAnythingHit(tour)) {
+        return "no pick through a pixel hit anything";
+    }
+    if (tour.GetAgreement() < eLEAST_AGREEMENT) {
+        return Format("picks and picture agree in %.3f %% of the pixels only",
+                      100.0 * tour.GetAgreement());
+    }
+    if (std::size_t const count = tour.Count(PixelVerdict::eUNEXPLAINED)) {
+        return Format("%zu differences between picks and picture are not explained", count);
+    }
+    return std::string();
+}
+
+std::string FindBandFault(PickView const& view)
+{
+    for (RubberBand const& band : view.m_bands) {
+        if (!band.IsRight()) {
+            return Format("a rubber band is wrong: touching: %zu missing, %zu astray, %zu seen "
+                          "ones missing; contained: %zu missing, %zu astray, %zu reach out",
+                          band.m_touching.m_numMissing, band.m_touching.m_numStray,
+                          band.m_numUnseen, band.m_contained.m_numMissing,
+                          band.m_contained.m_numStray, band.m_numOutside);
+        }
+    }
+    return view.CountTimedOut() < view.m_bands.size()
+               ? std::string()
+               : "all rubber bands of a view ran out of time";
+}
+
+std::string FindWalkFault(BodyWalk const& walk)
+{
+    WalkResult const& result = walk.m_result;
+    std::string fault;
+    if (result.m_stopsInside == walk.m_stops.size()) {
+        fault = "there is no room for the body at any stop";
+    } else if (result.m_steps.empty()) {
+        fault = "it has no steps";
+    } else if (result.m_inside > 0) {
+        fault = Format("%zu steps ended inside something", result.m_inside);
+    } else if (walk.m_crossings > 0) {
+        fault = Format("%zu steps led through a surface", walk.m_crossings);
+    } else if (result.m_parted > 0) {
+        fault = Format("%zu sweeps depend on the order of the pick", result.m_parted);
+    }
+    return fault.empty() ? fault : "the walk of the " + walk.m_name + ": " + fault;
+}
+
+bool HasContactAcross(std::vector<BodyWalk> const& walks)
+{
+    return std::any_of(walks.begin(), walks.end(), [](BodyWalk const& walk) {
+        return walk.m_isAcross && walk.m_result.m_contacts > 0;
+    });
+}
+
+} // namespace
+
+std::size_t PickTour::GetNumPixels() const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.m_pixels.size();
+    }
+    return count;
+}
+
+std::size_t PickTour::Count(PixelVerdict verdict) const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.Count(verdict);
+    }
+    return count;
+}
+
+double PickTour::GetAgreement() const
+{
+    std::size_t const same = Count(PixelVerdict::eSAME) + Count(PixelVerdict::eBACKGROUND);
+    std::size_t const all = GetNumPixels();
+    return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
+}
+
+std::size_t PickTour::GetNumBands() const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.m_bands.size();
+    }
+    return count;
+}
+
+std::size_t PickTour::CountTimedOut() const
+{
+    std::size_t count = 0;
+    for (PickView const& view : m_views) {
+        count += view.CountTimedOut();
+    }
+    return count;
+}
+
+std::string PickTour::FindFault() const
+{
+    std::string fault = FindPixelFault(*this);
+    for (PickView const& view : m_views) {
+        fault = fault.empty() ? FindBandFault(view) : fault;
+    }
+    for (BodyWalk const& walk : m_walks) {
+        fault = fault.empty() ? FindWalkFault(walk) : fault;
+    }
+    if (fault.empty() && !HasContactAcross(m_walks)) {
+        fault = "no walk straight across met anything";
+    }
+    return fault;
+}
+
+} // namespace demo
