@@ -1085,6 +1085,19 @@ TEST(TqOcPickFrustumTraversal, PostsANullRoot)
     EXPECT_FALSE(stage.pick.IsPickingTimeOut());
 }
 
+TEST(TqOcPickFrustumTraversal, IsNotTimedOutAfterANullRoot)
+{
+    FakeClock clock;
+    PickStage stage;
+    std::unique_ptr<TqOcTraversable> const root(MakeStaticLeaf({stage.Shape("a", 5.0)}));
+    stage.Pick(root.get());
+    clock.Advance(1.0);
+    ASSERT_TRUE(stage.pick.IsPickingTimeOut());
+    PostedErrors posted;
+    stage.pick.Apply(nullptr);
+    EXPECT_FALSE(stage.pick.IsPickingTimeOut());
+}
+
 TEST(TqOcPickFrustumTraversal, AsksShapesWithoutABoxOrWithOneThatIsNotANumberSafely)
 {
     PickStage stage;

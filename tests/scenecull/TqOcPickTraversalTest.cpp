@@ -54,6 +54,15 @@ TqLPos3f At(double x)
     return TqLPos3f(x, 0.0, 0.0);
 }
 
+/// Leaves other bytes than 0 below, where the next functions keep their variables.
+[[gnu::noinline]] void FillStack()
+{
+    unsigned char volatile bytes[4096];
+    for (unsigned char volatile& byte : bytes) {
+        byte = 0x41;
+    }
+}
+
 /// A shape of triangles whose box does not matter.
 class AnyShape : public RecordingShape
 {
@@ -1028,6 +1037,45 @@ TEST(TqOcPickTraversal, PostsANullRootAndPicksNothing)
     EXPECT_EQ(pick.GetAllPickedShapes().Size(), 0);
     ASSERT_GE(posted.Size(), 1);
     EXPECT_EQ(posted.Get()[0].severity, 1);
+}
+
+TEST(TqOcPickTraversal, ForgetsThePickBeforeWhenAppliedToANullRoot)
+{
+    PickByFrame stage;
+    AnyShape shape;
+    for (bool isAsync : {false, true}) {
+        SCOPED_TRACE(isAsync);
+        stage.pick.PickShape(&shape);
+        stage.pick.SetPicked(&shape, At(1.0), 1.0, 0, TqOcPickTraversal::ePICK_TRIANGLE);
+        PostedErrors posted;
+        isAsync ? stage.pick.AsyncApply(nullptr) : stage.pick.Apply(nullptr);
+        EXPECT_EQ(posted.AsLines(),
+                  Lines{"1 TqOcTraversal: A traversal was applied to a null root"});
+        EXPECT_EQ(stage.pick.numPicks, 0);
+        EXPECT_EQ(stage.pick.GetPickedShape(), nullptr);
+        EXPECT_EQ(stage.pick.GetAllPickedShapes().Size(), 0);
+    }
+}
+
+TEST(TqOcPickTraversal, ShowsTheDynamicPriorityCallbackTheSameDataAsAFrame)
+{
+    // What is not computed for a node that is always drawn is 0, not what was left on the stack.
+    PickByFrame stage;
+    stage.node.SetForceRender(1);
+    std::vector<double> distances;
+    stage.walk.SetDynamicPriorityCallback(
+        [](TqOcTraversable const*, TqOcRenderTravCullData* data, void* list) {
+            static_cast<std::vector<double>*>(list)->push_back(data->distance);
+            return 1;
+        },
+        &distances);
+    stage.pick.SetPickLastRendered(0);
+    stage.pick.onStartPick = [&](TqOcTraversable* root) {
+        FillStack();
+        stage.pick.CanRenderCull(root);
+    };
+    stage.pick.Apply(&stage.node);
+    EXPECT_EQ(distances, std::vector<double>{0.0});
 }
 
 TEST(TqOcPickTraversal, PostsANullRootAtItsStart)

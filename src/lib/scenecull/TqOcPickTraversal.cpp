@@ -56,6 +56,15 @@ TqOcPickTraversal::~TqOcPickTraversal() = default;
 // --- A pick
 // ----------------------------------------------------------------------------------------
 
+void TqOcPickTraversal::AsyncApply(TqOcTraversable* root)
+{
+    if (root != nullptr) {
+        TqOcTraversal::AsyncApply(root);
+    } else {
+        StartTraversal(nullptr); // posts, and forgets the results of the pick before
+    }
+}
+
 void TqOcPickTraversal::StartTraversal(TqOcTraversable* root)
 {
     TqOcPickTraversal::EndTraversal(); // a pick may have been left without its end
@@ -67,7 +76,7 @@ void TqOcPickTraversal::StartTraversal(TqOcTraversable* root)
     try {
         StartPick(root);
     } catch (...) {
-        TqOcPickTraversal::EndTraversal();
+        EndTraversal();
         throw;
     }
 }
@@ -97,9 +106,15 @@ void TqOcPickTraversal::EndTraversal()
 // --- What was drawn
 // --------------------------------------------------------------------------------
 
+/// Whether picks pass a node or shape over for good.
+bool TqOcPickTraversal::IsUnpickable(TqOcBaseTraversable const* node) const
+{
+    return node->IsIgnorePick() || (node->IsHideRender() && !m_pickHidden);
+}
+
 int TqOcPickTraversal::CanRenderCull(TqOcTraversable* node)
 {
-    if (node->IsIgnorePick() || (node->IsHideRender() && !m_pickHidden)) {
+    if (IsUnpickable(node)) {
         return 1;
     }
     return m_renderTraversal != nullptr ? IsRenderCulled(node) : 0;
@@ -114,14 +129,14 @@ int TqOcPickTraversal::IsRenderCulled(TqOcTraversable* node)
     if ((node->GetPrimitives() & render.GetPrimitiveBits()) == 0) {
         return 1;
     }
-    TqOcRenderTravCullData data;
+    TqOcRenderTravCullData data = {}; // as in a frame: not all of it is computed for every node
     return m_renderCull &&
            !m_renderCull->CalcPriority(&render, 0, node, TqOcTravCull::eCULL_ALL, &data);
 }
 
 int TqOcPickTraversal::CanRenderCull(TqOcShape* shape) const
 {
-    if (shape->IsIgnorePick() || (shape->IsHideRender() && !m_pickHidden)) {
+    if (IsUnpickable(shape)) {
         return 1;
     }
     return m_renderTraversal != nullptr &&

@@ -32,6 +32,7 @@
 #include <cstdint>
 #include <optional>
 
+class TqOcBaseTraversable;
 class TqOcPrioritizedTraversal;
 class TqOcShape;
 
@@ -265,6 +266,9 @@ public:
     /// No pick may be running.
     ~TqOcPickTraversal() override;
 
+    /// As the base; a null root leaves no results of the pick before.
+    void AsyncApply(TqOcTraversable* root) override;
+
     /// Clears the picked shape and the list, makes the cull object of the render traversal's view,
     /// and runs StartPick. An exception from it ends the pick and goes on to the caller; results so
     /// far stay. Null: posted with severity 1; nothing is picked.
@@ -278,6 +282,7 @@ protected:
     virtual void StartPick(TqOcTraversable* root) = 0;
 
 private:
+    bool IsUnpickable(TqOcBaseTraversable const* node) const;
     bool MakeRenderCull();
     int IsRenderCulled(TqOcTraversable* node);
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace
 {
@@ -22,7 +23,7 @@ template <class T, class... Arguments>
 T* NewIn(TqUFastArena& pool, Arguments&&... arguments)
 {
     void* const block = pool.Alloc();
-    return block != nullptr ? ::new (block) T(arguments...) : nullptr;
+    return block != nullptr ? ::new (block) T(std::forward<Arguments>(arguments)...) : nullptr;
 }
 
 } // namespace

@@ -49,8 +49,8 @@ bool TqOcTraversal::HasRoot(TqOcTraversable const* root)
 
 void TqOcTraversal::Apply(TqOcTraversable* root)
 {
-    if (HasRoot(root)) {
-        AsyncApply(root);
+    AsyncApply(root); // posts a null root
+    if (root != nullptr) {
         WaitForCompletion();
     }
 }

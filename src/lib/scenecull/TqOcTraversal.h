@@ -96,7 +96,7 @@ public:
     virtual ~TqOcTraversal();
 
     /// Updates the root, zeroes the counters and starts the traversal. Null: posted with severity
-    /// 1; nothing is started.
+    /// 1; nothing is started. An override is given a null root, too, and need only call this one.
     virtual void AsyncApply(TqOcTraversable* root);
 
     /// Ends the traversal that AsyncApply started.
