@@ -161,6 +161,25 @@ TEST(TqOcStaticGroup, HandsOnItsContainersAlsoWhileItIsMarkedAsALeaf)
     EXPECT_EQ(stage.walk.GetLeavesRendered(), 3U);
 }
 
+TEST(TqOcStaticGroup, DrawsTheShapesThatItHoldsWithoutBeingMarkedAsALeaf)
+{
+    WalkStage stage;
+    auto* const group = new TqOcStaticGroup;
+    group->AddChild(stage.Leaf("below", 3.0));
+    group->SetLeaf(1);
+    group->AddShape(stage.Shape("own", 4.0));
+    group->SetLeaf(0);
+    stage.SetRoot({group, stage.Leaf("between", 3.5)});
+    EXPECT_EQ(stage.Frame(), (Lines{"own", "below", "between"}));
+    EXPECT_EQ(stage.walk.GetLeavesRendered(), 2U) << "the group counts as none";
+
+    TqOcStaticGroup alone;
+    alone.SetLeaf(1);
+    alone.AddShape(stage.Shape("own", 1.0));
+    alone.SetLeaf(0);
+    EXPECT_EQ(TakeTurn(stage, &alone), TqOcBaseTraversable::eAPPENDED);
+}
+
 TEST(TqOcSingleLeaf, CountsOneLeafAndFinishesAlsoWhenItsShapeIsSkipped)
 {
     WalkStage stage;

@@ -216,6 +216,20 @@ TEST(TqOcVisitor, ReportsShapesOfLeavesWithoutTheirOwnVisit)
     EXPECT_EQ(log.Take(), (Lines{"BeginVisit single", "VisitShape 2", "EndVisit single"}));
 }
 
+TEST(TqOcVisitor, LetsShapesThatAStaticGroupHoldsTakeTheirOwnVisit)
+{
+    EventLog log;
+    RecordingGroup group(&log, "group");
+    group.SetLeaf(1);
+    group.AddShape(new SelfVisitingShape(&log, "1"));
+    group.Update();
+    log.Clear();
+    RecordingVisitor visitor(&log);
+    visitor.Apply(&group);
+    Lines const lines = log.Take();
+    EXPECT_EQ(lines, (Lines{"BeginVisit group", "Visit 1", "EndVisit group"}));
+}
+
 // ---- What it sees -------------------------------------------------------------------------------
 
 TEST(TqOcVisitor, SeesNodesThatOtherWalksSkip)

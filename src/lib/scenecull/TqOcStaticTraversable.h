@@ -165,9 +165,6 @@ public:
     void PickFrustum(TqOcPickFrustumTraversal* traversal) override;
     void PickSweep(TqOcPickSweepTraversal* traversal) override;
     /// @}
-
-private:
-    TraversalStatus PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state);
 };
 
 /// A container of shapes, which a prioritized walk draws together: the unit of prioritization.

@@ -39,37 +39,28 @@ void TqOcStaticBase::Render(TqOcRenderTraversal* traversal)
 // --- TqOcStaticGroup
 // ---------------------------------------------------------------------------
 
-/// Turn of a group that is marked as a leaf: draws its shapes, appends its containers.
+/// Appends the containers and draws the shapes, which only groups made by hand hold. One marked as
+/// a leaf counts as drawn, and is finished unless it holds containers.
 TqOcBaseTraversable::TraversalStatus
-TqOcStaticGroup::PrioritizedLeaf(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
+TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
-    traversal->IncLeavesRendered(1);
-    TraversalStatus status = eFINISHED;
-    for (int i = 0; i < GetNumChildren(); ++i) {
-        TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
+    TraversalStatus status = eAPPENDED;
+    if (IsLeaf()) {
+        traversal->IncLeavesRendered(1);
+        status = eFINISHED;
+    }
+    TqOcRenderTravCull* const cull = state->GetTravCull();
+    PrefetchNodes(m_children, m_numChildren);
+    for (int i = 0; i < m_numChildren; ++i) {
+        TqOcBaseTraversable* const child = m_children[i];
         if (child->IsShape()) {
             DrawLeafShape(traversal, state, static_cast<TqOcShape*>(child));
         } else {
-            state->Append(traversal, static_cast<TqOcTraversable*>(child));
+            state->Append(traversal, static_cast<TqOcTraversable*>(child), cull);
             status = eAPPENDED;
         }
     }
     return status;
-}
-
-TqOcBaseTraversable::TraversalStatus
-TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
-{
-    if (IsLeaf()) { // marked by hand; it may hold shapes
-        return PrioritizedLeaf(traversal, state);
-    }
-    TqOcRenderTravCull* const cull = state->GetTravCull();
-    int const numChildren = GetNumChildren();
-    PrefetchNodes(m_children, numChildren);
-    for (int i = 0; i < numChildren; ++i) {
-        state->Append(traversal, GetChild(i), cull);
-    }
-    return eAPPENDED;
 }
 
 void TqOcStaticGroup::Visit(TqOcVisitor* visitor)
@@ -78,7 +69,7 @@ void TqOcStaticGroup::Visit(TqOcVisitor* visitor)
         for (int i = 0; i < GetNumChildren(); ++i) {
             TqOcBaseTraversable* const child = TqOcStaticBase::GetChild(i);
             if (child->IsShape()) {
-                visitor->VisitShape(static_cast<TqOcShape*>(child));
+                static_cast<TqOcShape*>(child)->Visit(visitor);
             } else {
                 static_cast<TqOcTraversable*>(child)->Visit(visitor);
             }
