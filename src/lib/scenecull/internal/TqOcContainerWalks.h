@@ -59,6 +59,7 @@ inline bool PrioritizedVisitChildren(TqOcPrioritizedVisitor* visitor, TqOcTravSt
     if (visitor->BeginVisit(node) == TqOcVisitor::ePRUNE) {
         return false;
     }
+    PrefetchNodes(children, numChildren);
     for (int i = 0; i < numChildren; ++i) {
         TqOcBaseTraversable* const child = children[i];
         if (!child->IsShape()) {
