@@ -61,8 +61,7 @@ public:
     /// @param viewpoint  in the middle of the view; near and far distances count from it
     /// @param direction, up  as for Perspective
     /// @param width, height  extents of the view, the same at every depth
-    /// @param nearDistance, farDistance  near < far, both finite; near may be 0 or negative, so
-    /// that
+    /// @param nearDistance, farDistance  near < far, both finite; near may be 0 or negative: then
     ///        the frustum begins at or behind the viewpoint
     TQL_API static TqLFrustum3f Parallel(TqLPos3f const& viewpoint, TqLVec3f const& direction,
                                          TqLVec3f const& up, double width, double height,

@@ -61,10 +61,9 @@ public:
     TQL_API void MakeEmpty();
 
     /// Non-zero when the box lies wholly outside at least one of the planes named in the mask.
-    /// @param planes  in: mask of the planes still to be tested, 63 at the start. Out: the same
-    /// less
-    ///        those that the box lies wholly inside of, which no box within it can be outside of.
-    ///        Written in either case; bits above 32 are left alone.
+    /// @param planes  in: mask of the planes still to be tested, 63 at the start. Out: less those
+    ///        that the box lies wholly inside of, which no box within it can be outside of. Written
+    ///        in either case; bits above 32 are left alone.
     ///
     /// A box that meets the frustum is never culled: a box counts as outside only beyond the
     /// rounding of the test itself. A box that is outside no single plane may be kept although it

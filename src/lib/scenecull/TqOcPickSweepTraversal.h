@@ -12,6 +12,10 @@
 // Shapes that override PickSweep test their own geometry against GetSweep and report contacts as to
 // every pick. Only nodes and shapes that hold triangles (TqLPrimitiveTypes::eTRIANGLES) take part.
 // The nearest hit prunes nothing by itself.
+//
+// A nearest-first sweep must not be started from a callback of a frame, a prioritized visit or
+// another nearest-first sweep of the same hierarchy: all of them mark the nodes on their path, and
+// one would pass over those on the other's. A depth-first sweep marks nothing.
 #pragma once
 
 #include "scenecull/TqOcPickTraversal.h"

@@ -17,7 +17,8 @@
 //   - IsPickLastRendered 0 tests nodes for themselves instead, as the next frame would, while the
 //     render traversal is not interactive. Such tests add to its counters of culled triangles and
 //     call its dynamic priority callback.
-// Results live until the next pick. Nothing is allocated but the list of picked shapes.
+// Results live until the next pick. The list of picked shapes is allocated; beyond it only a sweep
+// that goes nearest first takes memory: its pools and its stack of levels, at first use.
 #pragma once
 
 #include "scenecull/TqOcRenderTravCull.h"
@@ -101,8 +102,9 @@ public:
     /// @}
 
     /// Whether only nodes with the render traversal's present frame id are picked; 1 by default.
-    /// Pick before the host moves the frame id on. 0 has an effect while the render traversal is
-    /// not interactive.
+    /// Pick before the host moves the frame id on. After a clipped frame, groups below the root
+    /// that were on the walk's path when it ended count as not drawn, and so does all below them. 0
+    /// has an effect while the render traversal is not interactive.
     /// @{
     int IsPickLastRendered() const { return m_pickLastRendered; }
 

@@ -9,7 +9,10 @@
 // culling and the same order as TqOcPrioritizedTraversal, but without drawing, occlusion queries or
 // a budget. Cost per considered child: one CalcPriority and one record from a pool.
 //
-// The hierarchy must not change during either walk.
+// The hierarchy must not change during either walk, and no other thread may walk or update it. A
+// prioritized visit must not be started from a callback of a frame, a prioritized visit or a
+// nearest-first sweep of the same hierarchy, either: all of them mark the nodes on their path, and
+// one would pass over those on the other's. Plain visits and depth-first picks mark nothing.
 #pragma once
 
 #include "scenecull/TqOcApi.h"
@@ -50,7 +53,8 @@ public:
     /// @}
 
     /// Updates the root if it was modified, then visits it. Null: posted with severity 1; nothing
-    /// is visited.
+    /// is visited. Not virtual: through this class it is the plain walk, of a prioritized visitor
+    /// too, which then sees all nodes, culled or not, and has no GetCurrTravState.
     void Apply(TqOcTraversable* root);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
@@ -64,7 +68,8 @@ public:
     /// After a container's children, or in their place when they were skipped. The answer is
     /// ignored. Default: eCONTINUE. In a prioritized visit it comes right after the children were
     /// queued, before any of them is entered; it does not come for a container whose BeginVisit
-    /// pruned, and ePRUNE is posted with severity 1.
+    /// pruned, and ePRUNE is posted with severity 1. A node class without a PrioritizedVisit of its
+    /// own is the exception: it gets both calls whatever either answers, and nothing is posted.
     virtual Action EndVisit(TqOcTraversable* node);
 
     /// Once for each shape reached. Default: nothing.
@@ -115,7 +120,8 @@ public:
 
     /// Updates the root if it was modified, then walks. A root with an empty box is not entered;
     /// whether it is hidden is not asked. Not to be called from the visitor's own callbacks. Null:
-    /// posted with severity 1; nothing is visited.
+    /// posted with severity 1; nothing is visited. It hides the base's, which called through a
+    /// TqOcVisitor& makes the plain walk.
     void Apply(TqOcTraversable* root);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------

@@ -6,8 +6,7 @@
 //     worse puts the level off: it takes the head's priority, goes behind its next sibling if that
 //     one is better now, and is entered again when its turn comes.
 //   - Otherwise the best of the other children is moved to second place, so that it is next, and
-//   the
-//     head is entered with the lower of the two priorities as its bound.
+//     the head is entered with the lower of the two priorities as its bound.
 // Recursively: visit(head, min(bound, second.priority)), with the level's own bound unchanged for
 // its next turn. The slack is added once a turn. An explicit stack takes the place of the
 // recursion; nodes on it carry the traversed flag.
