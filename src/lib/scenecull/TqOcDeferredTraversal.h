@@ -1,8 +1,9 @@
 // The base for traversals that run later, or elsewhere.
 //
 // Adds nothing to TqOcTraversal but the way in which it is made: by copying one that is configured,
-// not from a context. A class that derives from it takes a snapshot of context, clip planes and
-// view criteria, goes to the thread that will run it (TqOcTraversalFIFO), and supplies
+// not from a context. That copies the clip planes and the pointers to context and view criteria;
+// both must outlive the traversal, and the context's callbacks then run on the worker. A class that
+// derives from it goes to the thread that will run it (TqOcTraversalFIFO), and supplies
 // StartTraversal and EndTraversal; one that hands itself over in AsyncApply waits for its end in
 // WaitForCompletion.
 #pragma once

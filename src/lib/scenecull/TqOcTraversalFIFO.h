@@ -3,14 +3,17 @@
 //
 // The library starts no thread: an application that wants traversal work done on a thread of its
 // own makes the thread, lets it loop on Remove, and enters work from elsewhere. A ring of pointers,
-// one slot for a message of each kind, one lock and three conditions: work for the consumer, space
-// for producers, and the consumer's being idle for Flush. Every operation takes the lock once, and
-// Enter again when the ring is full. Enter, EnterHigh and EnterLow wait while their place is taken,
-// Remove while there is nothing.
+// one slot for a message of each kind, a lock for all of it, and three conditions: work for the
+// consumer, space for producers, and the consumer's being idle for Flush. Every operation takes the
+// lock once. Enter takes it again when the ring is full, and before it a second lock, the turn, so
+// that only one producer at a time waits for space in the ring; nobody takes the turn while holding
+// the lock. Enter, EnterHigh and EnterLow wait while their place is taken, Remove while there is
+// nothing.
 //
 // The end: an operation signals after it has given the lock up, so the queue must outlive the
-// return of the last operation of every thread. Let the thread that owns the queue enter a last
-// message, join the consumer and all other producers, and only then delete the queue.
+// return of the last operation of every thread. First let all other producers finish and join them,
+// while the consumer still removes; then enter the last low message; join the consumer; delete. A
+// producer that still enters when the consumer leaves may wait for ever.
 #pragma once
 
 #include "scenecull/TqOcTraversalQueue.h"
@@ -45,7 +48,8 @@ public:
     ~TqOcTraversalFIFO() override;
 
     /// Waits until no item and no message waits and the consumer is back in Remove with nothing to
-    /// do. Several threads may flush at once, the consumer never: it would wait for itself.
+    /// do. Several threads may flush at once, the consumer never: it would wait for itself. There
+    /// is no bound on the wait while other threads go on entering.
     void Flush() override;
 
     /// Stores the low message; waits while another one is pending.
@@ -88,7 +92,8 @@ private:
         return next == m_storage.get() + m_capacity ? m_storage.get() : next;
     }
 
-    // Data; the order is part of the binary interface. The lock guards all but the first two.
+    // Data; the order is part of the binary interface. The lock guards what changes; storage and
+    // capacity stay as they are made, conditions and turn need no guard.
     std::unique_ptr<void*[]> m_storage;
     std::int32_t m_capacity;
     void** m_write;
@@ -101,5 +106,5 @@ private:
     TqUCondition m_space;    ///< In the ring or a slot.
     std::int32_t m_idle = 0; ///< The consumer waits with nothing to do.
     TqUCondition m_idleSignal;
-    TqUCriticalSection m_turn; ///< Of the one producer that waits for the ring; before the lock.
+    TqUCriticalSection m_turn; ///< Held by the producer that waits for the ring; taken first.
 };
