@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -323,6 +324,35 @@ TEST(TraversalFIFOThreads, GetsProducersThroughByClearingAloneWithoutAConsumer)
     }
     for (std::thread& thread : threads) {
         thread.join();
+    }
+}
+
+// ---- The end ------------------------------------------------------------------------------------
+
+// Producers first, then the last low message, the consumer, and the queue. In another order the
+// consumer would leave when the queue runs empty between two items, and a producer would hang.
+TEST(TraversalFIFOThreads, EndsInTheDocumentedOrderWithNothingLostAndNobodyWaiting)
+{
+    Watchdog const watchdog(std::chrono::seconds(120));
+    for (int round = 0; round < 200; ++round) {
+        Load const load{1 + round % 3, 1 + round % 4, 100, 0};
+        auto fifo = std::make_unique<OpenFIFO>(load.capacity);
+        long long numItems = 0; // the consumer's, until it has ended
+        auto consumer = std::make_unique<Consumer>(fifo.get(), [&](int, void*) { ++numItems; });
+        std::vector<std::thread> producers;
+        for (int producer = 0; producer < load.numProducers; ++producer) {
+            producers.emplace_back([&, producer] {
+                for (int i = 0; i < load.itemsPerProducer; ++i) {
+                    fifo->Enter(MakeTaggedItem(load, producer, i));
+                }
+            });
+        }
+        for (std::thread& producer : producers) {
+            producer.join();
+        }
+        consumer.reset(); // enters the message and joins
+        fifo.reset();
+        ASSERT_EQ(numItems, load.GetNumItems());
     }
 }
 

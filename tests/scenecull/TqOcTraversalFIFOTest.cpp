@@ -3,10 +3,13 @@
 
 #include "scenecull/TqOcTraversalFIFO.h"
 
+#include "support/AllocationCounter.h"
 #include "support/Components.h"
 #include "support/FIFOTesting.h"
 #include "support/PostedErrors.h"
 #include "support/ThreadTesting.h"
+
+#include "scenecull/TqOcTraversal.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <ostream>
 #include <thread>
 #include <type_traits>
@@ -73,6 +77,25 @@ void ExpectNumbers(TqOcTraversalQueue& queue, std::uintptr_t first, std::uintptr
         EXPECT_EQ(Take(queue), AnItem(number));
     }
 }
+
+/// What goes through the queue as a rule; counts its ends.
+class CountedTraversal : public TqOcTraversal
+{
+public:
+    explicit CountedTraversal(int* numDestroyed)
+        : TqOcTraversal(nullptr)
+        , m_numDestroyed(numDestroyed)
+    {}
+
+    ~CountedTraversal() override { ++*m_numDestroyed; }
+
+    void StartTraversal(TqOcTraversable*) override {}
+
+    void EndTraversal() override {}
+
+private:
+    int* m_numDestroyed;
+};
 
 /// Repetitions of what depends on which of two threads comes first.
 constexpr int eRACES = 2000;
@@ -212,6 +235,16 @@ TEST(TqOcTraversalFIFO, BlocksASecondItemAlsoWhenItsCapacityWasPosted)
     EXPECT_EQ(Take(fifo), AnItem(1));
     EXPECT_TRUE(enter.Finishes());
     EXPECT_EQ(Take(fifo), AnItem(2));
+}
+
+TEST(TqOcTraversalFIFO, ThrowsWhenMemoryForItsItemsIsRefused)
+{
+    PostedErrors const posted;
+    RefuseAllocations const refuse(1, RefuseAllocations::eONLY_THIS,
+                                   RefuseAllocations::eGLOBAL_NEW);
+    EXPECT_THROW(TqOcTraversalFIFO(1000), std::bad_alloc);
+    EXPECT_EQ(refuse.GetNumRefused(), 1);
+    EXPECT_TRUE(posted.Empty());
 }
 
 TEST(TqOcTraversalFIFO, PostsNothingAboutACapacityOfOneOrMore)
@@ -392,17 +425,18 @@ TEST(TqOcTraversalFIFO, KeepsPendingMessagesWhenCleared)
 TEST(TqOcTraversalFIFO, LeavesWhatItsItemsPointAtAloneWhenClearedOrDeleted)
 {
     Watchdog const watchdog;
-    auto const first = std::make_unique<int>(1);
-    auto const second = std::make_unique<int>(2);
+    int numDestroyed = 0;
+    CountedTraversal first(&numDestroyed); // neither is from the heap, which would notice a release
+    CountedTraversal second(&numDestroyed);
     {
         OpenFIFO fifo(2);
-        fifo.Enter(first.get());
+        fifo.Enter(static_cast<TqOcTraversal*>(&first));
         fifo.Clear();
-        fifo.Enter(second.get());
+        EXPECT_EQ(numDestroyed, 0);
+        fifo.Enter(static_cast<TqOcTraversal*>(&second));
         fifo.EnterHigh(6);
     }
-    EXPECT_EQ(*first, 1);
-    EXPECT_EQ(*second, 2);
+    EXPECT_EQ(numDestroyed, 0);
 }
 
 TEST(TqOcTraversalFIFO, WorksAndIsDeletedThroughItsInterface)
