@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -175,6 +176,10 @@ TEST(TqLPickSweep, ImpossibleArgumentsPostAndLeaveNoBody)
         sweep->SetSphere(TqLPos3f(DBL_MAX, 0.0, 0.0), 1.0, TqLVec3f(DBL_MAX, 0.0, 0.0));
     });
     expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), DBL_MAX, TqLVec3f()); });
+    // Six coordinates of this size add up to more than half of the range, six of half of it do not.
+    double const large = DBL_MAX / 10.0;
+    expectRefused([&](TqLPickSweep* sweep) { sweep->SetSphere(TqLPos3f(), large, TqLVec3f()); });
+    EXPECT_EQ(TqLPickSweep(TqLPos3f(), 0.5 * large, TqLVec3f()).GetBody(), TqLPickSweep::eSPHERE);
 }
 
 // ---- Exact tests --------------------------------------------------------------------------------
@@ -353,6 +358,192 @@ TEST(TqLPickSweep, IsExactOnALatticeNearAndFarForEveryKindOfBody)
             EXPECT_GT(kept[body][isPick], 200);
         }
     }
+}
+
+// A size of a random order of magnitude between two powers of two.
+double RandomOrder(SceneRandom* random, int low, int high)
+{
+    double const size = random->Range(1.0, 2.0);
+    return std::ldexp(
+        size, low + static_cast<int>(random->Below(static_cast<std::uint32_t>(high - low))));
+}
+
+double RandomSign(SceneRandom* random)
+{
+    return random->Chance(0.5) ? 1.0 : -1.0;
+}
+
+// A body whose speed differs by many orders of magnitude between the axes, at the origin or far
+// from it. Some of the sweeps are shortened.
+TqLPickSweep RandomUnevenSweep(SceneRandom* random)
+{
+    double const within = random->Chance(0.4) ? 0.0 : RandomOrder(random, 0, 23);
+    TqLPos3f const center = RandomPos(random, within);
+    TqLVec3f vec;
+    TqLVec3f half;
+    for (int axis = 0; axis < 3; ++axis) {
+        vec[axis] = random->Chance(0.2) ? 0.0 : RandomSign(random) * RandomOrder(random, -30, 17);
+        half[axis] = random->Chance(0.1) ? 0.0 : RandomOrder(random, -13, 10);
+    }
+    TqLPickSweep sweep;
+    if (random->Chance(0.5)) {
+        sweep.SetBox(center, half, vec);
+    } else {
+        sweep.SetSphere(center, half[0], vec);
+    }
+    if (random->Chance(0.3)) {
+        sweep.ShortenTo(random->Unit());
+    }
+    return sweep;
+}
+
+// A plane that a swept body touches and does not pass.
+struct Contact
+{
+    LongVec normal; // of length 1, away from the body
+    LongVec point;  // of the body, on the plane
+};
+
+// The touch is made all along the way, or at one of its ends.
+Contact RandomContact(SceneRandom* random, TqLPickSweep const& sweep)
+{
+    LongVec const vec(sweep.GetSweep());
+    LongVec const way = sweep.IsPick() ? LongVec() : LongUnit(vec);
+    LongVec normal(RandomDirection(random));
+    if (random->Chance(0.7)) { // across the way, and half of these across an axis too
+        TqLVec3f axis;
+        axis[static_cast<int>(random->Below(3))] = 1.0;
+        LongVec const across = LongCross(way, random->Chance(0.5) ? normal : LongVec(axis));
+        normal = LongLength(across) > 0.0L ? across : normal;
+    }
+    Contact contact;
+    contact.normal = LongUnit(normal);
+    long double const ahead = LongDot(contact.normal, way);
+    long double t = random->Unit();
+    if (std::fabs(ahead) > 1e-18L) {
+        t = ahead > 0.0L ? 1.0L : 0.0L;
+    }
+    contact.point = LongVec(sweep.GetCenter()) + vec * t;
+    if (sweep.GetBody() == TqLPickSweep::eSPHERE) {
+        contact.point = contact.point + contact.normal * sweep.GetRadius();
+        return contact;
+    }
+    auto const support = [&](int axis) {
+        long double const side = contact.normal.Get(axis);
+        long double const half = sweep.GetHalfSize()[axis];
+        return side == 0.0L ? half * random->Range(-1.0, 1.0) : (side > 0.0L ? half : -half);
+    };
+    long double const x = support(0);
+    long double const y = support(1);
+    long double const z = support(2);
+    contact.point = contact.point + LongVec(x, y, z);
+    return contact;
+}
+
+// A box beyond a plane, from a point on it, rounded so that the point is inside.
+TqLBox3f BoxBeyond(LongVec const& point, LongVec const& normal, TqLVec3f const& size)
+{
+    TqLPos3f min;
+    TqLPos3f max;
+    for (int axis = 0; axis < 3; ++axis) {
+        double const place = static_cast<double>(point.Get(axis));
+        min[axis] = std::nextafter(place, -infinity);
+        max[axis] = std::nextafter(place, infinity);
+        if (normal.Get(axis) >= 0.0L) {
+            max[axis] += size[axis];
+        }
+        if (normal.Get(axis) <= 0.0L) {
+            min[axis] -= size[axis];
+        }
+    }
+    return TqLBox3f(min, max);
+}
+
+// The gap from which on a box must be culled.
+long double LeastGap(TqLPickSweep const& sweep, TqLBox3f const& box)
+{
+    long double largest = 0.0L;
+    for (TqLBox3f const& each : {sweep.GetSweptBox(), box}) {
+        for (int axis = 0; axis < 3; ++axis) {
+            largest = std::max({largest, std::fabs(static_cast<long double>(each.GetMin()[axis])),
+                                std::fabs(static_cast<long double>(each.GetMax()[axis]))});
+        }
+    }
+    return 1e-13L * largest;
+}
+
+TEST(TqLPickSweep, IsExactForSweepsThatAreFastOnOneAxisAndSlowOnAnother)
+{
+    SceneRandom random(69);
+    int bodies[2] = {};
+    int shortened = 0;
+    for (int run = 0; run < 200000; ++run) {
+        SCOPED_TRACE(run);
+        TqLPickSweep const sweep = RandomUnevenSweep(&random);
+        Contact const contact = RandomContact(&random, sweep);
+        TqLVec3f size;
+        for (int axis = 0; axis < 3; ++axis) {
+            size[axis] = random.Chance(0.3) ? 0.0 : RandomOrder(&random, -10, 13);
+        }
+        TqLBox3f const touching = BoxBeyond(contact.point, contact.normal, size);
+        ASSERT_FALSE(IsCulled(sweep, touching));
+        LongVec const away = contact.normal * LeastGap(sweep, touching);
+        ASSERT_TRUE(IsCulled(sweep, BoxBeyond(contact.point + away, contact.normal, size)));
+        ++bodies[sweep.GetBody() == TqLPickSweep::eBOX ? 0 : 1];
+        shortened += sweep.IsShortened() ? 1 : 0;
+    }
+    EXPECT_GT(bodies[0], 50000);
+    EXPECT_GT(bodies[1], 50000);
+    EXPECT_GT(shortened, 30000);
+}
+
+// ---- Sizes near the ends of the range of a double -----------------------------------------------
+
+TEST(TqLPickSweep, HugeBodiesTouchWhatLiesInsideThem)
+{
+    TqLPickSweep const sphere(TqLPos3f(), 1e200, TqLVec3f(1.0, 0.0, 0.0));
+    TqLBox3f const inside(TqLPos3f(1e160, -1.0, -1.0), TqLPos3f(2e160, 1.0, 1.0));
+    EXPECT_FALSE(IsCulled(sphere, inside));
+    EXPECT_TRUE(IsCulled(sphere, PointBox(0.8e200, 0.8e200, 0.0)));
+    TqLPickSweep const box(TqLPos3f(), TqLVec3f(1e200, 1e200, 1e200), TqLVec3f(1e200, 1e200, 0.0));
+    EXPECT_FALSE(IsCulled(box, inside));
+    EXPECT_TRUE(IsCulled(box, PointBox(-0.5e200, 1.8e200, 0.0)));
+    TqLPickSweep const longWay(TqLPos3f(1e155, 0.0, 0.0), 1.0, TqLVec3f(-2e155, 0.0, 0.0));
+    EXPECT_FALSE(IsCulled(longWay, PointBox(0.0, 0.5, 0.5)));
+    // Of the largest size there is, against the largest boxes.
+    double const large = DBL_MAX / 20.0;
+    TqLPickSweep const largest(TqLPos3f(), large, TqLVec3f());
+    EXPECT_FALSE(IsCulled(
+        largest, TqLBox3f(TqLPos3f(0.9 * large, 0.0, 0.0), TqLPos3f(0.9 * DBL_MAX, large, large))));
+    EXPECT_TRUE(IsCulled(largest, PointBox(0.8 * large, 0.8 * large, 0.0)));
+    EXPECT_TRUE(IsCulled(largest, TqLBox3f(TqLPos3f(0.8 * large, 0.8 * large, 0.0),
+                                           TqLPos3f(0.8 * DBL_MAX, large, large))));
+}
+
+TEST(TqLPickSweep, CullsAtEverySizeAsAtSizeOne)
+{
+    SceneRandom random(70);
+    int culled = 0;
+    for (int run = 0; run < 20000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomLatticeScene(&random);
+        bool const isCulled = IsCulled(scene.sweep, scene.box);
+        culled += isCulled ? 1 : 0;
+        for (int const power : {-950, -600, -500, 500, 600, 950}) {
+            double const scale = std::ldexp(1.0, power);
+            TqLPos3f const center(scene.sweep.GetCenter().Vec() * scale);
+            TqLVec3f const half = scene.sweep.GetHalfSize() * scale;
+            TqLVec3f const vec = scene.sweep.GetSweep() * scale;
+            TqLPickSweep const sweep = scene.sweep.GetBody() == TqLPickSweep::eBOX
+                                           ? TqLPickSweep(center, half, vec)
+                                           : TqLPickSweep(center, half[0], vec);
+            TqLBox3f const box(TqLPos3f(scene.box.GetMin().Vec() * scale),
+                               TqLPos3f(scene.box.GetMax().Vec() * scale));
+            ASSERT_EQ(IsCulled(sweep, box), isCulled) << power;
+        }
+    }
+    EXPECT_GT(culled, 5000);
+    EXPECT_LT(culled, 19000);
 }
 
 // ---- The plane mask -----------------------------------------------------------------------------

@@ -3,8 +3,10 @@
 #include "util/TqUComponent.h"
 #include "util/TqUError.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <limits>
 
 // The body swept along a vector is the body's Minkowski sum with a segment. It touches a box
 // exactly when the segment, as a set of centres, comes near enough to the box: within the half
@@ -15,8 +17,18 @@
 //    half sizes: the three axes of space, and the three cross products of these with the sweep.
 //    They are all the axes that convex bodies with these faces and edges can be separated by.
 //  - Swept sphere: the squared distance of the point center + t * sweep from the box is convex in t
-//    and a parabola between the places where the point crosses the plane of a face. Its least value
-//    over 0 <= t <= 1 is found exactly, and its root compared with the radius.
+//    and a parabola between the times at which the point crosses the plane of a face. Its least
+//    value over 0 <= t <= 1 is found exactly, and its root compared with the radius.
+//
+// The sphere's test works with those times alone. On each axis, the point lies beyond the box by
+// its speed times how long ago it left the box, or how long it takes until it enters. A time is
+// computed once, with a small relative error, and so is the exact time for a face that lies a few
+// roundings elsewhere. For that face the excess is right to its last digits at every t, and exactly
+// 0 at the face's own time: no rounding of a fast axis can outweigh the share of a slow one. So the
+// test answers for a box whose faces were moved by less than the rounding that it allows for.
+//
+// Directions are relative to the sweep's largest component, and squared lengths to the radius: no
+// product that matters leaves the range of a double, whatever the sizes.
 //
 // The first three axes, faces of the box around the whole sweep, are the plane mask's.
 
@@ -27,6 +39,9 @@ TqUComponent s_component("TqLPickSweep");
 
 // Bounds, in units of the coordinates at play, how far a computed distance may be off.
 constexpr double s_rounding = 16.0 * DBL_EPSILON;
+
+// Bounds what is lost below the range of a double.
+constexpr double s_underflow = DBL_MIN;
 
 bool IsFinite(TqLVec3f const& vec)
 {
@@ -44,35 +59,73 @@ double SumOfSizes(TqLBox3f const& box)
     return sum;
 }
 
-// How far a coordinate lies beyond the box on an axis: negative below the minimum, positive above
-// the maximum, 0 between.
-double Excess(TqLBox3f const& box, int axis, double coordinate)
+// The box around all places of a body.
+TqLBox3f SweptBox(TqLPos3f const& center, TqLVec3f const& halfSize, TqLVec3f const& sweep)
 {
-    double const min = box.GetMin()[axis];
-    double const max = box.GetMax()[axis];
-    if (coordinate < min) {
-        return coordinate - min;
-    }
-    return coordinate > max ? coordinate - max : 0.0;
+    TqLPos3f const end = center + sweep;
+    TqLBox3f box(center - halfSize, center + halfSize);
+    box.ExtendBy(TqLBox3f(end - halfSize, end + halfSize));
+    return box;
 }
 
-// Half the derivative, by t, of the squared distance of center + t * sweep from the box.
-double Slope(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& sweep, double t)
+// Where a moving point is by the box, axis by axis. On axes that it moves along it is between the
+// faces from `enter` to `leave`; on others always, but for the constant `gap` beyond them.
+struct Passage
 {
-    double slope = 0.0;
+    double enter[3];
+    double leave[3];
+    double gap[3];
+
+    // How long after leaving, or as a negative number before entering, t is; 0 between.
+    double Lag(int axis, double t) const
+    {
+        if (t < enter[axis]) {
+            return t - enter[axis];
+        }
+        return t > leave[axis] ? t - leave[axis] : 0.0;
+    }
+
+    // The derivative, by t, of the squared distance of the point from the box, up to a factor.
+    double Slope(TqLVec3f const& direction, double t) const
+    {
+        double slope = 0.0;
+        for (int axis = 0; axis < 3; ++axis) {
+            slope += direction[axis] * direction[axis] * Lag(axis, t);
+        }
+        return slope;
+    }
+};
+
+Passage FindPassage(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& sweep,
+                    double rounding)
+{
+    constexpr double never = std::numeric_limits<double>::infinity();
+    Passage passage;
     for (int axis = 0; axis < 3; ++axis) {
-        slope += sweep[axis] * Excess(box, axis, center[axis] + t * sweep[axis]);
+        double const toMin = box.GetMin()[axis] - center[axis];
+        double const toMax = box.GetMax()[axis] - center[axis];
+        // A motion below the rounding of a single coordinate is none: the times stay in range.
+        if (std::fabs(sweep[axis]) <= rounding * (DBL_EPSILON / s_rounding)) {
+            passage.enter[axis] = -never;
+            passage.leave[axis] = never;
+            passage.gap[axis] = std::max({toMin, -toMax, 0.0});
+        } else {
+            bool const isForward = sweep[axis] > 0.0;
+            passage.enter[axis] = (isForward ? toMin : toMax) / sweep[axis];
+            passage.leave[axis] = (isForward ? toMax : toMin) / sweep[axis];
+            passage.gap[axis] = 0.0;
+        }
     }
-    return slope;
+    return passage;
 }
 
-// The t in 0 to 1 at which center + t * sweep is nearest to the box.
-double FindNearest(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& sweep)
+// The t in 0 to 1 at which the point is nearest to the box.
+double FindNearest(Passage const& passage, TqLVec3f const& direction)
 {
     double lower = 0.0;
     double upper = 1.0;
-    double lowerSlope = Slope(box, center, sweep, lower);
-    double upperSlope = Slope(box, center, sweep, upper);
+    double lowerSlope = passage.Slope(direction, lower);
+    double upperSlope = passage.Slope(direction, upper);
     if (lowerSlope >= 0.0) {
         return lower;
     }
@@ -82,16 +135,11 @@ double FindNearest(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const& 
     // The slope never falls, and is linear between the crossings of face planes. Taking each
     // crossing for a bound leaves a span without any.
     for (int axis = 0; axis < 3; ++axis) {
-        if (sweep[axis] == 0.0) {
-            continue;
-        }
-        double const faces[2] = {box.GetMin()[axis], box.GetMax()[axis]};
-        for (double const face : faces) {
-            double const t = (face - center[axis]) / sweep[axis];
+        for (double const t : {passage.enter[axis], passage.leave[axis]}) {
             if (!(t > lower && t < upper)) {
                 continue;
             }
-            double const slope = Slope(box, center, sweep, t);
+            double const slope = passage.Slope(direction, t);
             if (slope < 0.0) {
                 lower = t;
                 lowerSlope = slope;
@@ -133,12 +181,11 @@ void TqLPickSweep::Set(Body body, TqLPos3f const& center, TqLVec3f const& halfSi
 {
     *this = TqLPickSweep();
     bool const isBody = halfSize[0] >= 0.0 && halfSize[1] >= 0.0 && halfSize[2] >= 0.0;
-    TqLVec3f const end = center.Vec() + sweep;
-    TqLVec3f const reach = halfSize + halfSize;
-    // With twice the size in range, no sum of the tests can overflow from the body's side.
-    if (!isBody || !IsFinite(center.Vec()) || !IsFinite(sweep) || !IsFinite(end + reach) ||
-        !IsFinite(end - reach) || !IsFinite(center.Vec() + reach) ||
-        !IsFinite(center.Vec() - reach)) {
+    // With twice the sum of sizes in range, the sum stays in range for every shortened sweep. The
+    // tests then overflow for boxes whose own sum is out of range, which makes the rounding
+    // infinite and keeps them, and for gaps that are as large, which culls them.
+    bool const isInRange = std::isfinite(2.0 * SumOfSizes(SweptBox(center, halfSize, sweep)));
+    if (!isBody || !isInRange || !IsFinite(center.Vec()) || !IsFinite(sweep)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Impossible center, size or sweep vector; the sweep has no body.");
         return;
@@ -147,15 +194,18 @@ void TqLPickSweep::Set(Body body, TqLPos3f const& center, TqLVec3f const& halfSi
     m_center = center;
     m_halfSize = halfSize;
     m_sweep = sweep;
-    UpdateSweptBox();
+    UpdateWay();
 }
 
-void TqLPickSweep::UpdateSweptBox()
+void TqLPickSweep::UpdateWay()
 {
-    TqLPos3f const end = m_center + m_sweep;
-    m_sweptBox.SetValue(m_center - m_halfSize, m_center + m_halfSize);
-    m_sweptBox.ExtendBy(TqLBox3f(end - m_halfSize, end + m_halfSize));
-    m_rounding = s_rounding * SumOfSizes(m_sweptBox);
+    m_sweptBox = SweptBox(m_center, m_halfSize, m_sweep);
+    m_rounding = s_rounding * SumOfSizes(m_sweptBox) + s_underflow;
+    double const largest =
+        std::max({std::fabs(m_sweep[0]), std::fabs(m_sweep[1]), std::fabs(m_sweep[2])});
+    for (int axis = 0; axis < 3; ++axis) {
+        m_direction[axis] = largest > 0.0 ? m_sweep[axis] / largest : 0.0;
+    }
 }
 
 void TqLPickSweep::ShortenTo(double fraction)
@@ -169,7 +219,7 @@ void TqLPickSweep::ShortenTo(double fraction)
     m_sweep *= fraction;
     m_isShortened = true;
     if (m_body != eNOTHING) {
-        UpdateSweptBox();
+        UpdateWay();
     }
 }
 
@@ -221,15 +271,15 @@ bool TqLPickSweep::IsBoxBeside(TqLBox3f const& box, double rounding) const
         // The separating axis is that of space number `axis`, crossed with the sweep.
         int const a = (axis + 1) % 3;
         int const b = (axis + 2) % 3;
-        double const sizeA = std::fabs(m_sweep[a]);
-        double const sizeB = std::fabs(m_sweep[b]);
+        double const sizeA = std::fabs(m_direction[a]);
+        double const sizeB = std::fabs(m_direction[b]);
         // The corner sums are halved one by one: their sum could overflow.
         double const middleA = box.GetMin()[a] * 0.5 + box.GetMax()[a] * 0.5;
         double const middleB = box.GetMin()[b] * 0.5 + box.GetMax()[b] * 0.5;
         double const extentA = box.GetMax()[a] * 0.5 - box.GetMin()[a] * 0.5 + m_halfSize[a];
         double const extentB = box.GetMax()[b] * 0.5 - box.GetMin()[b] * 0.5 + m_halfSize[b];
         double const offset =
-            (m_center[a] - middleA) * m_sweep[b] - (m_center[b] - middleB) * m_sweep[a];
+            (m_center[a] - middleA) * m_direction[b] - (m_center[b] - middleB) * m_direction[a];
         double const reach = extentA * sizeB + extentB * sizeA + rounding * (sizeA + sizeB);
         if (std::fabs(offset) > reach) {
             return true;
@@ -240,13 +290,15 @@ bool TqLPickSweep::IsBoxBeside(TqLBox3f const& box, double rounding) const
 
 bool TqLPickSweep::IsSphereBeside(TqLBox3f const& box, double rounding) const
 {
-    double const t = FindNearest(box, m_center, m_sweep);
-    double sum = 0.0;
+    Passage const passage = FindPassage(box, m_center, m_sweep, rounding);
+    double const t = FindNearest(passage, m_direction);
+    double const reach = m_halfSize[0] + rounding;
+    double square = 0.0; // of the distance, relative to the reach
     for (int axis = 0; axis < 3; ++axis) {
-        double const excess = Excess(box, axis, m_center[axis] + t * m_sweep[axis]);
-        sum += excess * excess;
+        double const excess = passage.gap[axis] + m_sweep[axis] * passage.Lag(axis, t);
+        square += (excess / reach) * (excess / reach);
     }
-    return std::sqrt(sum) > m_halfSize[0] + rounding;
+    return square > 1.0;
 }
 
 // ---- Component ----------------------------------------------------------------------------------

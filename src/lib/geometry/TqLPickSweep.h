@@ -21,8 +21,9 @@
 /// part of the test; its exact part is made under every mask. A sweep that was shortened has other
 /// faces than those that a mask was narrowed by, so it tests all of its faces under every mask.
 ///
-/// *Bad arguments.* A half size or radius below 0, or anything infinite or NaN, posts severity 1
-/// against "TqLPickSweep" and leaves a sweep without a body.
+/// *Bad arguments.* A half size or radius below 0, anything infinite or NaN, or a swept box the
+/// sizes of whose six coordinates add up to more than half of DBL_MAX, posts severity 1 against
+/// "TqLPickSweep" and leaves a sweep without a body.
 class TqLPickSweep
 {
 public:
@@ -92,8 +93,10 @@ public:
     /// Non-zero when the moving body touches the box nowhere on its way.
     ///
     /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the
-    /// test itself, and kept only when it is touched or as near as that. An empty box is culled,
-    /// and one with an infinite or NaN corner never, unless there is no body.
+    /// test itself, and kept only when it is touched or as near as that: within 1e-13 times the
+    /// largest coordinate of the box and the swept box, whatever their sizes and the sweep's
+    /// direction. An empty box is culled, and one with an infinite or NaN corner, or so large that
+    /// the sizes of its coordinates add up to more than DBL_MAX, never, unless there is no body.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
     ///        are left alone. Once the sweep was shortened, all faces are tested whatever it says.
@@ -113,13 +116,14 @@ public:
 
 private:
     void Set(Body body, TqLPos3f const& center, TqLVec3f const& halfSize, TqLVec3f const& sweep);
-    void UpdateSweptBox();
+    void UpdateWay();
     bool IsBoxBeside(TqLBox3f const& box, double rounding) const;
     bool IsSphereBeside(TqLBox3f const& box, double rounding) const;
 
     TqLPos3f m_center;
     TqLVec3f m_halfSize;
     TqLVec3f m_sweep;
+    TqLVec3f m_direction; // the sweep divided by its largest component; zero when that is
     TqLBox3f m_sweptBox;
     double m_rounding = 0.0; // that part of the tests' rounding bound that no box has a say in
     Body m_body = eNOTHING;
