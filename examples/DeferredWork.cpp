@@ -2,10 +2,12 @@
 // on, and asks for their results later.
 //
 // Who owns what: the main thread owns the hierarchy, the queue and the traversals. A traversal that
-// was handed over belongs to the worker until WaitForCompletion returns. The hierarchy must not
-// change while work is queued, so the main thread flushes the queue before it changes anything. At
-// the end the worker is told to stop by a low message, which comes after all work, and is joined;
-// only then are queue and hierarchy deleted.
+// was handed over belongs to the worker until WaitForCompletion returns. The hierarchy must neither
+// change nor be updated or drawn while work is queued: the main thread brings it up to date before
+// it hands over the first work, and flushes the queue before it changes anything. At the end the
+// worker is told to stop by a low message, which comes after all work, and is joined; only then are
+// queue and hierarchy deleted. Nobody else enters work here; other producers would have to end
+// before that message.
 #include "scenecull/TqOcContext.h"
 #include "scenecull/TqOcDeferredTraversal.h"
 #include "scenecull/TqOcHierarchyBuilder.h"
@@ -94,19 +96,18 @@ public:
     {}
 
     /// Waits for the worker too: it may go while an exception is on its way.
-    ~DeferredCount() override
-    {
-        if (m_result.valid()) {
-            m_result.wait();
-        }
-    }
+    ~DeferredCount() override { WaitForWorker(); }
 
     int GetCount() const { return m_count; }
 
-    /// On the main thread: brings the hierarchy up to date, and hands over.
+    /// On the main thread: hands over. The hierarchy is up to date already and stays as it is, for
+    /// the worker may be in it. Not waiting for what was handed over before forgets its result.
     void AsyncApply(TqOcTraversable* root) override
     {
-        root->Update();
+        if (!HasRoot(root)) {
+            return;
+        }
+        WaitForWorker();
         ResetStats();
         m_root = root;
         m_done = std::promise<void>();
@@ -115,7 +116,12 @@ public:
     }
 
     /// On the main thread: waits until the worker has run it, and throws what it threw.
-    void WaitForCompletion() override { m_result.get(); }
+    void WaitForCompletion() override
+    {
+        if (m_result.valid()) {
+            m_result.get();
+        }
+    }
 
     /// On the worker. Once the promise is kept, the main thread may delete the traversal.
     void RunOnWorker()
@@ -140,6 +146,13 @@ public:
     void EndTraversal() override {}
 
 private:
+    void WaitForWorker() const
+    {
+        if (m_result.valid()) {
+            m_result.wait();
+        }
+    }
+
     TqOcTraversalQueue* m_queue;
     TqOcTraversable* m_root = nullptr;
     std::promise<void> m_done;
@@ -217,6 +230,22 @@ bool CountAll(TqOcTraversable* root, TqOcTraversalQueue* queue, int numMoved)
     return isRight;
 }
 
+/// Hands one traversal over again and again without waiting, and then nothing; returns whether the
+/// count is right in the end.
+bool CountAgain(TqOcTraversable* root, TqOcTraversalQueue* queue)
+{
+    TqOcContext context;
+    TqOcPrioritizedTraversal const view(&context); // no planes
+    DeferredCount all(view, queue);
+    for (int i = 0; i < 100; ++i) {
+        all.AsyncApply(root);
+    }
+    all.Apply(nullptr); // posts an error
+    all.WaitForCompletion();
+    std::printf("all of them:                 %d\n", all.GetCount());
+    return all.GetCount() == eNUM_CRATES;
+}
+
 bool Run()
 {
     std::vector<Crate*> crates;
@@ -226,6 +255,7 @@ bool Run()
         builder.Append(crates.back());
     }
     std::unique_ptr<TqOcTraversable> const root(builder.End());
+    root->Update(); // from here on the worker reads it
     TqOcTraversalFIFO queue(8);
     Worker worker(&queue); // stopped and joined before queue and hierarchy go
 
@@ -234,8 +264,9 @@ bool Run()
 
     queue.Flush(); // nobody reads the hierarchy now
     crates.front()->MoveTo(-100.0);
+    root->Update();
     std::printf("one has moved away:        ");
-    bool const isStillRight = CountAll(root.get(), &queue, 1);
+    bool const isStillRight = CountAll(root.get(), &queue, 1) && CountAgain(root.get(), &queue);
 
     queue.Flush();
     return isRight && isStillRight && worker.numHurries == 2;
