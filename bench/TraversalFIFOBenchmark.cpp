@@ -47,7 +47,9 @@ private:
     TqOcTraversalFIFO m_fifo;
 };
 
-/// What one writes in ten minutes.
+/// What one writes in ten minutes. It wakes one waiter for one item, in its own favour: waking all
+/// producers for each place took it 1.3 to 2.7 times as long with four of them, on two cores. Where
+/// the C library may lose the wake-up of one, this benchmark may hang.
 class DequeQueue
 {
 public:
