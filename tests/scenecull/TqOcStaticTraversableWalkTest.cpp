@@ -146,7 +146,7 @@ TEST(TqOcStaticGroup, DrawsItsShapesLikeALeafWhileItIsMarkedAsOne)
     TqOcStaticGroup alone;
     alone.SetLeaf(1);
     alone.AddShape(stage.Shape("own", 1.0));
-    EXPECT_EQ(TakeTurn(stage, &alone), TqOcBaseTraversable::eFINISHED);
+    EXPECT_EQ(TakeTurn(stage, &alone), TqOcBaseTraversable::eAPPENDED);
 }
 
 TEST(TqOcStaticGroup, HandsOnItsContainersAlsoWhileItIsMarkedAsALeaf)

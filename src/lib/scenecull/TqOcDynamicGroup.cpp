@@ -6,6 +6,7 @@
 #include "scenecull/internal/TqOcContainer.h"
 #include "scenecull/internal/TqOcContainerWalks.h"
 #include "scenecull/internal/TqOcDynamicGroupParts.h"
+#include "scenecull/internal/TqOcPrefetch.h"
 
 #include "scenecull/TqOcPrioritizedTraversal.h"
 #include "scenecull/TqOcStaticTraversable.h"
@@ -561,8 +562,8 @@ TqOcBaseTraversable::TraversalStatus
 TqOcDynamicGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     TqOcRenderTravCull* const cull = state->GetTravCull();
-    PrefetchNodes(m_children, m_numChildren);
     for (int i = 0; i < m_numChildren; ++i) {
+        PrefetchAhead(m_children, i, m_numChildren);
         state->Append(traversal, Child(i), cull);
     }
     return eAPPENDED;

@@ -122,7 +122,7 @@ public:
     TqOcStaticGroup(TqOcTraversable** children, int count);
 
     /// TqOcStaticBase's operations of the same names, typed. GetChild and RemoveChild are not for a
-    /// group that was marked as a leaf and holds shapes: use the base's there.
+    /// group that holds shapes: use the base's there.
     /// @{
     TqOcTraversable* GetChild(int i);
     TqOcTraversable const* GetChild(int i) const;
@@ -137,8 +137,9 @@ public:
     /// Lets every child go, as the base does.
     ~TqOcStaticGroup() override;
 
-    /// Hands every child to the walk, in child order. Returns eAPPENDED, also without children. A
-    /// group whose leaf flag was set by hand draws the shapes that it holds.
+    /// Hands every container among its children to the walk and draws every shape, in child order.
+    /// Returns eAPPENDED, also without children. A group whose leaf flag was set by hand counts as
+    /// a leaf drawn.
     TraversalStatus Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state) override;
 
     /// Adds a shape to the hierarchy below: goes down into the first child, in array order, whose

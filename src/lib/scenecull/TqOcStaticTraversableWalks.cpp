@@ -1,5 +1,6 @@
 // What the static containers do when a walk reaches them.
 #include "scenecull/internal/TqOcContainerWalks.h"
+#include "scenecull/internal/TqOcPrefetch.h"
 #include "scenecull/internal/TqOcStaticTraversableParts.h"
 
 #include "scenecull/TqOcStaticTraversable.h"
@@ -39,28 +40,25 @@ void TqOcStaticBase::Render(TqOcRenderTraversal* traversal)
 // --- TqOcStaticGroup
 // ---------------------------------------------------------------------------
 
-/// Appends the containers and draws the shapes, which only groups made by hand hold. One marked as
-/// a leaf counts as drawn, and is finished unless it holds containers.
+/// Appends the containers and draws the shapes; only groups that were once marked as a leaf by hand
+/// hold any.
 TqOcBaseTraversable::TraversalStatus
 TqOcStaticGroup::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
-    TraversalStatus status = eAPPENDED;
     if (IsLeaf()) {
         traversal->IncLeavesRendered(1);
-        status = eFINISHED;
     }
     TqOcRenderTravCull* const cull = state->GetTravCull();
-    PrefetchNodes(m_children, m_numChildren);
     for (int i = 0; i < m_numChildren; ++i) {
+        PrefetchAhead(m_children, i, m_numChildren);
         TqOcBaseTraversable* const child = m_children[i];
         if (child->IsShape()) {
             DrawLeafShape(traversal, state, static_cast<TqOcShape*>(child));
         } else {
             state->Append(traversal, static_cast<TqOcTraversable*>(child), cull);
-            status = eAPPENDED;
         }
     }
-    return status;
+    return eAPPENDED;
 }
 
 void TqOcStaticGroup::Visit(TqOcVisitor* visitor)
@@ -104,8 +102,8 @@ TqOcBaseTraversable::TraversalStatus
 TqOcStaticLeaf::Prioritized(TqOcPrioritizedTraversal* traversal, TqOcTravState* state)
 {
     traversal->IncLeavesRendered(1);
-    PrefetchNodes(m_children, m_numChildren);
-    for (int i = 0; i < GetNumChildren(); ++i) {
+    for (int i = 0; i < m_numChildren; ++i) {
+        PrefetchAhead(m_children, i, m_numChildren);
         DrawLeafShape(traversal, state, GetChild(i));
     }
     return eFINISHED;

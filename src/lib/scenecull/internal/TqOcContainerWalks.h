@@ -12,8 +12,6 @@
 
 #include "util/TqUError.h"
 
-#include <algorithm>
-
 namespace TqOcInternal
 {
 
@@ -27,9 +25,6 @@ inline void OfferTo(TqOcPickSweepTraversal* pick, TqOcBaseTraversable* child)
     child->PickSweep(pick);
 }
 
-/// How many children are asked for at a time: processors wait for little more at once.
-constexpr int s_prefetchedChildren = 16;
-
 /// Lets each child that the pick does not cull take its turn. What a child's test does to the cull
 /// bits is undone after it, so that its siblings are tested in full.
 template <class Pick>
@@ -37,9 +32,7 @@ void PickChildren(Pick* pick, TqOcBaseTraversable* const* children, int numChild
 {
     int const cullBits = pick->GetCullBits();
     for (int i = 0; i < numChildren; ++i) {
-        if (i % s_prefetchedChildren == 0) {
-            PrefetchNodes(children + i, std::min(numChildren - i, s_prefetchedChildren));
-        }
+        PrefetchAhead(children, i, numChildren);
         TqOcBaseTraversable* const child = children[i];
         int const isCulled = child->IsShape() ? pick->CanCull(static_cast<TqOcShape*>(child))
                                               : pick->CanCull(static_cast<TqOcTraversable*>(child));
@@ -59,8 +52,8 @@ inline bool PrioritizedVisitChildren(TqOcPrioritizedVisitor* visitor, TqOcTravSt
     if (visitor->BeginVisit(node) == TqOcVisitor::ePRUNE) {
         return false;
     }
-    PrefetchNodes(children, numChildren);
     for (int i = 0; i < numChildren; ++i) {
+        PrefetchAhead(children, i, numChildren);
         TqOcBaseTraversable* const child = children[i];
         if (!child->IsShape()) {
             state->Append(visitor, static_cast<TqOcTraversable*>(child));

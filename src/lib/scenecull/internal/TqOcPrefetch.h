@@ -3,10 +3,16 @@
 // Nothing is read or written, whatever the address; compilers without the builtin leave it out.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+
 namespace TqOcInternal
 {
 
 constexpr int s_cacheLine = 64; // bytes
+
+/// Processors have few more requests for memory under way at once.
+constexpr int s_nodesAhead = 16;
 
 /// Asks for the cache line at an address.
 inline void Prefetch(void const* memory)
@@ -18,13 +24,24 @@ inline void Prefetch(void const* memory)
 #endif
 }
 
-/// Asks for nodes, from their flags to their boxes.
+/// Asks for the first two cache lines of nodes, which hold what walks read first.
 template <class Node>
 void PrefetchNodes(Node* const* nodes, int count)
 {
     for (int i = 0; i < count; ++i) {
-        Prefetch(nodes[i]);
-        Prefetch(reinterpret_cast<char const*>(nodes[i]) + s_cacheLine);
+        auto const address = reinterpret_cast<std::uintptr_t>(nodes[i]);
+        Prefetch(reinterpret_cast<void const*>(address));
+        Prefetch(reinterpret_cast<void const*>(address + s_cacheLine));
+    }
+}
+
+/// For a loop over `count` nodes that calls it with each index: asks for the next s_nodesAhead of
+/// them when the last are used up.
+template <class Node>
+void PrefetchAhead(Node* const* nodes, int i, int count)
+{
+    if (i % s_nodesAhead == 0) {
+        PrefetchNodes(nodes + i, std::min(count - i, s_nodesAhead));
     }
 }
 
