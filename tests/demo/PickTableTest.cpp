@@ -24,7 +24,7 @@ demo::PickView MakeView()
         pixel.m_seen.m_isHit = i == 1 || i == 2;
         pixel.m_seen.m_placement = 7;
         pixel.m_seen.m_distance = 12.25;
-        // Background counts in no time: the median would be 1.5 and 0.75 with it.
+        // The first shows background and must not count: with it the medians were 1.5 and 0.75.
         pixel.m_seconds = i > 0 ? 1e-6 * i : 0.0;
         pixel.m_walkSeconds = 0.5 * pixel.m_seconds;
         view.m_pixels.push_back(pixel);

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -29,6 +30,7 @@ demo::BodyWalk MakeWalk(bool isAcross)
     walk.m_stops.resize(4);
     walk.m_result.m_stops = 3;
     walk.m_result.m_steps.resize(10);
+    walk.m_result.m_distance = 5.0;
     walk.m_result.m_contacts = isAcross ? 2 : 0;
     return walk;
 }
@@ -101,13 +103,13 @@ TEST_F(PickTourTest, IsWrongWhenAllRubberBandsOfAViewRanOutOfTime)
     EXPECT_EQ(m_tour.CountTimedOut(), 2U);
     EXPECT_EQ(m_tour.FindFault(), "");
     bands[1].m_touching.m_isTimedOut = true;
-    EXPECT_TRUE(HasFault("ran out of time")) << m_tour.FindFault();
+    EXPECT_TRUE(HasFault("checked in time")) << m_tour.FindFault();
 }
 
 TEST_F(PickTourTest, IsWrongWhenAWalkWentNowhere)
 {
-    m_tour.m_walks[2].m_result.m_steps.clear();
-    EXPECT_TRUE(HasFault("no steps")) << m_tour.FindFault();
+    m_tour.m_walks[2].m_result.m_distance = 0.0; // stuck at its first step
+    EXPECT_TRUE(HasFault("went nowhere")) << m_tour.FindFault();
     m_tour.m_walks[2].m_result.m_stopsInside = 4;
     EXPECT_TRUE(HasFault("no room")) << m_tour.FindFault();
 }

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <cstddef>
 #include <vector>
 
 namespace

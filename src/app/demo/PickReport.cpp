@@ -217,11 +217,10 @@ void AddWalks(PickRun const& run, HtmlReport* page)
     page->AddParagraph(
         "Steps of half a metre. At a contact the body stops a millimetre before it and slides on; "
         "after every step, smaller by half of that, it must touch nothing. The line of its centre "
-        "is "
-        "held against the triangles near it, without hierarchy and picks, and must go through "
-        "none. Each sweep is made twice, nearest first and depth first, and must find the same "
-        "distance to be free. A walk begins at the first stop with room for the body.");
-    page->AddTable({"body and way", "stops", "walked to", "without room", "steps", "distance",
+        "may cross no triangle near it; hierarchy and picks have no part in that check. Each sweep "
+        "is made twice, nearest first and depth first, and must find the same distance to be free. "
+        "A walk begins at the first stop with room for the body.");
+    page->AddTable({"body and way", "stops", "set out for", "without room", "steps", "distance",
                     "contacts", "ended inside", "went through", "sweep, nearest first",
                     "sweep, depth first", "differ"},
                    rows);

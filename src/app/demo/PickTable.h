@@ -10,8 +10,8 @@
 namespace demo
 {
 
-/// One value of every pixel of a view whose pick hit something. The others would tell in a median
-/// how much background a view shows: their picks end at the boxes.
+/// One value of every pixel of a view whose pick hit something. The picks of the others end at
+/// boxes, so that with them a median would tell how much background a view shows.
 template <class Get>
 std::vector<double> GetHitValues(PickView const& view, Get get)
 {

@@ -2,6 +2,11 @@
 #include "demo/PickTour.h"
 #include "demo/ReportParts.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
+
 namespace demo
 {
 
@@ -50,7 +55,7 @@ std::string FindBandFault(PickView const& view)
     }
     return view.CountTimedOut() < view.m_bands.size()
                ? std::string()
-               : "all rubber bands of a view ran out of time";
+               : "no rubber band of a view was checked in time";
 }
 
 std::string FindWalkFault(BodyWalk const& walk)
@@ -59,8 +64,8 @@ std::string FindWalkFault(BodyWalk const& walk)
     std::string fault;
     if (result.m_stopsInside == walk.m_stops.size()) {
         fault = "there is no room for the body at any stop";
-    } else if (result.m_steps.empty()) {
-        fault = "it has no steps";
+    } else if (!(result.m_distance > 0.0)) {
+        fault = "it went nowhere";
     } else if (result.m_inside > 0) {
         fault = Format("%zu steps ended inside something", result.m_inside);
     } else if (walk.m_crossings > 0) {

@@ -32,7 +32,7 @@ struct WalkBody
 /// One step.
 struct WalkStep
 {
-    std::vector<TqLPos3f> m_turns; ///< where it began, and then where it turned at a contact
+    std::vector<TqLPos3f> m_turns; ///< where it began, then each contact at which it turned
     TqLPos3f m_position;           ///< after it
     int m_contacts = 0;
     bool m_isInside = false; ///< something is touched where it ended
@@ -42,8 +42,8 @@ struct WalkResult
 {
     std::vector<TqLPos3f> m_starts; ///< where the walk began, and began anew
     std::vector<WalkStep> m_steps;
-    std::size_t m_stops = 0;       ///< of the way that were made for after the first start
-    std::size_t m_stopsInside = 0; ///< of the way at which the body could not begin: no room
+    std::size_t m_stops = 0;       ///< of the way that the body set out for
+    std::size_t m_stopsInside = 0; ///< of the way at which it could not begin
     std::size_t m_contacts = 0;
     std::size_t m_inside = 0; ///< steps that ended inside something
     std::size_t m_parted = 0; ///< sweeps for which the two orders of picking found other distances

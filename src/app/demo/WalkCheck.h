@@ -21,8 +21,8 @@ namespace demo
 /// meets nothing, and nothing meets a triangle without area.
 bool CrossesTriangle(TqLPos3f const& from, TqLPos3f const& to, TqLPos3f const triangle[3]);
 
-/// How many steps led the body's centre through a triangle of the model. Steps times placements
-/// box tests, and as many triangles as the placements near the steps have.
+/// How many steps led the body's centre through a triangle of the model. Box tests: straight pieces
+/// times placements. Each piece is then held against all triangles of the placements that it meets.
 std::size_t CountCrossingSteps(host::SceneModel const& model, std::vector<WalkStep> const& steps);
 
 } // namespace demo
