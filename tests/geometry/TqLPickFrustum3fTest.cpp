@@ -648,13 +648,15 @@ TEST(TqLPickFrustum3f, TransformedByInverseKeepsWhatMeetsItUnderVeryUnequalScale
     // Instances stretched by up to 1e8 on one axis only, turned before and after: what is left of
     // the rows of a plane's normal has lost half of its digits. Points on the sides, near and far.
     SceneRandom random(60);
+    int tested = 0;
     for (int run = 0; run < 20000; ++run) {
         SCOPED_TRACE(run);
         Case const c = RandomCase(&random, 10.0);
         double const stretch = std::exp(random.Range(0.0, 18.4));
-        TqLAffine3f const toWorld =
-            RandomRotation(&random) * TqLAffine3f::Scale(stretch, 1.0, 1.0) *
-            RandomRotation(&random) * TqLAffine3f::Translation(c.viewpoint.Vec());
+        TqLAffine3f const before = RandomRotation(&random);
+        TqLAffine3f const after = RandomRotation(&random);
+        TqLAffine3f const toWorld = before * TqLAffine3f::Scale(stretch, 1.0, 1.0) * after *
+                                    TqLAffine3f::Translation(c.viewpoint.Vec());
         TqLPos3f const inside = ToPos(c.Point(0.5L, 0.5L, 0.5L * (c.nearDistance + c.farDistance)));
         TqLAffine3f const fromWorld = toWorld.Inverse();
         TqLPos3f const localInside = inside * fromWorld;
@@ -667,7 +669,9 @@ TEST(TqLPickFrustum3f, TransformedByInverseKeepsWhatMeetsItUnderVeryUnequalScale
         TqLPickFrustum3f const local = c.Make().TransformedByInverse(toWorld);
         int planes = TqLPickFrustum3f::eALL_PLANES;
         ASSERT_EQ(local.CanCull(PointBox(last), &planes), 0);
+        ++tested;
     }
+    EXPECT_GT(tested, 10000);
 }
 
 TEST(TqLPickFrustum3f, TransformedByInverseMeasuresInLocalUnits)

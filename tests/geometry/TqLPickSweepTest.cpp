@@ -382,7 +382,8 @@ TqLPickSweep RandomUnevenSweep(SceneRandom* random)
     TqLVec3f vec;
     TqLVec3f half;
     for (int axis = 0; axis < 3; ++axis) {
-        vec[axis] = random->Chance(0.2) ? 0.0 : RandomSign(random) * RandomOrder(random, -30, 17);
+        double const sign = RandomSign(random);
+        vec[axis] = random->Chance(0.2) ? 0.0 : sign * RandomOrder(random, -30, 17);
         half[axis] = random->Chance(0.1) ? 0.0 : RandomOrder(random, -13, 10);
     }
     TqLPickSweep sweep;

@@ -35,13 +35,16 @@ TqLPickFrustum3f::TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& 
 {
     TqLPos2f const& min = pixels.GetMin();
     TqLPos2f const& max = pixels.GetMax();
-    double const x0 = min[0] / windowWidth;
-    double const x1 = max[0] / windowWidth;
-    double const y0 = min[1] / windowHeight;
-    double const y1 = max[1] / windowHeight;
+    bool const isWindow = windowWidth >= 1 && windowHeight >= 1;
+    double const width = isWindow ? windowWidth : 1.0;
+    double const height = isWindow ? windowHeight : 1.0;
+    double const x0 = min[0] / width;
+    double const x1 = max[0] / width;
+    double const y0 = min[1] / height;
+    double const y1 = max[1] / height;
     bool const isFinite =
         std::isfinite(x0) && std::isfinite(x1) && std::isfinite(y0) && std::isfinite(y1);
-    if (windowWidth < 1 || windowHeight < 1 || !isFinite || !(x0 < x1 && y0 < y1)) {
+    if (!isWindow || !isFinite || !(x0 < x1 && y0 < y1)) {
         TqUError::Post(TqUSysError::eERROR, &s_component,
                        "Impossible pixel rectangle %g to %g, %g to %g in a window of %d x %d; "
                        "nothing is picked.",
@@ -141,8 +144,8 @@ TqLPickFrustum3f TqLPickFrustum3f::TransformedByInverse(TqLAffine3f const& toWor
     result.m_origin = m_origin * fromWorld;
 
     // What the world distances were off by is off in local ones too, times the largest scale. A
-    // local normal is off by more where scales differ: what is left of long rows that all but
-    // cancel, made a unit vector. The product of the two sums bounds that.
+    // local normal is off by more where scales differ: it is made a unit vector from what is left
+    // of long rows that all but cancel. The product of both transforms' sizes bounds by how much.
     double scale = 0.0;
     double worldScale = 0.0;
     for (int row = 0; row < 3; ++row) {

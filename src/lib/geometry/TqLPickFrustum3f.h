@@ -51,9 +51,10 @@ public:
     ///        upwards, up to (windowWidth, windowHeight). Pixel (i, j) covers (i, j) to
     ///        (i + 1, j + 1). It may reach beyond the window.
     /// @param windowWidth, windowHeight  in pixels, at least 1
-    /// A rectangle that is empty, has no width or no height, or is not finite, and a window without
-    /// pixels, post severity 1 against "TqLPickFrustum3f" and make a frustum that picks nothing. So
-    /// does a rectangle that TqLFrustum3f::Narrow refuses, and posts.
+    /// A rectangle that is empty, not finite, or has no width or no height (as shares of the
+    /// window, so also one that is lost to rounding), and a window without pixels, post severity 1
+    /// against "TqLPickFrustum3f" and make a frustum that picks nothing. A rectangle so narrow that
+    /// TqLFrustum3f::Narrow refuses it makes one, too; Narrow posts it.
     TQL_API TqLPickFrustum3f(TqLFrustum3f const& frustum, TqLBox2f const& pixels, int windowWidth,
                              int windowHeight);
 
@@ -92,7 +93,7 @@ public:
     TQL_API TqLPickFrustum3f TransformedByInverse(TqLAffine3f const& toWorld) const;
 
 private:
-    static constexpr int eNUM_ROWS = 8;
+    static constexpr int eNUM_ROWS = 8; // as many as the test takes; another number won't compile
 
     void Set(TqLFrustum3f const& frustum);
     void SetRows();

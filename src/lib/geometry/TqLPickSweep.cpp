@@ -18,7 +18,7 @@
 //    They are all the axes that convex bodies with these faces and edges can be separated by.
 //  - Swept sphere: the squared distance of the point center + t * sweep from the box is convex in t
 //    and a parabola between the times at which the point crosses the plane of a face. Its least
-//    value over 0 <= t <= 1 is found exactly, and its root compared with the radius.
+//    value over 0 <= t <= 1 is found exactly, and compared with the square of the radius.
 //
 // The sphere's test works with those times alone. On each axis, the point lies beyond the box by
 // its speed times how long ago it left the box, or how long it takes until it enters. A time is
@@ -104,7 +104,7 @@ Passage FindPassage(TqLBox3f const& box, TqLPos3f const& center, TqLVec3f const&
     for (int axis = 0; axis < 3; ++axis) {
         double const toMin = box.GetMin()[axis] - center[axis];
         double const toMax = box.GetMax()[axis] - center[axis];
-        // A motion below the rounding of a single coordinate is none: the times stay in range.
+        // A motion below one rounding of the sum of all coordinates is none: times stay in range.
         if (std::fabs(sweep[axis]) <= rounding * (DBL_EPSILON / s_rounding)) {
             passage.enter[axis] = -never;
             passage.leave[axis] = never;

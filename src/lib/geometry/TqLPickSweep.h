@@ -94,9 +94,10 @@ public:
     ///
     /// Exact up to rounding: a box is culled only when a gap is left beyond the rounding of the
     /// test itself, and kept only when it is touched or as near as that: within 1e-13 times the
-    /// largest coordinate of the box and the swept box, whatever their sizes and the sweep's
-    /// direction. An empty box is culled, and one with an infinite or NaN corner, or so large that
-    /// the sizes of its coordinates add up to more than DBL_MAX, never, unless there is no body.
+    /// largest coordinate of the box and the swept box, or 1e-307 if that is more, whatever the
+    /// sweep's direction. An empty box is culled, and one with an infinite or NaN corner, or so
+    /// large that the sizes of its coordinates add up to more than DBL_MAX, never, unless there is
+    /// no body.
     /// @param planes  in: mask of the faces still to be tested, 63 at the start. Out: the same less
     ///        the faces that the box lies wholly inside of. Written in either case; bits above 32
     ///        are left alone. Once the sweep was shortened, all faces are tested whatever it says.

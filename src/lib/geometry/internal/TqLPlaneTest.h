@@ -43,8 +43,8 @@ enum TqLPlaneRow
     eNUM_PLANE_ROWS
 };
 
-/// The planes, one row for each number, so that a load takes that of neighbouring planes. Aligned
-/// to 16 bytes.
+/// The planes, one row for each number, so that one load takes that number of two neighbouring
+/// planes. The object must be aligned to 16 bytes.
 using TqLPlaneRows = double[eNUM_PLANE_ROWS][s_numTestPlanes];
 
 /// What the rounding bound of a test is made of, beside the planes' own part.
