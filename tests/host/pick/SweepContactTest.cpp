@@ -155,8 +155,10 @@ void GoOnFromContacts(unsigned seed, TqLPickSweep const& body, double size)
         MakeTriangle(&random, size, triangle);
         TqLVec3f const normal =
             TqLUnitVec3f((triangle[1] - triangle[0]).Cross(triangle[2] - triangle[0]));
-        TqLPos3f const aim = triangle[0] + (triangle[1] - triangle[0]) * random.In(0.0, 0.5) +
-                             (triangle[2] - triangle[0]) * random.In(0.0, 0.5);
+        double const u = random.In(0.0, 0.5);
+        double const v = random.In(0.0, 0.5);
+        TqLPos3f const aim =
+            triangle[0] + (triangle[1] - triangle[0]) * u + (triangle[2] - triangle[0]) * v;
         TqLVec3f const motion = normal * -2.0 + random.Vector(0.3);
         TqLPickSweep const sweep = MoveTo(body, aim + normal + random.Vector(0.1), motion);
         SweepContact contact;

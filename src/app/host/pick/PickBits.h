@@ -17,7 +17,7 @@ struct PickBits
         eTRIANGLES = TqLPrimitiveTypes::eTRIANGLES, ///< 1
         eLINES = TqLPrimitiveTypes::eLINES,         ///< 2
         ePOINTS = TqLPrimitiveTypes::ePOINTS,       ///< 4
-        /// A kind that no shape has: alone, it leaves of a pick the walk to the shapes.
+        /// A kind that no shape has. Alone, it leaves only the walk of a pick: no shape is tested.
         eNO_SHAPE = 128,
         /// The bits that choose kinds; with none of them set, all kinds are picked.
         eKINDS = eTRIANGLES | eLINES | ePOINTS | eNO_SHAPE,

@@ -166,10 +166,10 @@ bool SweepBox(TqLPickSweep const& sweep, TqLPos3f const triangle[3], SweepContac
 // or below the triangle, a cylinder around an edge, a sphere around a corner. The earliest of these
 // contacts is the first one.
 //
-// A sphere that stands at its contact may be short of touching the triangle by rounding and within
-// the reach of a piece of it by rounding, too, as the two are computed along different ways. Then
-// it enters that piece at the start: moments before the start are taken to be the start before the
-// place of the contact is asked for, which leaves out what belongs to another piece.
+// A sphere that stands at its contact may, by rounding, fall short of touching the triangle and yet
+// be within the reach of one of its pieces, as the two are computed in different ways. It then
+// enters that piece at the start: entries before the start are moved to it. That comes before the
+// contact's place is computed, so that a place which belongs to another piece is still refused.
 
 /// The time at which a point, moving at `motion` from `offset` off the origin, comes within
 /// `radius` of the origin: 0 when it is within it already and moves on inwards; infinite when it
@@ -200,7 +200,7 @@ struct SphereEntry
 
     void Offer(double time, TqLPos3f const& point)
     {
-        if (time >= 0.0 && time < m_time) {
+        if (time < m_time) {
             m_time = time;
             m_point = point;
         }
