@@ -67,7 +67,7 @@ function(scenecull_add_library area)
     target_compile_options(${objects} PRIVATE $<${_gnu_like}:-Wconversion;-Wundef>)
     if(BUILD_SHARED_LIBS)
         target_compile_definitions(${objects} PRIVATE ${arg_MACRO}_BUILD)
-        # No other library may put itself before our functions, so they may be inlined.
+        # So that the compiler may inline them, too; see the link options below.
         target_compile_options(${objects} PRIVATE
             $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
     endif()
@@ -95,7 +95,10 @@ function(scenecull_add_library area)
     elseif(UNIX AND NOT APPLE)
         # Hidden visibility does not reach instances of the standard library's templates.
         set(map "${PROJECT_SOURCE_DIR}/cmake/exports-${area}.map")
-        target_link_options(${arg_TARGET} PRIVATE "LINKER:--version-script=${map}" LINKER:-Bsymbolic-functions)
+        # Calls between our own functions go straight to them: no other library may put itself
+        # before them. The address of one may then differ between a program and the library.
+        target_link_options(${arg_TARGET} PRIVATE
+            "LINKER:--version-script=${map}" LINKER:-Bsymbolic-functions)
         set_property(TARGET ${arg_TARGET} APPEND PROPERTY LINK_DEPENDS "${map}")
         # Our libraries are installed side by side and find each other there.
         set_target_properties(${arg_TARGET} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -101,7 +101,8 @@ public:
     int GetCount() const { return m_count; }
 
     /// On the main thread: hands over. The hierarchy is up to date already and stays as it is, for
-    /// the worker may be in it. Not waiting for what was handed over before forgets its result.
+    /// the worker may be in it. Waits until the worker has run what was handed over before; a
+    /// result, or an exception, that WaitForCompletion has not fetched is lost.
     void AsyncApply(TqOcTraversable* root) override
     {
         if (!HasRoot(root)) {

@@ -426,7 +426,7 @@ TEST(TqOcTraversalFIFO, LeavesWhatItsItemsPointAtAloneWhenClearedOrDeleted)
 {
     Watchdog const watchdog;
     int numDestroyed = 0;
-    CountedTraversal first(&numDestroyed); // neither is from the heap, which would notice a release
+    CountedTraversal first(&numDestroyed); // on the stack, so that to release one is noticed
     CountedTraversal second(&numDestroyed);
     {
         OpenFIFO fifo(2);

@@ -2,10 +2,10 @@
 //
 // Adds nothing to TqOcTraversal but the way in which it is made: by copying one that is configured,
 // not from a context. That copies the clip planes and the pointers to context and view criteria;
-// both must outlive the traversal, and the context's callbacks then run on the worker. A class that
-// derives from it goes to the thread that will run it (TqOcTraversalFIFO), and supplies
-// StartTraversal and EndTraversal; one that hands itself over in AsyncApply waits for its end in
-// WaitForCompletion.
+// both must outlive the traversal, and the context's callbacks then run on the worker. An object
+// of a derived class goes to the thread that will run it (TqOcTraversalFIFO); the class supplies
+// StartTraversal and EndTraversal, and one that hands itself over in AsyncApply waits for its end
+// in WaitForCompletion.
 #pragma once
 
 #include "scenecull/TqOcTraversal.h"

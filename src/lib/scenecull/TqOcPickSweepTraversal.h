@@ -15,7 +15,7 @@
 //
 // A nearest-first sweep must not be started from a callback of a frame, a prioritized visit or
 // another nearest-first sweep of the same hierarchy: all of them mark the nodes on their path, and
-// one would pass over those on the other's. A depth-first sweep marks nothing.
+// the inner one would pass over them. A depth-first sweep marks nothing.
 #pragma once
 
 #include "scenecull/TqOcPickTraversal.h"

@@ -61,6 +61,7 @@ void TqOcPickTraversal::AsyncApply(TqOcTraversable* root)
     if (root != nullptr) {
         TqOcTraversal::AsyncApply(root);
     } else {
+        ResetStats();
         StartTraversal(nullptr); // posts, and forgets the results of the pick before
     }
 }
@@ -106,7 +107,7 @@ void TqOcPickTraversal::EndTraversal()
 // --- What was drawn
 // --------------------------------------------------------------------------------
 
-/// Whether picks pass a node or shape over for good.
+/// Whether a node or shape is left out of picks, whatever was drawn.
 bool TqOcPickTraversal::IsUnpickable(TqOcBaseTraversable const* node) const
 {
     return node->IsIgnorePick() || (node->IsHideRender() && !m_pickHidden);

@@ -9,7 +9,7 @@
 // its last frame reached is picked, so:
 //   - pick after a frame and before the next SetFrameId; with a new number nothing is drawn yet;
 //   - after a clipped frame, groups below the root that were on the walk's path when it ended count
-//     as not drawn, and so does all below them;
+//     as not drawn, and so does everything below them;
 //   - a leaf that was occluded, or culled behind the eye or behind a clip plane, has the frame id,
 //     too, because the frame has dealt with it, and a pick does not ask for the ids of shapes: a
 //     shape that wants to be picked only when it was drawn compares its own;
@@ -103,8 +103,8 @@ public:
 
     /// Whether only nodes with the render traversal's present frame id are picked; 1 by default.
     /// Pick before the host moves the frame id on. After a clipped frame, groups below the root
-    /// that were on the walk's path when it ended count as not drawn, and so does all below them. 0
-    /// has an effect while the render traversal is not interactive.
+    /// that were on the walk's path when it ended count as not drawn, and so does everything below
+    /// them. 0 has no effect while the render traversal is interactive.
     /// @{
     int IsPickLastRendered() const { return m_pickLastRendered; }
 
@@ -268,7 +268,7 @@ public:
     /// No pick may be running.
     ~TqOcPickTraversal() override;
 
-    /// As the base; a null root leaves no results of the pick before.
+    /// As the base, on the calling thread. A null root also forgets the results of the pick before.
     void AsyncApply(TqOcTraversable* root) override;
 
     /// Clears the picked shape and the list, makes the cull object of the render traversal's view,

@@ -96,7 +96,8 @@ public:
     virtual ~TqOcTraversal();
 
     /// Updates the root, zeroes the counters and starts the traversal. Null: posted with severity
-    /// 1; nothing is started. An override is given a null root, too, and need only call this one.
+    /// 1; nothing is started. Apply hands a null root on to an override, which must not touch it
+    /// and may leave it to this one to post.
     virtual void AsyncApply(TqOcTraversable* root);
 
     /// Ends the traversal that AsyncApply started.

@@ -92,8 +92,8 @@ private:
         return next == m_storage.get() + m_capacity ? m_storage.get() : next;
     }
 
-    // Data; the order is part of the binary interface. The lock guards what changes; storage and
-    // capacity stay as they are made, conditions and turn need no guard.
+    // Data; the order is part of the binary interface. The lock guards what changes:
+    // not storage and capacity, which stay as they were made, nor the conditions and the turn.
     std::unique_ptr<void*[]> m_storage;
     std::int32_t m_capacity;
     void** m_write;

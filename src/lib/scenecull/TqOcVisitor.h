@@ -12,7 +12,7 @@
 // The hierarchy must not change during either walk, and no other thread may walk or update it. A
 // prioritized visit must not be started from a callback of a frame, a prioritized visit or a
 // nearest-first sweep of the same hierarchy, either: all of them mark the nodes on their path, and
-// one would pass over those on the other's. Plain visits and depth-first picks mark nothing.
+// the inner one would pass over them. Plain visits and depth-first picks mark nothing.
 #pragma once
 
 #include "scenecull/TqOcApi.h"
@@ -53,8 +53,8 @@ public:
     /// @}
 
     /// Updates the root if it was modified, then visits it. Null: posted with severity 1; nothing
-    /// is visited. Not virtual: through this class it is the plain walk, of a prioritized visitor
-    /// too, which then sees all nodes, culled or not, and has no GetCurrTravState.
+    /// is visited. Not virtual: called through this class it makes the plain walk, also on a
+    /// prioritized visitor, which then sees all nodes, culled or not, and has no GetCurrTravState.
     void Apply(TqOcTraversable* root);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
@@ -120,8 +120,8 @@ public:
 
     /// Updates the root if it was modified, then walks. A root with an empty box is not entered;
     /// whether it is hidden is not asked. Not to be called from the visitor's own callbacks. Null:
-    /// posted with severity 1; nothing is visited. It hides the base's, which called through a
-    /// TqOcVisitor& makes the plain walk.
+    /// posted with severity 1; nothing is visited. It hides the base's Apply, which makes
+    /// the plain walk when called through a TqOcVisitor&.
     void Apply(TqOcTraversable* root);
 
     // --- Virtual operations; their order is part of the binary interface -----------------------
