@@ -59,6 +59,12 @@ double SumOfSizes(TqLBox3f const& box)
     return sum;
 }
 
+// The mask of those two faces of an axis for which something holds.
+int FacesOf(int axis, bool lower, bool upper)
+{
+    return (static_cast<int>(lower) | static_cast<int>(upper) << 1) << (2 * axis);
+}
+
 // The box around all places of a body.
 TqLBox3f SweptBox(TqLPos3f const& center, TqLVec3f const& halfSize, TqLVec3f const& sweep)
 {
@@ -231,27 +237,24 @@ int TqLPickSweep::CanCull(TqLBox3f const& box, int* planes) const
         return 1;
     }
     double const rounding = m_rounding + s_rounding * SumOfSizes(box);
-    // A mask that was narrowed before the sweep was shortened tells of faces further out.
-    int const faces = m_isShortened ? static_cast<int>(eALL_PLANES) : *planes;
+    // Without a branch between the faces: which of them has a box outside cannot be foreseen.
+    int outside = 0;
+    int inside = 0;
     for (int axis = 0; axis < 3; ++axis) {
-        int const lowerBit = 1 << (2 * axis);
-        int const upperBit = 2 << (2 * axis);
         double const min = box.GetMin()[axis];
         double const max = box.GetMax()[axis];
         double const lower = m_sweptBox.GetMin()[axis];
         double const upper = m_sweptBox.GetMax()[axis];
-        if ((faces & lowerBit) != 0 && max < lower - rounding) {
-            return 1;
-        }
-        if ((faces & upperBit) != 0 && min > upper + rounding) {
-            return 1;
-        }
-        if (min >= lower) {
-            *planes &= ~lowerBit;
-        }
-        if (max <= upper) {
-            *planes &= ~upperBit;
-        }
+        bool const isBelow = max < lower - rounding;
+        bool const isAbove = min > upper + rounding;
+        outside |= FacesOf(axis, isBelow, isAbove);
+        inside |= FacesOf(axis, min >= lower, max <= upper);
+    }
+    // A mask that was narrowed before the sweep was shortened tells of faces further out.
+    int const faces = m_isShortened ? static_cast<int>(eALL_PLANES) : *planes;
+    *planes &= ~inside;
+    if ((outside & faces) != 0) {
+        return 1;
     }
     if (m_body == eSPHERE) {
         return IsSphereBeside(box, rounding) ? 1 : 0;
