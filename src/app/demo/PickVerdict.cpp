@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -15,21 +17,24 @@ namespace
 
 constexpr double eLEAST_AGREEMENT = 0.999;
 
-bool IsAnythingHit(PickTour const& tour)
+/// Adds up a number that every view has.
+template <class Get>
+std::size_t Sum(std::vector<PickView> const& views, Get get)
 {
-    for (PickView const& view : tour.m_views) {
-        for (PixelPick const& pixel : view.m_pixels) {
-            if (pixel.m_picked.m_isHit) {
-                return true;
-            }
-        }
-    }
-    return false;
+    return std::transform_reduce(views.begin(), views.end(), std::size_t(0), std::plus<>(), get);
+}
+
+bool IsAnythingHit(std::vector<PickView> const& views)
+{
+    return std::any_of(views.begin(), views.end(), [](PickView const& view) {
+        return std::any_of(view.m_pixels.begin(), view.m_pixels.end(),
+                           [](PixelPick const& pixel) { return pixel.m_picked.m_isHit; });
+    });
 }
 
 std::string FindPixelFault(PickTour const& tour)
 {
-    if (!IsAnythingHit(tour)) {
+    if (!IsAnythingHit(tour.m_views)) {
         return "no pick through a pixel hit anything";
     }
     if (tour.GetAgreement() < eLEAST_AGREEMENT) {
@@ -87,20 +92,22 @@ bool HasContactAcross(std::vector<BodyWalk> const& walks)
 
 std::size_t PickTour::GetNumPixels() const
 {
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.m_pixels.size();
-    }
-    return count;
+    return Sum(m_views, [](PickView const& view) { return view.m_pixels.size(); });
 }
 
 std::size_t PickTour::Count(PixelVerdict verdict) const
 {
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.Count(verdict);
-    }
-    return count;
+    return Sum(m_views, [verdict](PickView const& view) { return view.Count(verdict); });
+}
+
+std::size_t PickTour::GetNumBands() const
+{
+    return Sum(m_views, [](PickView const& view) { return view.m_bands.size(); });
+}
+
+std::size_t PickTour::CountTimedOut() const
+{
+    return Sum(m_views, [](PickView const& view) { return view.CountTimedOut(); });
 }
 
 double PickTour::GetAgreement() const
@@ -110,37 +117,22 @@ double PickTour::GetAgreement() const
     return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
 }
 
-std::size_t PickTour::GetNumBands() const
-{
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.m_bands.size();
-    }
-    return count;
-}
-
-std::size_t PickTour::CountTimedOut() const
-{
-    std::size_t count = 0;
-    for (PickView const& view : m_views) {
-        count += view.CountTimedOut();
-    }
-    return count;
-}
-
 std::string PickTour::FindFault() const
 {
-    std::string fault = FindPixelFault(*this);
+    if (std::string const fault = FindPixelFault(*this); !fault.empty()) {
+        return fault;
+    }
     for (PickView const& view : m_views) {
-        fault = fault.empty() ? FindBandFault(view) : fault;
+        if (std::string const fault = FindBandFault(view); !fault.empty()) {
+            return fault;
+        }
     }
     for (BodyWalk const& walk : m_walks) {
-        fault = fault.empty() ? FindWalkFault(walk) : fault;
+        if (std::string const fault = FindWalkFault(walk); !fault.empty()) {
+            return fault;
+        }
     }
-    if (fault.empty() && !HasContactAcross(m_walks)) {
-        fault = "no walk straight across met anything";
-    }
-    return fault;
+    return HasContactAcross(m_walks) ? std::string() : "no walk straight across met anything";
 }
 
 } // namespace demo
