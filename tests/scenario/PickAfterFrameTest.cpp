@@ -322,7 +322,6 @@ TEST(PickAfterFrame, LeavesOutTheGroupInWhichAFrameWasInterrupted)
     stage.context.interactionPending = 1;
     EXPECT_EQ(stage.Frame(), Lines{"a"});
     EXPECT_EQ(stage.Pick(), Lines{});
-    EXPECT_FALSE(stage.pick.IsPickingTimeOut());
 }
 
 TEST(PickAfterFrame, LeavesOutWhatAFrameThatAnExceptionEndedDidNotFinish)

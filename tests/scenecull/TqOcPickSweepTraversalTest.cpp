@@ -456,6 +456,7 @@ TEST_P(SweepInBothModes, AContextIsNeverCalled)
     EventLog calls;
     RecordingContext context(&calls);
     TqOcPickSweepTraversal hosted(&context, GetParam());
+    EXPECT_EQ(hosted.GetContext(), &context);
     hosted.SetSweep(pick.GetSweep());
     SetRootOfEveryClass();
     hosted.Apply(root.get());
@@ -592,6 +593,32 @@ TEST_P(SweepInBothModes, NarrowsTheMaskOnTheWayDown)
     EXPECT_EQ(across->lastCullBits, eUPPER_Y);
     SweptShape* const end = ShapeOf(static_cast<TqOcSingleLeaf*>(Root()->GetChild(1)));
     EXPECT_EQ(end->lastCullBits, eUPPER_X);
+}
+
+TEST(TqOcPickSweepTraversal, HandsTheRootsNarrowedMaskDownDepthFirst)
+{
+    SweepStage stage(SweepStage::s_depthFirst);
+    SweptShape* const big = stage.SweptBox("big", MakeCube(10.0, 0.0, 0.0, 12.0));
+    auto* const group = new BoxedGroup(&stage.log);
+    stage.root.reset(group);
+    group->AddChild(stage.LeafOf(big));
+    group->Update();
+    group->UpdateBoundingBox(MakeBar(2.0, 4.0)); // inside of every face, unlike what it holds
+    EXPECT_EQ(stage.Pick(), Lines{"big"});
+    EXPECT_EQ(big->lastCullBits, 0);
+}
+
+TEST(TqOcPickSweepTraversal, GoesNearestFirstForAnyModeButZero)
+{
+    for (int mode : {1, 2, -1}) {
+        SCOPED_TRACE(mode);
+        SweepStage stage(mode);
+        stage.SetRoot({stage.SweptLeaf("b", 8.0), stage.SweptLeaf("a", 2.0)});
+        EXPECT_EQ(stage.Pick(), (Lines{"a", "b"}));
+    }
+    SweepStage stage(0);
+    stage.SetRoot({stage.SweptLeaf("b", 8.0), stage.SweptLeaf("a", 2.0)});
+    EXPECT_EQ(stage.Pick(), (Lines{"b", "a"}));
 }
 
 TEST_P(SweepInBothModes, RestoresTheMaskAfterEachChildOfEveryClass)

@@ -2,6 +2,7 @@
 
 #include "support/AllocationCounter.h"
 #include "support/Components.h"
+#include "support/DirtyStorage.h"
 #include "support/PostedErrors.h"
 #include "support/Recorders.h"
 
@@ -118,7 +119,8 @@ public:
 TEST(TqOcPickTraversal, HasItsDefaultsAfterConstruction)
 {
     RecordingContext context;
-    PickProbe const pick(&context);
+    DirtyStorage<PickProbe> const storage(&context);
+    PickProbe const& pick = *storage;
     EXPECT_EQ(pick.GetContext(), &context);
     EXPECT_EQ(pick.GetNumClipPlanes(), 0);
     EXPECT_EQ(pick.GetCullBits(), 0);
@@ -393,6 +395,7 @@ TEST(TqOcPickTraversal, CutsPointsAwayStrictlyBehindAClipPlane)
     EXPECT_EQ(pick.CanPickPoint(&shape, At(2.0), 1.0), 1) << "a point on the plane is there";
     EXPECT_EQ(pick.CanPickPoint(&shape, At(std::nextafter(2.0, 1.0)), 1.0), 0);
     EXPECT_EQ(pick.CanPickPoint(&shape, At(3.0), 1.0), 1);
+    EXPECT_EQ(pick.CanPickPoint(&shape, At(s_notANumber), 1.0), 1) << "behind no plane";
 }
 
 TEST(TqOcPickTraversal, CutsPointsAwayBehindAnyOfTheClipPlanes)
@@ -463,8 +466,10 @@ TEST(TqOcPickTraversal, SkipsHiddenNodesUnlessHiddenOnesArePicked)
     stage.node.SetFrameId(PickByFrame::s_frameId);
     stage.node.SetHideRender(1);
     EXPECT_EQ(stage.Ask(), 1);
-    stage.pick.SetPickHidden(1);
-    EXPECT_EQ(stage.Ask(), 0);
+    for (int isPicked : {1, 2, -1}) {
+        stage.pick.SetPickHidden(isPicked);
+        EXPECT_EQ(stage.Ask(), 0) << isPicked;
+    }
     stage.pick.SetPickHidden(0);
     stage.pick.SetRenderTraversal(nullptr);
     EXPECT_EQ(stage.Ask(), 1);
@@ -486,12 +491,16 @@ TEST(TqOcPickTraversal, SkipsNothingElseWithoutARenderTraversal)
 TEST(TqOcPickTraversal, SkipsNodesThatTheLastFrameDidNotReach)
 {
     PickByFrame stage;
-    stage.node.SetFrameId(PickByFrame::s_frameId);
-    EXPECT_EQ(stage.Ask(), 0);
-    stage.node.SetFrameId(PickByFrame::s_frameId - 1);
-    EXPECT_EQ(stage.Ask(), 1);
-    stage.node.SetFrameId(PickByFrame::s_frameId + 1);
-    EXPECT_EQ(stage.Ask(), 1);
+    for (int counts : {1, 2, -1}) {
+        SCOPED_TRACE(counts);
+        stage.pick.SetPickLastRendered(counts);
+        stage.node.SetFrameId(PickByFrame::s_frameId);
+        EXPECT_EQ(stage.Ask(), 0);
+        stage.node.SetFrameId(PickByFrame::s_frameId - 1);
+        EXPECT_EQ(stage.Ask(), 1);
+        stage.node.SetFrameId(PickByFrame::s_frameId + 1);
+        EXPECT_EQ(stage.Ask(), 1);
+    }
 }
 
 TEST(TqOcPickTraversal, SkipsAHiddenNodeOfTheLastFrameOnlyByItsFrameIdWhenHiddenOnesArePicked)
@@ -674,11 +683,13 @@ TEST(TqOcPickTraversal, CallsThePriorityCallbackOfTheRenderTraversal)
     EXPECT_EQ(stage.Ask(), 0);
     EXPECT_EQ(callback.numCalls, 1);
     EXPECT_EQ(callback.lastNode, &stage.node);
-    callback.answer = 17;
-    EXPECT_EQ(stage.Ask(), 0);
+    for (int answer : {17, -1}) {
+        callback.answer = answer;
+        EXPECT_EQ(stage.Ask(), 0) << answer;
+    }
     callback.answer = 0;
     EXPECT_EQ(stage.Ask(), 1);
-    EXPECT_EQ(callback.numCalls, 3);
+    EXPECT_EQ(callback.numCalls, 4);
 }
 
 TEST(TqOcPickTraversal, ScoresNoNodeThatItSkipsAnyway)
@@ -893,6 +904,7 @@ TEST(TqOcPickTraversal, TakesNothingFromTheHeap)
     AllocationCounter counter;
     stage.pick.Apply(&stage.node);
     EXPECT_EQ(counter.GetNum(), 0U);
+    EXPECT_EQ(stage.pick.numPicks, 1);
 }
 
 TEST(TqOcPickTraversal, LooksAtTheViewOfTheRenderTraversalOncePerPick)
@@ -972,19 +984,26 @@ TEST(TqOcPickTraversal, DropsWhatAnInterruptedPickLeftWhenItFollowsNoOneAnyMore)
 TEST(TqOcPickTraversal, MayBeEndedTwice)
 {
     PickByFrame stage;
+    stage.IgnoreLastFrame();
+    stage.node.SetBoundingBox(MakeCube(50.0, 0.0, -10.0, 1.0)); // out of view
+    stage.pick.StartTraversal(&stage.node);
+    EXPECT_EQ(stage.pick.CanRenderCull(&stage.node), 1);
+    for (int end = 0; end < 2; ++end) {
+        stage.pick.EndTraversal();
+        EXPECT_EQ(stage.pick.CanRenderCull(&stage.node), 0) << "there is no view to ask";
+    }
     EXPECT_EQ(stage.Ask(), 1);
-    stage.pick.EndTraversal();
-    stage.pick.EndTraversal();
-    stage.node.SetFrameId(PickByFrame::s_frameId);
-    EXPECT_EQ(stage.Ask(), 0);
 }
 
 TEST(TqOcPickTraversal, CanBeDestroyedInTheMiddleOfAPick)
 {
     std::size_t const before = TqUMemory::GetLiveBlocks();
+    AnyShape shape;
     {
         PickByFrame stage;
+        stage.pick.onStartPick = [&](TqOcTraversable*) { stage.pick.PickShape(&shape); };
         stage.pick.StartTraversal(&stage.node);
+        EXPECT_GT(TqUMemory::GetLiveBlocks(), before);
     }
     EXPECT_EQ(TqUMemory::GetLiveBlocks(), before);
 }
@@ -1047,6 +1066,7 @@ TEST(TqOcPickTraversal, ForgetsThePickBeforeWhenAppliedToANullRoot)
         SCOPED_TRACE(isAsync);
         stage.pick.PickShape(&shape);
         stage.pick.SetPicked(&shape, At(1.0), 1.0, 0, TqOcPickTraversal::ePICK_TRIANGLE);
+        stage.pick.IncFrustumCullTests(2);
         PostedErrors posted;
         isAsync ? stage.pick.AsyncApply(nullptr) : stage.pick.Apply(nullptr);
         EXPECT_EQ(posted.AsLines(),
@@ -1054,28 +1074,41 @@ TEST(TqOcPickTraversal, ForgetsThePickBeforeWhenAppliedToANullRoot)
         EXPECT_EQ(stage.pick.numPicks, 0);
         EXPECT_EQ(stage.pick.GetPickedShape(), nullptr);
         EXPECT_EQ(stage.pick.GetAllPickedShapes().Size(), 0);
+        EXPECT_EQ(stage.pick.GetNumFrustumCullTests(), 0U);
     }
 }
 
 TEST(TqOcPickTraversal, ShowsTheDynamicPriorityCallbackTheSameDataAsAFrame)
 {
-    // What is not computed for a node that is always drawn is 0, not what was left on the stack.
+    using DataList = std::vector<TqOcRenderTravCullData>;
     PickByFrame stage;
-    stage.node.SetForceRender(1);
-    std::vector<double> distances;
+    stage.node.SetBoundingBox(MakeBox(-1.0, -1.0, -5.0, 1.0, 1.0, 5.0)); // around the eye
+    DataList seen;
     stage.walk.SetDynamicPriorityCallback(
         [](TqOcTraversable const*, TqOcRenderTravCullData* data, void* list) {
-            static_cast<std::vector<double>*>(list)->push_back(data->distance);
+            static_cast<DataList*>(list)->push_back(*data);
             return 1;
         },
-        &distances);
-    stage.pick.SetPickLastRendered(0);
+        &seen);
+    stage.IgnoreLastFrame();
     stage.pick.onStartPick = [&](TqOcTraversable* root) {
         FillStack();
         stage.pick.CanRenderCull(root);
     };
-    stage.pick.Apply(&stage.node);
-    EXPECT_EQ(distances, std::vector<double>{0.0});
+    // What is not computed for a node that is always drawn is 0, not what was left on the stack.
+    for (int isForced : {0, 1}) {
+        SCOPED_TRACE(isForced);
+        stage.node.SetForceRender(isForced);
+        seen.clear();
+        stage.walk.Apply(&stage.node);
+        stage.pick.Apply(&stage.node);
+        ASSERT_EQ(seen.size(), 2U);
+        EXPECT_EQ(seen[0].cullBits & TqOcTravCull::eCULL_Z, TqOcTravCull::eCULL_Z);
+        EXPECT_EQ(seen[1].cullBits, seen[0].cullBits);
+        EXPECT_EQ(seen[1].distance, seen[0].distance);
+        EXPECT_EQ(seen[1].priority, seen[0].priority);
+        EXPECT_EQ(seen[1].screenBox, seen[0].screenBox);
+    }
 }
 
 TEST(TqOcPickTraversal, PostsANullRootAtItsStart)

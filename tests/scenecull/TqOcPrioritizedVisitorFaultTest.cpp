@@ -64,6 +64,18 @@ public:
     void VisitShape(TqOcShape*) override { ++shapes; }
 };
 
+/// Groups within groups. The nearest leaf lies deepest, so that a walk goes all the way down before
+/// it visits a shape.
+void SetDeepRoot(VisitStage* stage, int depth)
+{
+    TqOcTraversable* node = stage->Leaf("s", 1.0);
+    for (int level = 0; level < depth; ++level) {
+        node = stage->Group("g", {node, stage->Leaf("s", 8.0)});
+    }
+    stage->root.reset(node);
+    stage->root->Update();
+}
+
 } // namespace
 
 // ---- Pruning ------------------------------------------------------------------------------------
@@ -357,17 +369,24 @@ TEST(TqOcPrioritizedVisitor, EndsTheWalkWhenMemoryIsRefusedAtAnyPoint)
     }
 }
 
+TEST(TqOcPrioritizedVisitor, HasRoomForFiftyLevelsFromTheStart)
+{
+    for (bool const isDeeper : {false, true}) {
+        SCOPED_TRACE(isDeeper);
+        VisitStage stage;
+        SetDeepRoot(&stage, isDeeper ? 60 : 45);
+        QuietVisitor visitor;
+        AllocationCounter const counter;
+        visitor.Apply(stage.root.get());
+        EXPECT_EQ(counter.GetNumNew() > 0, isDeeper);
+    }
+}
+
 TEST(TqOcPrioritizedVisitor, EndsTheWalkWhenMemoryForItsStackIsRefused)
 {
-    // The nearest leaf lies deepest, so that the walk goes all the way down before it visits.
     constexpr int eDEPTH = 120;
     VisitStage stage;
-    TqOcTraversable* node = stage.Leaf("s", 1.0);
-    for (int level = 0; level < eDEPTH; ++level) {
-        node = stage.Group("g", {node, stage.Leaf("s", 8.0)});
-    }
-    stage.root.reset(node);
-    stage.root->Update();
+    SetDeepRoot(&stage, eDEPTH);
     QuietVisitor visitor;
     int refused = 0;
     {
@@ -586,7 +605,7 @@ TEST(TqOcPrioritizedVisitor, ReleasesItsRecordsWhenACallbackThrows)
     EXPECT_EQ(visitor.shapes, 350);
 }
 
-TEST(TqOcPrioritizedVisitor, PrunesByAnExceptionWithoutForgettingItNextTime)
+TEST(TqOcPrioritizedVisitor, ForgetsNextTimeThatItWasPrunedBeforeAnException)
 {
     // A visit that was pruned and then thrown out of is not pruned the next time.
     FaultStage stage;

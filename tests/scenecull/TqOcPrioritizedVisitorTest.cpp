@@ -2,6 +2,7 @@
 // what it leaves alone. How a visit ends early is tested beside this.
 
 #include "support/FakeClock.h"
+#include "support/PostedErrors.h"
 #include "support/VisitStage.h"
 
 #include "scenecull/TqOcPrioritizedTraversal.h"
@@ -305,6 +306,19 @@ TEST(TqOcPrioritizedVisitor, VisitsNothingOfARootWithAnEmptyBox)
     EXPECT_EQ(stage.Visit(), (Lines{"Score root", "Begin root", "End root"}));
 }
 
+TEST(TqOcPrioritizedVisitor, StartsItsTraversalAlsoForARootWithAnEmptyBox)
+{
+    VisitStage stage;
+    stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("behind", -100.0)});
+    stage.Visit();
+    ASSERT_GT(stage.Settings().GetTrisFrustumCulled(), 0U);
+    stage.Settings().SetMinStress(4.0);
+    stage.SetRoot({});
+    stage.Visit();
+    EXPECT_EQ(stage.Settings().GetTrisFrustumCulled(), 0U);
+    EXPECT_EQ(stage.Settings().GetStress(), 4.0);
+}
+
 TEST(TqOcPrioritizedVisitor, EndsWithoutWalkingWhenTheRootIsCulled)
 {
     VisitStage stage;
@@ -375,6 +389,10 @@ TEST(TqOcTraversable, GetsBeginAndEndOfAPrioritizedVisitByDefault)
     EXPECT_EQ(stage.Visit(), (Lines{"Begin plain", "End plain"}));
     stage.visitor.pruned = {"plain"};
     EXPECT_EQ(stage.Visit(), (Lines{"Begin plain", "End plain"})) << "it has nothing to leave out";
+    stage.visitor.endPruned = {"plain"};
+    PostedErrors const posted;
+    EXPECT_EQ(stage.Visit(), (Lines{"Begin plain", "End plain"}));
+    EXPECT_TRUE(posted.Empty());
 }
 
 TEST(TqOcStaticBase, GetsBeginAndEndOfAPrioritizedVisitByDefault)
@@ -1468,6 +1486,11 @@ TEST(TqOcPrioritizedVisitor, FollowsTheSettingsOfItsTraversalFromVisitToVisit)
 {
     VisitStage stage;
     stage.SetRoot({stage.Leaf("a", 1.0), stage.Leaf("far", 60.0)});
+    EXPECT_EQ(stage.VisitShapes(), (Lines{"a", "far"}));
+    stage.Settings().SetViewFrustum(
+        TqLFrustum3f::Perspective(TqLPos3f(0.0, 0.0, -20.0), TqLVec3f(0.0, 0.0, -1.0),
+                                  TqLVec3f(0.0, 1.0, 0.0), 1.0, 1.0, 1.0, 1000.0));
+    EXPECT_EQ(stage.VisitShapes(), Lines{"far"});
     stage.Settings().SetViewFrustum(TqLFrustum3f(1.0, 1.0, 1.0, 1000.0));
     EXPECT_EQ(stage.VisitShapes(), (Lines{"a", "far"}));
     stage.Settings().SetCullDistance(30.0);

@@ -326,6 +326,26 @@ TEST_F(GlShapePickTest, GivesUpWhenTheTimeIsOver)
     EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
 }
 
+TEST_F(GlShapePickTest, GivesUpInTheMiddleOfAMeshWhenTheTimeIsOver)
+{
+    m_model.meshes = {MakePickSlats(1000)};
+    m_model.placements.clear();
+    m_model.AddPlacement(0, TqLAffine3f(), false);
+    TqOcTraversable* const root = Build();
+    // A side runs just beyond all triangles and through their boxes, so that each is looked at.
+    m_pick.SetFrustum(
+        TqLPickFrustum3f(TqLFrustum3f::Parallel(TqLPos3f(0.0, 5.0, 0.0), TqLVec3f(0.0, -1.0, 0.0),
+                                                TqLVec3f(1.0, 0.0, 1.0), 1.5, 1.5, 0.0, 10.0)));
+    m_pick.SetContainedOnly(1);
+    FakeClock clock;
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 1);
+    // Of 0.2 s, 0.15 are gone when the shape's turn comes.
+    clock.SetStepPerReading(0.15);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 0);
+}
+
 TEST_F(GlShapePickTest, EndsASweepAtTheFirstContactInEitherMode)
 {
     // Out of order, so that a later shape has to be the nearer one.

@@ -409,6 +409,48 @@ TEST(MeshPick, GivesUpWhenToldAndKeepsWhatItFound)
     EXPECT_EQ(asked, 1);
 }
 
+TEST(MeshPick, LooksNoFurtherForWhatIsTouchedOrContainedWhenTold)
+{
+    Mesh const mesh = MakePickSlats(1000);
+    MeshTree const tree(mesh);
+    TqLAffine3f const toWorld;
+    PlacedMesh const placed(mesh, tree, toWorld);
+    // Both look down. One has a side just beyond all triangles and through their boxes; the other
+    // stands in the half of their boxes that no triangle reaches.
+    TqLVec3f const down(0.0, -1.0, 0.0);
+    auto const look = [&down](TqLPos3f const& from, TqLVec3f const& up, double size) {
+        return PickVolume(
+            TqLPickFrustum3f(TqLFrustum3f::Parallel(from, down, up, size, size, 0.0, 10.0)),
+            nullptr, 0);
+    };
+    PickVolume const around = look(TqLPos3f(0.0, 5.0, 0.0), TqLVec3f(1.0, 0.0, 1.0), 1.5);
+    PickVolume const beside = look(TqLPos3f(0.9, 5.0, 0.9), TqLVec3f(0.0, 0.0, 1.0), 0.1);
+    MeshPickSettings settings;
+    EXPECT_TRUE(IsContained(placed, around, settings));
+    EXPECT_FALSE(IsTouched(placed, beside, settings));
+    int asked = 0;
+    settings.m_isOver = [&asked] {
+        ++asked;
+        return false;
+    };
+    EXPECT_TRUE(IsContained(placed, around, settings));
+    EXPECT_GT(asked, 1);
+    asked = 0;
+    EXPECT_FALSE(IsTouched(placed, beside, settings));
+    EXPECT_GT(asked, 1);
+
+    settings.m_isOver = [&asked] {
+        ++asked;
+        return true;
+    };
+    asked = 0;
+    EXPECT_FALSE(IsContained(placed, around, settings)) << "not all of it was seen to be";
+    EXPECT_EQ(asked, 1);
+    asked = 0;
+    EXPECT_FALSE(IsTouched(placed, beside, settings));
+    EXPECT_EQ(asked, 1);
+}
+
 TEST(MeshTree, HoldsEveryPrimitiveOnce)
 {
     struct AskAll

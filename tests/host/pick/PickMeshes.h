@@ -89,6 +89,24 @@ inline host::Mesh MakePickSoup(std::size_t triangles, double halfSize, PickRando
     return mesh;
 }
 
+/// Slim triangles across the cube from 0 to 1, above each other, each from a point near (1, 0) to
+/// one near (0, 1) of x and z. All of them lie about x + z = 1; their boxes fill the cube.
+inline host::Mesh MakePickSlats(std::size_t triangles)
+{
+    host::Mesh mesh;
+    for (std::size_t i = 0; i < triangles; ++i) {
+        float const y = static_cast<float>(i) / static_cast<float>(triangles);
+        for (float const corner : {0.0f, 0.01f, 1.0f}) {
+            mesh.positions.insert(mesh.positions.end(), {1.0f - corner, y, corner});
+            mesh.normals.insert(mesh.normals.end(), {0.0f, 1.0f, 0.0f});
+            mesh.indices.push_back(static_cast<std::uint32_t>(mesh.indices.size()));
+        }
+        mesh.positions[mesh.positions.size() - 8] += 0.001f; // the middle corner's height
+    }
+    mesh.UpdateBox();
+    return mesh;
+}
+
 /// Scaled per axis (a negative factor mirrors), turned about a slanted axis, then moved.
 inline TqLAffine3f MakePickPlacement(TqLVec3f const& scale, double angle, TqLVec3f const& offset)
 {
