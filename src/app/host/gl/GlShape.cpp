@@ -204,7 +204,7 @@ void GlShape::ReportHit(TqOcPickFrustumTraversal* traversal, PlacedMesh const& m
 
 void GlShape::PickSweep(TqOcPickSweepTraversal* traversal)
 {
-    if (m_scene->m_trees == nullptr) {
+    if (m_scene->m_trees == nullptr || IsUndrawn(*traversal, *this)) {
         return;
     }
     PlacedMesh const mesh = GetPlacedMesh();

@@ -79,7 +79,8 @@ public:
     /// A contact lists the shape. Where a pick point is required it may become the pick, at its
     /// distance along the sweep, with the contact's normal (from the triangle to the body), the
     /// colour and the vertices; the sweep is then shortened to it, unless ePROPERTY_ALL_HITS is
-    /// required. BackfaceCull passes over triangles that do not face the motion.
+    /// required. BackfaceCull passes over triangles that do not face the motion. Clip planes and
+    /// the frame that the pick follows count as for PickShape.
     void PickSweep(TqOcPickSweepTraversal* traversal) override;
 
 private:
