@@ -89,6 +89,16 @@ TEST_F(PickTourTest, IsWrongWhenNoPickHitsAnything)
     EXPECT_TRUE(HasFault("no pick")) << m_tour.FindFault();
 }
 
+TEST_F(PickTourTest, IsWrongWithFewPixels)
+{
+    for (demo::PickView& view : m_tour.m_views) {
+        view.m_pixels.resize(500);
+    }
+    EXPECT_EQ(m_tour.FindFault(), "");
+    m_tour.m_views[0].m_pixels.pop_back();
+    EXPECT_TRUE(HasFault("only 999 pixels")) << m_tour.FindFault();
+}
+
 TEST_F(PickTourTest, IsWrongWithAWrongRubberBand)
 {
     m_tour.m_views[1].m_bands[2].m_contained.m_numMissing = 7;

@@ -76,8 +76,8 @@ struct PickTour
     double GetAgreement() const;
 
     /// Why the tour is not right, one line; empty when it is: picks hit something, at least 99.9 %
-    /// of the pixels agree and every difference is explained; all rubber bands are right, and of
-    /// each view some were checked in time; every walk went somewhere, no step ended inside
+    /// of 1,000 or more pixels agree and every difference is explained; all rubber bands are right,
+    /// and of each view some were checked in time; every walk went somewhere, no step ended inside
     /// anything or led through a surface, no sweep depends on the order of its pick, and of the
     /// walks straight across at least one met something.
     std::string FindFault() const;

@@ -16,6 +16,7 @@ namespace
 {
 
 constexpr double eLEAST_AGREEMENT = 0.999;
+constexpr std::size_t eLEAST_PIXELS = 1000;
 
 /// Adds up a number that every view has.
 template <class Get>
@@ -36,6 +37,9 @@ std::string FindPixelFault(PickTour const& tour)
 {
     if (!IsAnythingHit(tour.m_views)) {
         return "no pick through a pixel hit anything";
+    }
+    if (tour.GetNumPixels() < eLEAST_PIXELS) {
+        return Format("only %zu pixels were picked", tour.GetNumPixels());
     }
     if (tour.GetAgreement() < eLEAST_AGREEMENT) {
         return Format("picks and picture agree in %.3f %% of the pixels only",
