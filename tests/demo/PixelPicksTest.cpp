@@ -17,6 +17,22 @@ namespace
 constexpr int eWINDOW = 100; // pixels a side
 constexpr int eMIDDLE = 50;
 
+/// Placement 0, which reports its point nearer than it is.
+class BoastfulShape : public host::GlShape
+{
+public:
+    explicit BoastfulShape(host::GlShapeScene const* scene) : GlShape(scene, 0, 12, 1.0) {}
+
+    void PickShape(TqOcPickFrustumTraversal* traversal) override
+    {
+        GlShape::PickShape(traversal);
+        if (traversal->GetPickedShape() == this) {
+            traversal->SetPicked(this, traversal->GetPickedPoint(), traversal->GetDistance() - 0.5,
+                                 traversal->GetSubObjectId(), traversal->GetPickType());
+        }
+    }
+};
+
 /// One view along -z from the origin, of blocks that a test places. At a distance d, a pixel is
 /// d / 50 wide. The id buffer shows nothing until a test puts something there.
 class PixelComparerTest : public testing::Test
@@ -43,9 +59,11 @@ protected:
         m_ids.m_depths[index] = static_cast<float>(m_rays.GetPixel(point)[2]);
     }
 
-    PixelPick Compare(int x, int y)
+    PixelPick Compare(int x, int y) { return Compare(x, y, &m_scene, m_scene.GetRoot()); }
+
+    PixelPick Compare(int x, int y, PickedScene* scene, TqOcTraversable* root)
     {
-        demo::PixelComparer comparer(m_rays, m_ids, m_scene.GetTrees(), &m_pick, m_scene.GetRoot());
+        demo::PixelComparer comparer(m_rays, m_ids, scene->GetTrees(), &m_pick, root);
         PixelPick pixel;
         pixel.m_x = x;
         pixel.m_y = y;
@@ -89,6 +107,53 @@ TEST_F(PixelComparerTest, DoesNotExplainAPointAtAnotherDepth)
     PixelPick const picked = Compare(eMIDDLE, eMIDDLE + 3);
     Show(eMIDDLE, eMIDDLE + 3, 0, picked.m_picked.m_triangle, picked.m_picked.m_distance + 0.1);
     EXPECT_EQ(Compare(eMIDDLE, eMIDDLE + 3).m_verdict, PixelVerdict::eUNEXPLAINED);
+}
+
+TEST_F(PixelComparerTest, DoesNotExplainTheBackOfThePickedShapeSeenThroughItsFront)
+{
+    m_scene.Place(TqLPos3f(0.0, 0.0, -10.0), TqLVec3f(6.0, 6.0, 2.0));
+    m_scene.Build();
+    PixelPick const picked = Compare(eMIDDLE, eMIDDLE + 3);
+    ASSERT_TRUE(picked.m_picked.m_isHit);
+    double const back = picked.m_picked.m_distance * 11.0 / 9.0;
+    for (std::uint32_t triangle = 0; triangle < 12; ++triangle) { // two are the back
+        Show(eMIDDLE, eMIDDLE + 3, 0, triangle, back);
+        EXPECT_EQ(Compare(eMIDDLE, eMIDDLE + 3).m_verdict, PixelVerdict::eUNEXPLAINED) << triangle;
+    }
+}
+
+TEST_F(PixelComparerTest, DoesNotExplainAPickedPointThatIsNotOnItsTriangle)
+{
+    m_scene.Place(TqLPos3f(0.0, 0.0, -10.0), TqLVec3f(6.0, 6.0, 2.0));
+    m_scene.Build();
+    PixelPick const picked = Compare(eMIDDLE, eMIDDLE + 3);
+    Show(eMIDDLE, eMIDDLE + 3, 0, picked.m_picked.m_triangle, picked.m_picked.m_distance);
+    host::GlShapeScene const shared = {&m_scene.GetTrees()->GetModel(), nullptr,
+                                       m_scene.GetTrees()};
+    BoastfulShape shape(&shared);
+    shape.SetUserOwned(1);
+    TqOcStaticLeaf leaf;
+    leaf.AddChild(&shape);
+    leaf.Update();
+    PixelPick const nearer = Compare(eMIDDLE, eMIDDLE + 3, &m_scene, &leaf);
+    ASSERT_TRUE(nearer.m_picked.m_isHit);
+    EXPECT_EQ(nearer.m_picked.m_triangle, nearer.m_seen.m_triangle);
+    EXPECT_EQ(nearer.m_picked.m_distance, picked.m_picked.m_distance - 0.5);
+    EXPECT_EQ(nearer.m_verdict, PixelVerdict::eUNEXPLAINED);
+}
+
+TEST_F(PixelComparerTest, DoesNotExplainAPickThatMissesWhatIsSeenAtTheCentre)
+{
+    m_scene.Place(TqLPos3f(0.0, 0.0, -10.0), TqLVec3f(6.0, 6.0, 2.0));
+    m_scene.Build();
+    PixelPick const picked = Compare(eMIDDLE, eMIDDLE + 3);
+    ASSERT_TRUE(picked.m_picked.m_isHit);
+    Show(eMIDDLE, eMIDDLE + 3, 0, picked.m_picked.m_triangle, picked.m_picked.m_distance);
+    TqOcStaticLeaf empty;
+    PixelPick const missed = Compare(eMIDDLE, eMIDDLE + 3, &m_scene, &empty);
+    EXPECT_FALSE(missed.m_picked.m_isHit);
+    EXPECT_TRUE(missed.m_seen.m_isHit);
+    EXPECT_EQ(missed.m_verdict, PixelVerdict::eUNEXPLAINED);
 }
 
 TEST_F(PixelComparerTest, DoesNotExplainWhatIsPickedAndNotSeenOrSeenAndNotPicked)
@@ -157,6 +222,27 @@ TEST_F(PixelComparerTest, ExplainsARimThroughTheCentreAndNotOneBesideIt)
         comparer.Compare(&picked);
         ASSERT_TRUE(picked.m_picked.m_isHit) << share;
         EXPECT_EQ(picked.m_verdict, share < 0.1 ? PixelVerdict::eEDGE : PixelVerdict::eUNEXPLAINED)
+            << share;
+    }
+}
+
+TEST_F(PixelComparerTest, ExplainsARimSeenThatThePickMissesByAHairAndNotByMore)
+{
+    // As above, but the front face ends short of the centre by a share, and is seen there.
+    double const pixel = 9.0 / eMIDDLE;
+    int const x = eMIDDLE + 10;
+    int const y = eMIDDLE + 3;
+    for (double const share : {0.01, 0.3}) {
+        double const rim = (10.5 - share) * pixel;
+        PickedScene scene;
+        scene.Place(TqLPos3f(rim - 3.0, 0.0, -10.0), TqLVec3f(6.0, 6.0, 2.0));
+        scene.Build();
+        PixelPick const beside = Compare(x - 1, y, &scene, scene.GetRoot());
+        ASSERT_TRUE(beside.m_picked.m_isHit) << share;
+        Show(x, y, 0, beside.m_picked.m_triangle, beside.m_picked.m_distance);
+        PixelPick const seen = Compare(x, y, &scene, scene.GetRoot());
+        EXPECT_FALSE(seen.m_picked.m_isHit) << share;
+        EXPECT_EQ(seen.m_verdict, share < 0.1 ? PixelVerdict::eEDGE : PixelVerdict::eUNEXPLAINED)
             << share;
     }
 }

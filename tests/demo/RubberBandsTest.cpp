@@ -25,6 +25,15 @@ public:
     }
 };
 
+/// Placement 0, which lists itself in every pick that reaches it.
+class PushyShape : public host::GlShape
+{
+public:
+    explicit PushyShape(host::GlShapeScene const* scene) : GlShape(scene, 0, 12, 1.0) {}
+
+    void PickShape(TqOcPickFrustumTraversal* traversal) override { traversal->PickShape(this); }
+};
+
 /// One view along -z from the origin: a block of 20 to 40 pixels in x and y, one of 60 to 80, and
 /// one hidden behind the first.
 class RubberBandsTest : public testing::Test
@@ -123,6 +132,23 @@ TEST_F(RubberBandsTest, IsWrongWhenOnlyTheContainedListIsEmpty)
     EXPECT_TRUE(band.m_touching.IsRight());
     EXPECT_TRUE(band.m_contained.m_placements.empty());
     EXPECT_EQ(band.m_contained.m_numMissing, 1U);
+    EXPECT_FALSE(band.IsRight());
+}
+
+TEST_F(RubberBandsTest, IsWrongWhenAContainedShapeReachesOutOfTheRectangle)
+{
+    m_drawn = {m_scene.GetShapes()[0]};
+    host::GlShapeScene const shared = {&m_scene.GetTrees()->GetModel(), nullptr,
+                                       m_scene.GetTrees()};
+    PushyShape shape(&shared);
+    shape.SetUserOwned(1);
+    TqOcStaticLeaf leaf;
+    leaf.AddChild(&shape);
+    leaf.Update();
+    EXPECT_EQ(Check(10, 10, 90, 90, &leaf).m_numOutside, 0U);
+    demo::RubberBand const band = Check(25, 25, 65, 65, &leaf);
+    EXPECT_EQ(band.m_contained.m_placements, (Placements{0}));
+    EXPECT_EQ(band.m_numOutside, 1U);
     EXPECT_FALSE(band.IsRight());
 }
 

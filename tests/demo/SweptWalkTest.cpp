@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 namespace
@@ -36,6 +38,43 @@ demo::WalkResult WalkAlong(PickedScene* scene, std::vector<host::CameraKey> cons
 {
     demo::WalkPicks picks;
     return demo::Walk(stops, body, 0.5, &picks, scene->GetRoot());
+}
+
+/// Placement 0, which answers only some of the sweeps that reach it.
+class PickyShape : public host::GlShape
+{
+public:
+    using Choice = std::function<bool(TqOcPickSweepTraversal const&)>;
+
+    PickyShape(host::GlShapeScene const* scene, Choice choice)
+        : GlShape(scene, 0, 12, 1.0)
+        , m_choice(std::move(choice))
+    {}
+
+    void PickSweep(TqOcPickSweepTraversal* traversal) override
+    {
+        if (m_choice(*traversal)) {
+            GlShape::PickSweep(traversal);
+        }
+    }
+
+private:
+    Choice m_choice;
+};
+
+/// Walks from the origin straight through a wall at -2 that answers only some sweeps.
+demo::WalkResult WalkIntoPickyWall(PickyShape::Choice const& choice, demo::WalkPicks* picks)
+{
+    PickedScene scene;
+    scene.Place(TqLPos3f(0.0, 0.0, -2.0), TqLVec3f(40.0, 40.0, 0.2));
+    scene.Build();
+    host::GlShapeScene const shared = {&scene.GetTrees()->GetModel(), nullptr, scene.GetTrees()};
+    PickyShape wall(&shared, choice);
+    wall.SetUserOwned(1);
+    TqOcStaticLeaf leaf;
+    leaf.AddChild(&wall);
+    leaf.Update();
+    return demo::Walk({Stop(0.0, 0.0, 0.0), Stop(0.0, 0.0, -6.0)}, MakeSphere(), 0.5, picks, &leaf);
 }
 
 } // namespace
@@ -133,6 +172,30 @@ TEST(SweptWalk, GivesUpBeforeAWallThatItCannotPass)
     EXPECT_GT(front, -1.9);        // before the wall's face,
     EXPECT_LT(front, -1.9 + 0.01); // and close to it
     EXPECT_EQ(walk.m_inside, 0U);
+}
+
+TEST(SweptWalk, CountsAStepThatEndsInsideSomething)
+{
+    demo::WalkPicks picks;
+    demo::WalkResult const walk = WalkIntoPickyWall(
+        [](TqOcPickSweepTraversal const& pick) { return pick.GetSweep().IsPick(); }, &picks);
+    ASSERT_EQ(walk.m_steps.size(), 12U); // of half a metre, and the wall stops none
+    EXPECT_EQ(walk.m_contacts, 0U);
+    EXPECT_EQ(walk.m_inside, 1U);
+    EXPECT_TRUE(walk.m_steps[3].m_isInside); // at -2
+    EXPECT_FALSE(walk.m_steps[2].m_isInside);
+}
+
+TEST(SweptWalk, CountsSweepsForWhichOnlyOneOrderFindsAContact)
+{
+    demo::WalkPicks picks;
+    for (TqOcPickSweepTraversal const* const answered :
+         {&picks.m_nearestFirst, &picks.m_depthFirst}) {
+        demo::WalkResult const walk = WalkIntoPickyWall(
+            [&](TqOcPickSweepTraversal const& pick) { return &pick == answered; }, &picks);
+        EXPECT_GT(walk.m_parted, 0U);
+        EXPECT_LT(walk.m_parted, walk.m_nearestSeconds.size()); // the first sweeps are free
+    }
 }
 
 TEST(SweptWalk, BeginsWhereTheBodyFits)

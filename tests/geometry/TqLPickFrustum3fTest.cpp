@@ -645,18 +645,24 @@ TEST(TqLPickFrustum3f, TransformedByInverseDecidesLocalBoxesAsBruteForceDoes)
 
 TEST(TqLPickFrustum3f, TransformedByInverseKeepsWhatMeetsItUnderVeryUnequalScales)
 {
-    // Instances stretched by up to 1e8 on one axis only, turned before and after: what is left of
-    // the rows of a plane's normal has lost half of its digits. Points on the sides, near and far.
+    // Instances stretched or squeezed, by up to 1e8 against the other axes, along one axis, turned
+    // before and after: what is left of the rows of a plane's normal has lost half of its digits.
+    // Points on the sides, near and far.
     SceneRandom random(60);
     int tested = 0;
-    for (int run = 0; run < 20000; ++run) {
+    for (int run = 0; run < 40000; ++run) {
         SCOPED_TRACE(run);
         Case const c = RandomCase(&random, 10.0);
-        double const stretch = std::exp(random.Range(0.0, 18.4));
+        double const top = random.Chance(0.5) ? 9.2 : 18.4;
+        double scales[3] = {1.0, 1.0, 1.0};
+        scales[random.Below(3)] = std::exp(random.Range(-top, top));
         TqLAffine3f const before = RandomRotation(&random);
         TqLAffine3f const after = RandomRotation(&random);
-        TqLAffine3f const toWorld = before * TqLAffine3f::Scale(stretch, 1.0, 1.0) * after *
-                                    TqLAffine3f::Translation(c.viewpoint.Vec());
+        TqLVec3f const place = random.Chance(0.5)
+                                   ? c.viewpoint.Vec()
+                                   : RandomDirection(&random) * random.Range(0.0, 1e3);
+        TqLAffine3f const toWorld = before * TqLAffine3f::Scale(scales[0], scales[1], scales[2]) *
+                                    after * TqLAffine3f::Translation(place);
         TqLPos3f const inside = ToPos(c.Point(0.5L, 0.5L, 0.5L * (c.nearDistance + c.farDistance)));
         TqLAffine3f const fromWorld = toWorld.Inverse();
         TqLPos3f const localInside = inside * fromWorld;

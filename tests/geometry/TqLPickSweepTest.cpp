@@ -521,6 +521,35 @@ TEST(TqLPickSweep, HugeBodiesTouchWhatLiesInsideThem)
                                            TqLPos3f(0.8 * DBL_MAX, large, large))));
 }
 
+namespace
+{
+
+/// A scene, 2 to the given power times as large.
+Scene Scale(Scene const& scene, int power)
+{
+    auto const scaled = [power](TqLVec3f const& vec) {
+        return TqLVec3f(std::ldexp(vec[0], power), std::ldexp(vec[1], power),
+                        std::ldexp(vec[2], power));
+    };
+    TqLPos3f const center(scaled(scene.sweep.GetCenter().Vec()));
+    TqLVec3f const half = scaled(scene.sweep.GetHalfSize());
+    TqLVec3f const vec = scaled(scene.sweep.GetSweep());
+    Scene result;
+    result.sweep = scene.sweep.GetBody() == TqLPickSweep::eBOX ? TqLPickSweep(center, half, vec)
+                                                               : TqLPickSweep(center, half[0], vec);
+    result.box.SetValue(TqLPos3f(scaled(scene.box.GetMin().Vec())),
+                        TqLPos3f(scaled(scene.box.GetMax().Vec())));
+    result.within = std::ldexp(scene.within, power);
+    return result;
+}
+
+bool IsCulled(Scene const& scene)
+{
+    return IsCulled(scene.sweep, scene.box);
+}
+
+} // namespace
+
 TEST(TqLPickSweep, CullsAtEverySizeAsAtSizeOne)
 {
     SceneRandom random(70);
@@ -528,23 +557,35 @@ TEST(TqLPickSweep, CullsAtEverySizeAsAtSizeOne)
     for (int run = 0; run < 20000; ++run) {
         SCOPED_TRACE(run);
         Scene const scene = RandomLatticeScene(&random);
-        bool const isCulled = IsCulled(scene.sweep, scene.box);
+        bool const isCulled = IsCulled(scene);
         culled += isCulled ? 1 : 0;
         for (int const power : {-950, -600, -500, 500, 600, 950}) {
-            double const scale = std::ldexp(1.0, power);
-            TqLPos3f const center(scene.sweep.GetCenter().Vec() * scale);
-            TqLVec3f const half = scene.sweep.GetHalfSize() * scale;
-            TqLVec3f const vec = scene.sweep.GetSweep() * scale;
-            TqLPickSweep const sweep = scene.sweep.GetBody() == TqLPickSweep::eBOX
-                                           ? TqLPickSweep(center, half, vec)
-                                           : TqLPickSweep(center, half[0], vec);
-            TqLBox3f const box(TqLPos3f(scene.box.GetMin().Vec() * scale),
-                               TqLPos3f(scene.box.GetMax().Vec() * scale));
-            ASSERT_EQ(IsCulled(sweep, box), isCulled) << power;
+            ASSERT_EQ(IsCulled(Scale(scene, power)), isCulled) << power;
         }
     }
     EXPECT_GT(culled, 5000);
     EXPECT_LT(culled, 19000);
+}
+
+TEST(TqLPickSweep, KeepsWhatItTouchesAmongTheSmallestNumbers)
+{
+    SceneRandom random(71);
+    int kept = 0;
+    for (int run = 0; run < 60000; ++run) {
+        SCOPED_TRACE(run);
+        Scene const scene = RandomLatticeScene(&random);
+        if (scene.within > 0.0 || IsCulled(scene)) {
+            continue;
+        }
+        ++kept;
+        for (int const power : {-1060, -1070, -1074}) {
+            ASSERT_FALSE(IsCulled(Scale(scene, power))) << power;
+        }
+    }
+    EXPECT_GT(kept, 2000);
+    // A way so short that the times along it would leave the range.
+    TqLPickSweep const shortest(TqLPos3f(), 1.0, TqLVec3f(1e-320, 0.0, 0.0));
+    EXPECT_FALSE(IsCulled(shortest, TqLBox3f(TqLPos3f(0.5, 0.0, 0.0), TqLPos3f(2.0, 1.0, 1.0))));
 }
 
 // ---- The plane mask -----------------------------------------------------------------------------

@@ -22,6 +22,7 @@
 #include <ostream>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -99,6 +100,16 @@ private:
 
 /// Repetitions of what depends on which of two threads comes first.
 constexpr int eRACES = 2000;
+
+/// Whether anybody may call IsEmpty and IsFull.
+template <class Queue, class = void>
+constexpr bool areOpen = false;
+template <class Queue>
+constexpr bool areOpen<Queue, std::void_t<decltype(std::declval<Queue&>().IsEmpty()),
+                                          decltype(std::declval<Queue&>().IsFull())>> = true;
+
+static_assert(!areOpen<TqOcTraversalFIFO>, "only derived classes hold the lock when they ask");
+static_assert(areOpen<OpenFIFO>);
 
 static_assert(std::is_abstract_v<TqOcTraversalQueue>);
 static_assert(std::has_virtual_destructor_v<TqOcTraversalQueue>);

@@ -115,6 +115,7 @@ TEST_F(GlShapePickTest, PicksTheNearestTriangleUnderAPixel)
         std::uint32_t const vertex = mesh.indices[3 * m_pick.GetSubObjectId() + corner];
         TqLPos3f const& world = m_pick.GetVertices()[corner];
         EXPECT_EQ(world[0], static_cast<double>(mesh.positions[3 * vertex]));
+        EXPECT_EQ(world[1], static_cast<double>(mesh.positions[3 * vertex + 1]));
         EXPECT_EQ(world[2], -4.5);
     }
     EXPECT_EQ(m_pick.GetAllPickedShapes().Size(), 1);
@@ -285,6 +286,38 @@ TEST_F(GlShapePickTest, PicksBehindWhatClipPlanesCutAway)
     EXPECT_NEAR(m_pick.GetPickedPoint()[2], -4.5, 1e-12);
 }
 
+TEST_F(GlShapePickTest, IsCutByTheClipPlanesOfTheFrameThatThePickFollows)
+{
+    TqLPlane3f const clip(TqLUnitVec3f(TqLVec3f(0.0, 0.0, -1.0)), TqLPos3f(0.0, 0.0, -5.0));
+    TqLPlane3f const nowhere(TqLUnitVec3f(TqLVec3f(0.0, 0.0, 1.0)), TqLPos3f(0.0, 0.0, 5.0));
+    TqOcContext context;
+    TqOcPrioritizedTraversal frame(&context);
+    frame.SetViewFrustum(MakeView());
+    frame.SetClipPlanes(&clip, 1);
+    m_pick.SetRenderTraversal(&frame);
+    m_pick.SetPickLastRendered(0);
+    m_pick.SetClipPlanes(&nowhere, 1);
+    m_pick.SetFrustum(MakePixel(0.011, 0.033));
+    m_pick.Apply(Build());
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    EXPECT_NEAR(m_pick.GetPickedPoint()[2], -5.5, 1e-12);
+}
+
+TEST_F(GlShapePickTest, MeetsInASweepWhatClipPlanesLeave)
+{
+    TqLPlane3f const clip(TqLUnitVec3f(TqLVec3f(0.0, 0.0, -1.0)), TqLPos3f(0.0, 0.0, -5.0));
+    m_sweep.SetClipPlanes(&clip, 1);
+    TqOcTraversable* const root = Build();
+    for (int const ignoresClip : {0, 1}) {
+        m_shapes[0].SetIgnoreClip(ignoresClip);
+        m_sweep.SetSweep(TqLPickSweep(TqLPos3f(), 0.25, TqLVec3f(0.0, 0.0, -20.0)));
+        m_sweep.Apply(root);
+        EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[0]);
+        // The face behind the plane, or the one before it.
+        EXPECT_NEAR(m_sweep.GetDistance(), ignoresClip != 0 ? 4.25 : 5.25, 1e-12);
+    }
+}
+
 TEST_F(GlShapePickTest, MeasuresInTheWorldUnderMirrorsAndUnevenScales)
 {
     m_model.placements.resize(1);
@@ -360,10 +393,29 @@ TEST_F(GlShapePickTest, EndsASweepAtTheFirstContactInEitherMode)
         EXPECT_NEAR((sweep.GetPickedPoint() - TqLPos3f(0.1, 0.0, -4.5)).Length(), 0.0, 1e-9);
         EXPECT_NEAR((sweep.GetNormal().Vec() - TqLVec3f(0.0, 0.0, 1.0)).Length(), 0.0, 1e-9);
         EXPECT_EQ(sweep.GetPickType(), TqOcPickTraversal::ePICK_TRIANGLE);
-        EXPECT_NEAR(sweep.GetVertices()[0][2], -4.5, 0.0);
+        host::Mesh const& mesh = m_model.meshes[0];
+        for (std::size_t corner = 0; corner < 3; ++corner) {
+            std::uint32_t const vertex = mesh.indices[3 * sweep.GetSubObjectId() + corner];
+            TqLPos3f const& world = sweep.GetVertices()[corner];
+            EXPECT_EQ(world[0], static_cast<double>(mesh.positions[3 * vertex]));
+            EXPECT_EQ(world[1], static_cast<double>(mesh.positions[3 * vertex + 1]));
+            EXPECT_EQ(world[2], -4.5);
+        }
         EXPECT_TRUE(sweep.GetSweep().IsShortened());
         EXPECT_NEAR(sweep.GetSweep().GetSweep()[2], -4.25, 1e-12);
     }
+}
+
+TEST_F(GlShapePickTest, ReportsTheNormalOfTheContactAtAnEdge)
+{
+    TqOcTraversable* const root = Build();
+    // 0.1 beside the cube's faces at x = 0.5, so that the sphere meets the edge at z = -4.5.
+    m_sweep.SetSweep(TqLPickSweep(TqLPos3f(0.6, 0.0, 0.0), 0.25, TqLVec3f(0.0, 0.0, -20.0)));
+    m_sweep.Apply(root);
+    ASSERT_EQ(m_sweep.GetPickedShape(), &m_shapes[0]);
+    EXPECT_NEAR((m_sweep.GetPickedPoint() - TqLPos3f(0.5, 0.0, -4.5)).Length(), 0.0, 1e-9);
+    TqLVec3f const away(0.4, 0.0, std::sqrt(1.0 - 0.16)); // 0.1 of 0.25 to the side
+    EXPECT_NEAR((m_sweep.GetNormal().Vec() - away).Length(), 0.0, 1e-9);
 }
 
 TEST_F(GlShapePickTest, LeavesASweepAsItIsWhereAllHitsAreRequired)
@@ -540,4 +592,27 @@ TEST_F(GlShapePickTest, PassesOverWhatTheFollowedFrameDidNotDraw)
     m_pick.SetPickLastRendered(0); // what the next frame would draw
     m_pick.Apply(root);
     EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[0]);
+    frame.SetPolicy(TqOcRenderTraversal::eALWAYS_INTERACTIVE);
+    TqOcStaticLeaf nothing;
+    frame.Apply(&nothing); // from now on it is interactive
+    ASSERT_NE(frame.IsInteractive(), 0);
+    m_pick.Apply(root);
+    EXPECT_EQ(m_pick.GetPickedShape(), &m_shapes[1]);
+}
+
+TEST_F(GlShapePickTest, PassesInASweepOverWhatTheFollowedFrameDidNotDraw)
+{
+    TqOcContext context;
+    TqOcPrioritizedTraversal frame(&context);
+    frame.SetFrameId(7);
+    TqOcTraversable* const root = Build();
+    root->SetFrameId(7);
+    m_shapes[1].SetFrameId(7);
+    m_sweep.SetRenderTraversal(&frame);
+    for (unsigned int const frameId : {6U, 7U}) {
+        m_shapes[0].SetFrameId(frameId);
+        m_sweep.SetSweep(TqLPickSweep(TqLPos3f(), 0.25, TqLVec3f(0.0, 0.0, -20.0)));
+        m_sweep.Apply(root);
+        EXPECT_EQ(m_sweep.GetPickedShape(), &m_shapes[frameId == 7U ? 0 : 1]);
+    }
 }

@@ -409,7 +409,7 @@ TEST(MeshPick, GivesUpWhenToldAndKeepsWhatItFound)
     EXPECT_EQ(asked, 1);
 }
 
-TEST(MeshPick, LooksNoFurtherForWhatIsTouchedOrContainedWhenTold)
+TEST(MeshPick, LooksNoFurtherWhenTold)
 {
     Mesh const mesh = MakePickSlats(1000);
     MeshTree const tree(mesh);
@@ -438,6 +438,11 @@ TEST(MeshPick, LooksNoFurtherForWhatIsTouchedOrContainedWhenTold)
     asked = 0;
     EXPECT_FALSE(IsTouched(placed, beside, settings));
     EXPECT_GT(asked, 1);
+    asked = 0;
+    TqLPickSweep const besideAll(TqLPos3f(0.9, -1.0, 0.9), 0.05, TqLVec3f(0.0, 3.0, 0.0));
+    MeshContact contact;
+    EXPECT_FALSE(FindContact(placed, besideAll, nullptr, 0, settings, &contact));
+    EXPECT_GT(asked, 1);
 
     settings.m_isOver = [&asked] {
         ++asked;
@@ -448,6 +453,9 @@ TEST(MeshPick, LooksNoFurtherForWhatIsTouchedOrContainedWhenTold)
     EXPECT_EQ(asked, 1);
     asked = 0;
     EXPECT_FALSE(IsTouched(placed, beside, settings));
+    EXPECT_EQ(asked, 1);
+    asked = 0;
+    EXPECT_FALSE(FindContact(placed, besideAll, nullptr, 0, settings, &contact));
     EXPECT_EQ(asked, 1);
 }
 
